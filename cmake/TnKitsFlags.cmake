@@ -1,0 +1,35 @@
+# Compiler settings that every target of the project shares.
+
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+option(TN_KITS_SANITIZE "Build everything with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
+if(TN_KITS_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+
+# tn_kits_compile_options(TARGET): warnings, exact floating point, and live assertions.
+function(tn_kits_compile_options target)
+  if(MSVC)
+    # UNDEBUG: preconditions and the linear-algebra library's assertions stay active in Release.
+    target_compile_options(${target} PRIVATE /W4 /fp:precise /UNDEBUG
+      $<$<BOOL:${TN_KITS_WARNINGS_AS_ERRORS}>:/WX>)
+    return()
+  endif()
+  target_compile_options(${target} PRIVATE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual
+    # A fused multiply-add rounds once where the documented formulas round twice, and whether the
+    # compiler fuses depends on the instruction set: results would differ from machine to machine.
+    -ffp-contract=off
+    # Preconditions and the linear-algebra library's assertions stay active in Release.
+    -UNDEBUG
+    # Assertions name sources relative to the repository, not to the build machine.
+    -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
+    $<$<BOOL:${TN_KITS_WARNINGS_AS_ERRORS}>:-Werror>)
+endfunction()

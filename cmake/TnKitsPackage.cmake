@@ -1,0 +1,46 @@
+# Installation: headers flat in include/tn_kits, one CMake package and one pkg-config file a library.
+
+include(CMakePackageConfigHelpers)
+set(TN_KITS_INCLUDE_DIR "${CMAKE_INSTALL_INCLUDEDIR}/tn_kits")
+
+# tn_kits_install(LIB HEADERS <dir> [DEPENDS <CMake packages>] [PC_REQUIRES <pkg-config packages>])
+# Installs library LIB with the headers of a folder as CMake package LIB (target LIB::LIB) and as
+# pkg-config package LIB.
+function(tn_kits_install lib)
+  cmake_parse_arguments(arg "" "HEADERS" "DEPENDS;PC_REQUIRES" ${ARGN})
+  set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/${lib}")
+
+  install(TARGETS ${lib} EXPORT ${lib}Targets
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    INCLUDES DESTINATION ${TN_KITS_INCLUDE_DIR})
+  install(DIRECTORY ${arg_HEADERS}/ DESTINATION ${TN_KITS_INCLUDE_DIR} FILES_MATCHING PATTERN "*.h")
+  install(EXPORT ${lib}Targets NAMESPACE ${lib}:: DESTINATION ${package_dir})
+
+  set(dependencies "")
+  foreach(package IN LISTS arg_DEPENDS)
+    string(APPEND dependencies "find_dependency(${package})\n")
+  endforeach()
+  set(TN_LIB ${lib})
+  set(TN_DEPENDENCIES "${dependencies}")
+  configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/PackageConfig.cmake.in"
+    "${PROJECT_BINARY_DIR}/${lib}Config.cmake" INSTALL_DESTINATION ${package_dir})
+  write_basic_package_version_file("${PROJECT_BINARY_DIR}/${lib}ConfigVersion.cmake"
+    VERSION ${PROJECT_VERSION} COMPATIBILITY SameMinorVersion)
+  install(FILES "${PROJECT_BINARY_DIR}/${lib}Config.cmake"
+                "${PROJECT_BINARY_DIR}/${lib}ConfigVersion.cmake"
+    DESTINATION ${package_dir})
+
+  # The .pc file finds its prefix from its own place, so an installed tree can be moved.
+  file(RELATIVE_PATH TN_PC_PREFIX "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+  string(REGEX REPLACE "/$" "" TN_PC_PREFIX "${TN_PC_PREFIX}")
+  list(JOIN arg_PC_REQUIRES ", " TN_PC_REQUIRES)
+  set(TN_PC_CFLAGS "")
+  get_target_property(type ${lib} TYPE)
+  if(type STREQUAL "STATIC_LIBRARY")
+    string(TOUPPER "-D${lib}_STATIC" TN_PC_CFLAGS)
+  endif()
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/package.pc.in" "${PROJECT_BINARY_DIR}/${lib}.pc" @ONLY)
+  install(FILES "${PROJECT_BINARY_DIR}/${lib}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+endfunction()

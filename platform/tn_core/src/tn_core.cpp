@@ -1,0 +1,108 @@
+#include "tn_core.h"
+
+#include <atomic>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <new>
+#include <string>
+
+namespace Tarn {
+namespace {
+
+// A plain record that is never destroyed: other libraries may log while the process shuts down.
+struct Logger {
+  std::mutex mutex;
+  LogSink sink = nullptr;
+  void* user = nullptr;
+  std::atomic<bool> verbose;
+
+  Logger() {
+    const char* wish = std::getenv("TN_LOG");
+    verbose = wish != nullptr && std::strcmp(wish, "verbose") == 0;
+  }
+};
+
+Logger& logger() {
+  static Logger* const the_logger = new Logger;
+  return *the_logger;
+}
+
+// Set while this thread is inside a sink, where the mutex is already held.
+thread_local bool in_sink = false;
+
+std::string formatMessage(const char* format, std::va_list arguments) {
+  std::va_list again;
+  va_copy(again, arguments);
+  const int length = std::vsnprintf(nullptr, 0, format, arguments);
+  std::string message;
+  if (length < 0) {
+    message = format;
+  } else {
+    message.resize(static_cast<std::size_t>(length));
+    std::vsnprintf(message.data(), message.size() + 1, format, again);
+  }
+  va_end(again);
+  return message;
+}
+
+void writeToStderr(LogLevel level, const char* tag, const char* message) {
+  std::string line = level == LogLevel::kError ? "E/" : "V/";
+  line.append(tag).append(": ").append(message).append("\n");
+  // One call a line: standard error is unbuffered, and other writers may share it.
+  std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
+void deliver(LogLevel level, const char* tag, const char* message) {
+  Logger& log = logger();
+  const std::lock_guard<std::mutex> lock(log.mutex);
+  if (log.sink == nullptr) {
+    writeToStderr(level, tag, message);
+    return;
+  }
+  in_sink = true;
+  log.sink(level, tag, message, log.user);
+  in_sink = false;
+}
+
+void logLine(LogLevel level, const char* tag, const char* format, std::va_list arguments) {
+  if (in_sink) return;
+  if (tag == nullptr) tag = "";
+  if (format == nullptr) format = "";
+  try {
+    deliver(level, tag, formatMessage(format, arguments).c_str());
+  } catch (const std::bad_alloc&) {
+    std::fputs(format, stderr);
+  }
+}
+
+}  // namespace
+
+void _LogError(const char* tag, const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  logLine(LogLevel::kError, tag, format, arguments);
+  va_end(arguments);
+}
+
+void _LogVerbose(const char* tag, const char* format, ...) {
+  if (!logger().verbose) return;
+  std::va_list arguments;
+  va_start(arguments, format);
+  logLine(LogLevel::kVerbose, tag, format, arguments);
+  va_end(arguments);
+}
+
+void setLogSink(LogSink sink, void* user) {
+  Logger& log = logger();
+  std::unique_lock<std::mutex> lock(log.mutex, std::defer_lock);
+  if (!in_sink) lock.lock();
+  log.sink = sink;
+  log.user = user;
+}
+
+void setVerboseLogging(bool on) { logger().verbose = on; }
+
+}  // namespace Tarn

@@ -1,0 +1,48 @@
+// What tests share: buffers that end at an unreadable page, seeded bytes, and a loop over the
+// instruction sets of the machine.
+#ifndef TN_KITS_TESTS_SUPPORT_TEST_SUPPORT_H_
+#define TN_KITS_TESTS_SUPPORT_TEST_SUPPORT_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+namespace tn_test {
+
+// Bytes whose last one is followed by an unreadable page and whose first one is preceded by canaries,
+// which the destructor checks.
+class Guarded {
+ public:
+  explicit Guarded(std::size_t size, std::uint8_t fill = 0);
+  Guarded(Guarded&&) noexcept = default;
+  Guarded& operator=(Guarded&&) noexcept = default;
+  ~Guarded();
+
+  std::uint8_t* data() { return data_; }
+  const std::uint8_t* data() const { return data_; }
+  float* floats() { return reinterpret_cast<float*>(data_); }
+  std::size_t size() const { return size_; }
+  std::uint8_t& operator[](std::size_t i) { return data_[i]; }
+  const std::uint8_t& operator[](std::size_t i) const { return data_[i]; }
+
+ private:
+  struct Unmap {
+    std::size_t bytes;
+    void operator()(void* pages) const;
+  };
+  std::unique_ptr<void, Unmap> pages_;
+  std::uint8_t* data_;
+  std::size_t size_;
+};
+
+// Uniform bytes; the same for the same seed.
+Guarded RandomBytes(std::size_t size, std::uint32_t seed = 1);
+
+// Runs `body` once for every instruction set that both the build and the machine have, best first, with
+// dispatch restricted to it; a failure names the set.
+void ForEachTarget(const std::function<void()>& body);
+
+}  // namespace tn_test
+
+#endif  // TN_KITS_TESTS_SUPPORT_TEST_SUPPORT_H_
