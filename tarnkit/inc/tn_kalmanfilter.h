@@ -6,32 +6,82 @@
 
 #include "tn_kits_export.h"
 
+// The matrices below are allocated on one side of the library's boundary and released on the other, and
+// Eigen's allocator depends on its alignment, which depends on the instruction set compiled for.
+static_assert(EIGEN_MAX_ALIGN_BYTES == 16,
+              "tn_kits shares Eigen matrices with its callers and is compiled for 16-byte alignment: "
+              "compile sources that include tn_kalmanfilter.h for the baseline instruction set (no "
+              "-mavx, no -march=native, no /arch:AVX) or define EIGEN_MAX_ALIGN_BYTES=16 everywhere");
+
+#if defined(_MSC_VER)
+#pragma warning(push)
+// The public matrices are templates of a header-only library, which has nothing to import.
+#pragma warning(disable : 4251)
+#endif
+
 namespace Tarn {
 
+/// The model is
+///   state' = transition * state            + noise of covariance processNoiseCov
+///   z      = measurement * state           + noise of covariance measurementNoiseCov
+/// The owner writes the model matrices and the initial state straight into the members, then calls
+/// predict and correct in any order, as a rule one predict and at most one correct for each step of
+/// time. DP, MP and CP are the dimensions of state, measurement and control.
+///
+/// Sizes are checked by Eigen's own assertions, which are active in every build of the library: a member
+/// or a measurement of the wrong size ends the program there. Numbers are not checked: a singular
+/// innovation covariance gives infinities and NaNs, and they go on into gain, state and covariance.
+///
+/// Sums over an inner index run in ascending order and nothing is fused. A filter of DP = 12 and MP = 4
+/// allocates nothing in predict, and in correct only the argument's copy.
+///
+/// Copies are deep. Threads: a filter is used by one thread at a time; filters share nothing.
 class TN_KITS_API KalmanFilter {
  public:
+  /// As init. Errors: as init.
   KalmanFilter(int DP, int MP, int CP);
+
+  /// Sizes and resets every member to the value noted below. A used filter may be initialised again;
+  /// when CP is not above 0, `control` is left as it was.
+  /// Errors: assertion "DP > 0 && MP > 0"; std::bad_alloc.
   void init(int DP, int MP, int CP);
+
+  /// Time update: predictedState = F x and predictedErrorCov = (F P) F^T + Q, for x and P the corrected
+  /// pair. The prediction becomes the corrected pair too, so that a second predict goes on from it.
+  /// `control` plays no part. Returns predictedState.
   const Eigen::MatrixXf& predict();
+
+  /// Measurement update with an MP x 1 measurement z. With P = predictedErrorCov and H = measurement:
+  ///   scratchHP = H P                           innovationCov = scratchHP H^T + R
+  ///   gainTransposed = innovationCov^-1 scratchHP      gain = gainTransposed^T
+  ///   innovation = z - H predictedState
+  ///   correctedState = predictedState + gain innovation
+  ///   correctedErrorCov = P - gain scratchHP
+  /// The inverse is formed, by LU decomposition with partial pivoting. The gain is right for symmetric
+  /// covariances; with others it is what the formulas say. Returns correctedState.
   const Eigen::MatrixXf& correct(Eigen::MatrixXf measurementVector);
 
-  Eigen::MatrixXf predictedState;
-  Eigen::MatrixXf correctedState;
-  Eigen::MatrixXf transition;
-  Eigen::MatrixXf control;
-  Eigen::MatrixXf measurement;
-  Eigen::MatrixXf processNoiseCov;
-  Eigen::MatrixXf measurementNoiseCov;
-  Eigen::MatrixXf predictedErrorCov;
-  Eigen::MatrixXf gain;
-  Eigen::MatrixXf correctedErrorCov;
-  Eigen::MatrixXf scratchFP;
-  Eigen::MatrixXf scratchHP;
-  Eigen::MatrixXf innovationCov;
-  Eigen::MatrixXf gainTransposed;
-  Eigen::MatrixXf innovation;
+  Eigen::MatrixXf predictedState;       ///< DP x 1, zero: state before the measurement
+  Eigen::MatrixXf correctedState;       ///< DP x 1, zero: state after it, or else the prediction
+  Eigen::MatrixXf transition;           ///< DP x DP, identity: F
+  Eigen::MatrixXf control;              ///< DP x CP, zero; 0 x 0 without control: never read
+  Eigen::MatrixXf measurement;          ///< MP x DP, zero: H
+  Eigen::MatrixXf processNoiseCov;      ///< DP x DP, identity: Q
+  Eigen::MatrixXf measurementNoiseCov;  ///< MP x MP, identity: R
+  Eigen::MatrixXf predictedErrorCov;    ///< DP x DP, zero: error covariance before the measurement
+  Eigen::MatrixXf gain;                 ///< DP x MP, zero: K
+  Eigen::MatrixXf correctedErrorCov;    ///< DP x DP, zero: error covariance after it
+  Eigen::MatrixXf scratchFP;            ///< DP x DP, zero: F P
+  Eigen::MatrixXf scratchHP;            ///< MP x DP, zero: H P
+  Eigen::MatrixXf innovationCov;        ///< MP x MP, zero: H P H^T + R
+  Eigen::MatrixXf gainTransposed;       ///< MP x DP, zero: the gain before transposition
+  Eigen::MatrixXf innovation;           ///< MP x 1, zero: measurement minus predicted measurement
 };
 
 }  // namespace Tarn
+
+#if defined(_MSC_VER)
+#pragma warning(pop)
+#endif
 
 #endif  // TN_KALMANFILTER_H_

@@ -1,0 +1,37 @@
+// Boxes as fractions of the frame, and their corners in pixels, which is what the filters work on.
+#ifndef TN_KITS_SRC_TRACKING_TN_BOXCORNERS_H_
+#define TN_KITS_SRC_TRACKING_TN_BOXCORNERS_H_
+
+#include <cstdint>
+
+namespace Tarn {
+
+// Left, top, right and bottom in pixels, in single precision. The far edge is summed as a fraction and
+// then scaled: another order rounds differently.
+struct BoxCorners {
+  BoxCorners(float x, float y, float w, float h, std::int32_t width, std::int32_t height)
+      : at{x * static_cast<float>(width), y * static_cast<float>(height),
+           (x + w) * static_cast<float>(width), (y + h) * static_cast<float>(height)} {}
+
+  float at[4];
+};
+
+// The box whose corners in pixels are corners[0] to corners[3], computed in Real and rounded to float at
+// the end. The size is the difference of the two edges' fractions, not the fraction of their
+// difference: so a box whose corners coincide has size 0 exactly and the edges keep their own rounding.
+template <class Real, class Corners>
+void storeBox(const Corners& corners, std::int32_t width, std::int32_t height, float* x, float* y,
+              float* w, float* h) {
+  const Real columns = static_cast<Real>(width);
+  const Real rows = static_cast<Real>(height);
+  const Real left = corners[0] / columns;
+  const Real top = corners[1] / rows;
+  *x = static_cast<float>(left);
+  *y = static_cast<float>(top);
+  *w = static_cast<float>(corners[2] / columns - left);
+  *h = static_cast<float>(corners[3] / rows - top);
+}
+
+}  // namespace Tarn
+
+#endif  // TN_KITS_SRC_TRACKING_TN_BOXCORNERS_H_

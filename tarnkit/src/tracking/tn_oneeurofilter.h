@@ -1,0 +1,60 @@
+// A low-pass filter whose cut-off frequency rises with the speed of the signal: calm signals lose their
+// jitter, fast ones are followed closely.
+#ifndef TN_KITS_SRC_TRACKING_TN_ONEEUROFILTER_H_
+#define TN_KITS_SRC_TRACKING_TN_ONEEUROFILTER_H_
+
+#include <Eigen/Dense>
+
+namespace Tarn {
+
+// Exponential smoothing of four values at once.
+//
+// Here and in OneEuroFilter the operations on VectorXd take and return four elements (another size
+// meets the linear-algebra library's own assertion); those on Vector4d are the same operations without
+// the heap.
+class LowPassFilter {
+ public:
+  // The first value passes through; later ones give last + (value - last) * alpha, in that form.
+  Eigen::VectorXd filterWithAlpha(Eigen::VectorXd value, Eigen::VectorXd alpha);
+  Eigen::Vector4d smooth(const Eigen::Vector4d& value, const Eigen::Vector4d& alpha);
+
+  Eigen::Vector4d lastOutput = Eigen::Vector4d::Zero();
+  Eigen::Vector4d lastInput = Eigen::Vector4d::Zero();
+  bool hasInput = false;
+};
+
+class OneEuroFilter {
+ public:
+  OneEuroFilter(float fps, float minCutoff, float beta, float dCutoff);
+
+  // One smoothing step for `value`, measured at `timestamp` seconds.
+  Eigen::VectorXd filter(Eigen::VectorXd value, double timestamp);
+  Eigen::Vector4d step(const Eigen::Vector4d& value, double timestamp);
+
+  // The last smoothed value moved on by one period of the current rate. Both low-pass filters stay as
+  // they are, so repeated predictions do not add up: each reaches as far as the time since the call
+  // before it, of either kind.
+  Eigen::VectorXd predict(double timestamp);
+  Eigen::Vector4d extrapolate(double timestamp);
+
+  // The smoothing factor of each cut-off (Hz) at the current rate.
+  Eigen::VectorXd alpha(Eigen::VectorXd cutoffs);
+  Eigen::Vector4d smoothingFactors(const Eigen::Vector4d& cutoffs) const;
+
+  LowPassFilter valueFilter;
+  LowPassFilter derivativeFilter;
+  double lastTime;  // seconds; kNoTime before the first call
+  double rate;      // samples per second
+  double betaCoeff;
+  Eigen::Vector4d minCutoffs;         // Hz
+  Eigen::Vector4d derivativeCutoffs;  // Hz
+
+  static constexpr double kNoTime = -1.0;
+
+ private:
+  void updateRate(double timestamp);
+};
+
+}  // namespace Tarn
+
+#endif  // TN_KITS_SRC_TRACKING_TN_ONEEUROFILTER_H_
