@@ -8,6 +8,10 @@ set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
+# An installed tree finds its own libraries wherever it is moved to.
+file(RELATIVE_PATH TN_KITS_BIN_TO_LIB "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
+set(CMAKE_INSTALL_RPATH "$ORIGIN;$ORIGIN/${TN_KITS_BIN_TO_LIB}")
+
 option(TN_KITS_SANITIZE "Build everything with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
 if(TN_KITS_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)

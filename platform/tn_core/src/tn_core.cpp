@@ -17,7 +17,7 @@ struct Logger {
   std::mutex mutex;
   LogSink sink = nullptr;
   void* user = nullptr;
-  std::atomic<bool> verbose;
+  std::atomic<bool> verbose{false};
 
   Logger() {
     const char* wish = std::getenv("TN_LOG");

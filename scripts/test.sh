@@ -1,0 +1,29 @@
+#!/usr/bin/env bash
+# Installs what is missing, checks format and lint, builds in Release with warnings as errors, and
+# runs every test; then runs the library's tests once more under the sanitizers.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+step() { printf '\n== %s (%s s)\n' "$1" "$SECONDS"; }
+jobs=$(nproc)
+
+step "packages"
+scripts/setup.sh build test lint
+
+step "Release build, warnings as errors"
+cmake --preset release -G Ninja
+cmake --build --preset release -j "$jobs"
+
+step "format and lint"
+scripts/format.sh --check
+
+step "sanitizer build of the library and its tests"
+cmake --preset asan -G Ninja -D TN_KITS_BUILD_APPS=OFF
+cmake --build --preset asan -j "$jobs"
+ctest --preset asan -j "$jobs" --quiet --output-log build/asan/test.log ||
+  { tail -n 60 build/asan/test.log; exit 1; }
+tail -n 4 build/asan/test.log
+
+step "tests"
+ctest --preset release -j "$jobs"
+step "done"
