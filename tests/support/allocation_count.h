@@ -1,0 +1,15 @@
+// How many blocks of memory the program has asked for, to show what allocates nothing.
+#ifndef TN_KITS_TESTS_SUPPORT_ALLOCATION_COUNT_H_
+#define TN_KITS_TESTS_SUPPORT_ALLOCATION_COUNT_H_
+
+#include <cstddef>
+
+namespace tn_test {
+
+// Blocks asked for so far, by any thread. Counted are the calls of operator new; a program that is linked
+// with --wrap=malloc and compiled with TN_COUNT_MALLOC counts direct calls of malloc as well.
+std::size_t allocationCount();
+
+}  // namespace tn_test
+
+#endif  // TN_KITS_TESTS_SUPPORT_ALLOCATION_COUNT_H_
