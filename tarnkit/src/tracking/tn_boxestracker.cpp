@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "tarnkit/src/tracking/tn_overlap.h"
+#include "tarnkit/src/tracking/tn_matching.h"
 #include "tarnkit/src/tracking/tn_trackerparams.h"
 #include "tn_boxtracker.h"
 
@@ -24,38 +24,19 @@ template <class T>
 std::vector<TarnBoundingBox2D> TarnBoundingBoxesTracker<T>::track(
     const std::vector<TarnBoundingBox2D>& detections) {
   const std::size_t track_count = tracks.size();
-  const std::size_t detection_count = detections.size();
-  const float threshold = trackerParams->iouThreshold;
-
-  // Each track asks for its best detection; of the tracks that ask for a detection the best one gets
-  // it, and the others go without, even where another detection would have done.
-  constexpr std::size_t kNone = static_cast<std::size_t>(-1);
-  struct Suitor {
-    std::size_t track;
-    float overlap;
-  };
-  std::vector<Suitor> suitors(detection_count, Suitor{kNone, threshold});
-  std::vector<std::size_t> choice(track_count, kNone);
-  for (std::size_t i = 0; i < track_count; ++i) {
-    float best = threshold;
-    for (std::size_t j = 0; j < detection_count; ++j) {
-      const float overlap = computeIoU(&tracks[i]->x, &detections[j].x, "ltwh");
-      if (overlap > best) {
-        best = overlap;
-        choice[i] = j;
-      }
-    }
-    if (choice[i] != kNone && best > suitors[choice[i]].overlap) suitors[choice[i]] = {i, best};
-  }
+  Matching matching(track_count, detections.size());
+  for (std::size_t i = 0; i < track_count; ++i) matching.setTrack(i, *tracks[i]);
+  matching.match(detections, trackerParams->iouThreshold);
 
   for (std::size_t i = 0; i < track_count; ++i) {
-    if (choice[i] != kNone && suitors[choice[i]].track == i)
-      tracks[i]->update(detections[choice[i]]);
+    const std::int32_t detection = matching.detectionOf(i);
+    if (detection != Matching::kNone)
+      tracks[i]->update(detections[static_cast<std::size_t>(detection)]);
     else
       tracks[i]->miss();
   }
-  for (std::size_t j = 0; j < detection_count; ++j)
-    if (suitors[j].track == kNone)
+  for (std::size_t j = 0; j < detections.size(); ++j)
+    if (!matching.isTaken(j))
       tracks.push_back(std::make_shared<TarnTrackedBoundingBox2D<T>>(detections[j], width, height));
 
   const auto lost = [](const auto& record) { return !record->isAlive(); };

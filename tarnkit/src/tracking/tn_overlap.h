@@ -15,6 +15,9 @@ namespace Tarn {
 //
 // The arithmetic is single precision in a fixed order and nothing is guarded: empty boxes that are
 // apart give 0 / 0, and when neither axis can be compared because of NaNs the result is 1.
+//
+// This is the definition. The multi-box tracker computes the same values for many pairs at once, see
+// tn_overlap_cpu_x86.h.
 float computeIoU(const float* a, const float* b, const char* format);
 
 }  // namespace Tarn
