@@ -32,8 +32,9 @@ namespace Tarn {
 /// or a measurement of the wrong size ends the program there. Numbers are not checked: a singular
 /// innovation covariance gives infinities and NaNs, and they go on into gain, state and covariance.
 ///
-/// Sums over an inner index run in ascending order and nothing is fused. A filter of DP = 12 and MP = 4
-/// allocates nothing in predict, and in correct only the argument's copy.
+/// Filters of DP = 12 and MP = 4 take a fast way, which sums over the inner index of a product in
+/// ascending order, and allocates nothing but correct's copy of its argument. Filters of other sizes are
+/// computed as Eigen orders its sums, with temporaries on the heap. Nothing is fused in either.
 ///
 /// Copies are deep. Threads: a filter is used by one thread at a time; filters share nothing.
 class TN_KITS_API KalmanFilter {

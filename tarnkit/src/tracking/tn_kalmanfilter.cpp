@@ -4,7 +4,61 @@
 
 namespace Tarn {
 
+using Eigen::Index;
 using Eigen::MatrixXf;
+
+namespace {
+
+// The size that the box tracker uses, for which the steps have a way without temporaries on the heap.
+constexpr int kStates = 12;
+constexpr int kMeasured = 4;
+
+template <int Rows, int Cols>
+using Fixed = Eigen::Map<Eigen::Matrix<float, Rows, Cols>, Eigen::Aligned16>;
+template <int Rows, int Cols>
+using ConstFixed = Eigen::Map<const Eigen::Matrix<float, Rows, Cols>, Eigen::Aligned16>;
+
+template <int Rows, int Cols>
+bool hasSize(const MatrixXf& matrix) {
+  return matrix.rows() == Rows && matrix.cols() == Cols;
+}
+
+template <int Rows, int Cols>
+Fixed<Rows, Cols> fixed(MatrixXf& matrix) {
+  return Fixed<Rows, Cols>(matrix.data());
+}
+
+template <int Rows, int Cols>
+ConstFixed<Rows, Cols> constFixed(const MatrixXf& matrix) {
+  return ConstFixed<Rows, Cols>(matrix.data());
+}
+
+// Column j of a * b, summed from zero in ascending order of the inner index. For matrices as small as
+// these it is several times faster than Eigen's product, which packs blocks for large ones.
+template <class A, class B>
+Eigen::Matrix<float, A::RowsAtCompileTime, 1> productColumn(const A& a, const B& b, Index j) {
+  Eigen::Matrix<float, A::RowsAtCompileTime, 1> sum;
+  sum.setZero();
+  for (Index k = 0; k < A::ColsAtCompileTime; ++k) sum += a.col(k) * b(k, j);
+  return sum;
+}
+
+template <class A, class B, class Result>
+void setToProduct(Result result, const A& a, const B& b) {
+  for (Index j = 0; j < B::ColsAtCompileTime; ++j) result.col(j) = productColumn(a, b, j);
+}
+
+template <class A, class B, class C, class Result>
+void setToProductPlus(Result result, const A& a, const B& b, const C& c) {
+  for (Index j = 0; j < B::ColsAtCompileTime; ++j) result.col(j) = productColumn(a, b, j) + c.col(j);
+}
+
+template <class C, class A, class B, class Result>
+void setToMinusProduct(Result result, const C& c, const A& a, const B& b) {
+  for (Index j = 0; j < B::ColsAtCompileTime; ++j) result.col(j) = c.col(j) - productColumn(a, b, j);
+}
+
+}  // namespace
 
 KalmanFilter::KalmanFilter(int DP, int MP, int CP) { init(DP, MP, CP); }
 
@@ -28,6 +82,20 @@ void KalmanFilter::init(int DP, int MP, int CP) {
 }
 
 const MatrixXf& KalmanFilter::predict() {
+  constexpr int N = kStates;
+  // The owner may have resized any member: a wrong size has to reach Eigen's own assertions.
+  if (hasSize<N, 1>(predictedState) && hasSize<N, 1>(correctedState) && hasSize<N, N>(transition) &&
+      hasSize<N, N>(processNoiseCov) && hasSize<N, N>(predictedErrorCov) &&
+      hasSize<N, N>(correctedErrorCov) && hasSize<N, N>(scratchFP)) {
+    const auto F = constFixed<N, N>(transition);
+    setToProduct(fixed<N, 1>(predictedState), F, constFixed<N, 1>(correctedState));
+    setToProduct(fixed<N, N>(scratchFP), F, constFixed<N, N>(correctedErrorCov));
+    setToProductPlus(fixed<N, N>(predictedErrorCov), constFixed<N, N>(scratchFP), F.transpose(),
+                     constFixed<N, N>(processNoiseCov));
+    fixed<N, 1>(correctedState) = constFixed<N, 1>(predictedState);
+    fixed<N, N>(correctedErrorCov) = constFixed<N, N>(predictedErrorCov);
+    return predictedState;
+  }
   predictedState.noalias() = transition * correctedState;
   scratchFP.noalias() = transition * correctedErrorCov;
   predictedErrorCov = scratchFP * transition.transpose() + processNoiseCov;
@@ -37,6 +105,31 @@ const MatrixXf& KalmanFilter::predict() {
 }
 
 const MatrixXf& KalmanFilter::correct(MatrixXf measurementVector) {
+  constexpr int N = kStates;
+  constexpr int M = kMeasured;
+  if (measurementVector.rows() == M && measurementVector.cols() == 1 && hasSize<N, 1>(predictedState) &&
+      hasSize<N, 1>(correctedState) && hasSize<M, N>(measurement) &&
+      hasSize<M, M>(measurementNoiseCov) && hasSize<N, N>(predictedErrorCov) && hasSize<N, M>(gain) &&
+      hasSize<N, N>(correctedErrorCov) && hasSize<M, N>(scratchHP) && hasSize<M, M>(innovationCov) &&
+      hasSize<M, N>(gainTransposed) && hasSize<M, 1>(innovation)) {
+    const auto H = constFixed<M, N>(measurement);
+    const auto P = constFixed<N, N>(predictedErrorCov);
+    const auto x = constFixed<N, 1>(predictedState);
+    const auto HP = constFixed<M, N>(scratchHP);
+    const auto K = constFixed<N, M>(gain);
+    setToProduct(fixed<M, N>(scratchHP), H, P);
+    setToProductPlus(fixed<M, M>(innovationCov), HP, H.transpose(),
+                     constFixed<M, M>(measurementNoiseCov));
+    // Not inverse(): for 4 x 4 that expands by cofactors, which rounds differently and calls other
+    // matrices singular.
+    const Eigen::Matrix4f inverse = constFixed<M, M>(innovationCov).partialPivLu().inverse();
+    setToProduct(fixed<M, N>(gainTransposed), inverse, HP);
+    fixed<N, M>(gain) = constFixed<M, N>(gainTransposed).transpose();
+    setToMinusProduct(fixed<M, 1>(innovation), constFixed<M, 1>(measurementVector), H, x);
+    setToProductPlus(fixed<N, 1>(correctedState), K, constFixed<M, 1>(innovation), x);
+    setToMinusProduct(fixed<N, N>(correctedErrorCov), P, K, HP);
+    return correctedState;
+  }
   scratchHP.noalias() = measurement * predictedErrorCov;
   innovationCov = scratchHP * measurement.transpose() + measurementNoiseCov;
   gainTransposed.noalias() = innovationCov.inverse() * scratchHP;

@@ -1,0 +1,134 @@
+#include "tarnkit/src/tracking/tn_boxkalmanfilter.h"
+
+namespace Tarn {
+namespace {
+
+using Eigen::Array4f;
+using Eigen::MatrixXf;
+
+constexpr int kCorners = BoxKalmanFilter::kCorners;
+constexpr int kOrders = BoxKalmanFilter::kOrders;
+constexpr int kStates = BoxKalmanFilter::kStates;
+
+// The numbers on the diagonals of a matrix' blocks.
+using Orders = float[kOrders][kOrders];
+
+// Writes the blocks' diagonals; the rest of the matrix is zero and stays so.
+void writeBlocks(MatrixXf& matrix, const Orders& value) {
+  float* column = matrix.data();
+  for (int b = 0; b < kOrders; ++b)
+    for (int i = 0; i < kCorners; ++i, column += kStates)
+      for (int a = 0; a < kOrders; ++a) column[a * kCorners + i] = value[a][b];
+}
+
+// The same for a matrix of one row of blocks, and for one of one column of blocks.
+void writeBlockRow(MatrixXf& matrix, const float* value) {
+  float* column = matrix.data();
+  for (int b = 0; b < kOrders; ++b)
+    for (int i = 0; i < kCorners; ++i, column += kCorners) column[i] = value[b];
+}
+
+void writeBlockColumn(MatrixXf& matrix, const float* value) {
+  float* column = matrix.data();
+  for (int i = 0; i < kCorners; ++i, column += kStates)
+    for (int a = 0; a < kOrders; ++a) column[a * kCorners + i] = value[a];
+}
+
+// One row of transition times the values of one column (or of one coordinate): sums begin at +0, as
+// those of a matrix product do, so that none of them is -0.
+template <class Value>
+void applyTransition(float dt, float half_dt_squared, const Value* in, Value* out) {
+  out[0] = ((0.0f + in[0]) + dt * in[1]) + half_dt_squared * in[2];
+  out[1] = (0.0f + in[1]) + dt * in[2];
+  out[2] = 0.0f + in[2];
+}
+
+}  // namespace
+
+BoxKalmanFilter::BoxKalmanFilter(const float* corners, float fps, float process_noise,
+                                 float measurement_noise)
+    : KalmanFilter(kStates, kCorners, 0) {
+  const float dt = static_cast<float>(1.0 / static_cast<double>(fps));
+  const float half_dt_squared = (dt * 0.5f) * dt;
+  for (int i = 0; i + kCorners < kStates; ++i) transition(i, i + kCorners) = dt;
+  for (int i = 0; i < kCorners; ++i) {
+    transition(i, i + 2 * kCorners) = half_dt_squared;
+    measurement(i, i) = 1.0f;
+    predictedState(i) = correctedState(i) = corners[i];
+  }
+  processNoiseCov *= process_noise;
+  measurementNoiseCov *= measurement_noise;
+}
+
+const float* BoxKalmanFilter::step(const float* measured) {
+  if (coordinates_apart_ && stepByCoordinate(measured)) return correctedState.data();
+  coordinates_apart_ = false;
+  predict();
+  MatrixXf corners = predictedState.topRows(kCorners);
+  if (measured != nullptr) corners = Eigen::Map<const Eigen::Vector4f>(measured);
+  return correct(corners).data();
+}
+
+// Returns false, and changes nothing, when a value is not finite.
+bool BoxKalmanFilter::stepByCoordinate(const float* measured) {
+  const float dt = transition.data()[kCorners * kStates];
+  const float half_dt_squared = transition.data()[2 * kCorners * kStates];
+  const float process_noise = processNoiseCov.data()[0];
+  const float measurement_noise = measurementNoiseCov.data()[0];
+
+  // Prediction. The covariance is kept by columns here: fp[b] is column b of F P.
+  float fp_columns[kOrders][kOrders];
+  for (int b = 0; b < kOrders; ++b) {
+    const float* column = correctedErrorCov.data() + b * kCorners * kStates;
+    const float p[kOrders] = {column[0], column[kCorners], column[2 * kCorners]};
+    applyTransition(dt, half_dt_squared, p, fp_columns[b]);
+  }
+  Orders fp, predicted;
+  for (int a = 0; a < kOrders; ++a) {
+    for (int b = 0; b < kOrders; ++b) fp[a][b] = fp_columns[b][a];
+    applyTransition(dt, half_dt_squared, fp[a], predicted[a]);
+    predicted[a][a] += process_noise;
+  }
+  Array4f x[kOrders], x_predicted[kOrders];
+  for (int a = 0; a < kOrders; ++a)
+    x[a] = Eigen::Map<const Array4f>(correctedState.data() + a * kCorners);
+  applyTransition(dt, half_dt_squared, x, x_predicted);
+
+  // Correction. The innovation covariance is a multiple of the identity, and so is its inverse.
+  const float* const hp = predicted[0];
+  const float s = hp[0] + measurement_noise;
+  const float s_inverse = 1.0f / s;
+  float gains[kOrders];
+  for (int a = 0; a < kOrders; ++a) gains[a] = 0.0f + s_inverse * hp[a];
+  const Array4f z = measured != nullptr ? Array4f(Eigen::Map<const Array4f>(measured)) : x_predicted[0];
+  const Array4f difference = z - x_predicted[0];
+  Orders corrected;
+  // What is not finite anywhere before is so in these too, except an overflow of s.
+  float zero_if_finite = s * 0.0f;
+  Array4f zeros_if_finite = Array4f::Zero();
+  for (int a = 0; a < kOrders; ++a) {
+    x[a] = x_predicted[a] + (0.0f + gains[a] * difference);
+    zeros_if_finite += x[a] * 0.0f;
+    for (int b = 0; b < kOrders; ++b) {
+      corrected[a][b] = predicted[a][b] - (0.0f + gains[a] * hp[b]);
+      zero_if_finite += corrected[a][b] * 0.0f;
+    }
+  }
+  if (!(zero_if_finite == 0.0f) || !(zeros_if_finite == 0.0f).all()) return false;
+
+  for (int a = 0; a < kOrders; ++a) {
+    Eigen::Map<Array4f>(predictedState.data() + a * kCorners) = x_predicted[a];
+    Eigen::Map<Array4f>(correctedState.data() + a * kCorners) = x[a];
+  }
+  Eigen::Map<Array4f>(innovation.data()) = difference;
+  writeBlocks(scratchFP, fp);
+  writeBlocks(predictedErrorCov, predicted);
+  writeBlocks(correctedErrorCov, corrected);
+  writeBlockRow(scratchHP, hp);
+  writeBlockRow(gainTransposed, gains);
+  writeBlockColumn(gain, gains);
+  for (int i = 0; i < kCorners; ++i) innovationCov.data()[i * (kCorners + 1)] = s;
+  return true;
+}
+
+}  // namespace Tarn

@@ -1,0 +1,43 @@
+// The Kalman filter of one tracked box: corners in pixels under constant acceleration.
+#ifndef TN_KITS_SRC_TRACKING_TN_BOXKALMANFILTER_H_
+#define TN_KITS_SRC_TRACKING_TN_BOXKALMANFILTER_H_
+
+#include "tn_kalmanfilter.h"
+
+namespace Tarn {
+
+// State: the corners x1, y1, x2, y2, then their velocities, then their accelerations. Measured are the
+// corners.
+//
+// In this model nothing links one coordinate with another: every 12 x 12 matrix has nine 4 x 4 blocks
+// that are diagonal, and as all coordinates start alike, the diagonals are constant. A frame is
+// therefore computed once for 3 states, on numbers, and written out to the matrices, with the roundings
+// of the full-size products. Each of those sums the same terms in the same order among products with
+// zero, which are zeros and change no sum, as long as all values are finite. The first frame with one
+// that is not goes through the full-size steps, which spread it as they must, and so do all later
+// frames.
+//
+// The matrices are the base's and hold after every frame what its predict and correct would have left.
+// They are to be read only.
+class BoxKalmanFilter : public KalmanFilter {
+ public:
+  static constexpr int kCorners = 4;
+  static constexpr int kOrders = 3;  // position, velocity, acceleration
+  static constexpr int kStates = kOrders * kCorners;
+
+  // Starts at rest at `corners`, with zero error covariance.
+  BoxKalmanFilter(const float* corners, float fps, float process_noise, float measurement_noise);
+
+  // One frame: predict, then correct with the measured corners or, for null, with the predicted ones.
+  // Returns the corrected state. Allocates nothing while all values are finite.
+  const float* step(const float* measured);
+
+ private:
+  bool stepByCoordinate(const float* measured);
+
+  bool coordinates_apart_ = true;
+};
+
+}  // namespace Tarn
+
+#endif  // TN_KITS_SRC_TRACKING_TN_BOXKALMANFILTER_H_
