@@ -1,0 +1,73 @@
+// The multi-box tracker written out with its full table of overlaps: what the tracker's running maxima
+// have to reproduce.
+#ifndef TN_KITS_TESTS_REFERENCE_LITERAL_BOXES_TRACKER_H_
+#define TN_KITS_TESTS_REFERENCE_LITERAL_BOXES_TRACKER_H_
+
+#include <memory>
+#include <vector>
+
+#include "tarnkit/src/tracking/tn_overlap.h"
+#include "tn_boxtracker.h"
+
+namespace tn_test {
+
+template <class T>
+class LiteralBoxesTracker {
+ public:
+  LiteralBoxesTracker(int width, int height) : width_(width), height_(height) {}
+
+  std::vector<Tarn::TarnBoundingBox2D> track(const std::vector<Tarn::TarnBoundingBox2D>& detections) {
+    const float threshold = Tarn::getTrackerParams().iouThreshold;
+    const std::size_t rows = tracks_.size(), columns = detections.size();
+    std::vector<std::vector<float>> table(rows, std::vector<float>(columns));
+    for (std::size_t i = 0; i < rows; ++i)
+      for (std::size_t j = 0; j < columns; ++j)
+        table[i][j] = Tarn::computeIoU(&tracks_[i]->x, &detections[j].x, "ltwh");
+
+    // One line of the table keeps its first maximum above the threshold; the rest becomes -0.
+    const auto keepFirstMaximum = [&](std::size_t count, auto&& entry) {
+      float best = threshold;
+      std::size_t best_at = count;
+      for (std::size_t k = 0; k < count; ++k)
+        if (entry(k) > best) {
+          best = entry(k);
+          best_at = k;
+        }
+      for (std::size_t k = 0; k < count; ++k)
+        if (k != best_at) entry(k) = -0.0f;
+    };
+    for (std::size_t i = 0; i < rows; ++i)
+      keepFirstMaximum(columns, [&](std::size_t j) -> float& { return table[i][j]; });
+    for (std::size_t j = 0; j < columns; ++j)
+      keepFirstMaximum(rows, [&](std::size_t i) -> float& { return table[i][j]; });
+
+    std::vector<bool> matched(columns);
+    for (std::size_t i = 0; i < rows; ++i) {
+      bool found = false;
+      for (std::size_t j = 0; j < columns; ++j)
+        if (table[i][j] > threshold) {
+          found = matched[j] = true;
+          tracks_[i]->update(detections[j]);
+        }
+      if (!found) tracks_[i]->miss();
+    }
+    for (std::size_t j = 0; j < columns; ++j)
+      if (!matched[j]) tracks_.push_back(std::make_shared<Record>(detections[j], width_, height_));
+    for (std::size_t i = tracks_.size(); i-- > 0;)
+      if (!tracks_[i]->isAlive()) tracks_.erase(tracks_.begin() + static_cast<std::ptrdiff_t>(i));
+
+    std::vector<Tarn::TarnBoundingBox2D> result;
+    for (const auto& record : tracks_)
+      if (record->isValid()) result.push_back(*record);
+    return result;
+  }
+
+ private:
+  using Record = Tarn::TarnTrackedBoundingBox2D<T>;
+  int width_, height_;
+  std::vector<std::shared_ptr<Record>> tracks_;
+};
+
+}  // namespace tn_test
+
+#endif  // TN_KITS_TESTS_REFERENCE_LITERAL_BOXES_TRACKER_H_

@@ -1,0 +1,28 @@
+// The Kalman filter's textbook form in double precision, the gain by a linear solution.
+#ifndef TN_KITS_TESTS_REFERENCE_PLAIN_KALMAN_H_
+#define TN_KITS_TESTS_REFERENCE_PLAIN_KALMAN_H_
+
+#include <Eigen/Dense>
+
+namespace tn_test {
+
+struct PlainKalman {
+  Eigen::MatrixXd F, H, Q, R, state, covariance;
+
+  void predict() {
+    state = (F * state).eval();
+    covariance = (F * covariance * F.transpose() + Q).eval();
+  }
+  // gain = (S^-1 H P)^T, so gain^T solves S gain^T = H P; it matters for covariances that are not
+  // symmetric.
+  void correct(const Eigen::MatrixXd& z) {
+    const Eigen::MatrixXd S = H * covariance * H.transpose() + R;
+    const Eigen::MatrixXd gain = S.fullPivLu().solve(H * covariance).transpose();
+    state += gain * (z - H * state);
+    covariance = ((Eigen::MatrixXd::Identity(F.rows(), F.cols()) - gain * H) * covariance).eval();
+  }
+};
+
+}  // namespace tn_test
+
+#endif  // TN_KITS_TESTS_REFERENCE_PLAIN_KALMAN_H_

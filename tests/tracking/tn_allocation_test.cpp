@@ -1,0 +1,48 @@
+#include <gtest/gtest.h>
+
+#include "tests/support/allocation_count.h"
+#include "tests/tracking/tracking_test_support.h"
+#include "tn_boxtracker.h"
+
+namespace {
+
+using namespace Tarn;
+using tn_test::allocationCount;
+
+template <class T>
+class Allocation : public testing::Test {};
+using Filters = testing::Types<TarnKalmanFilterBoxTracker2D, TarnOneEuroFilterBoxTracker2D>;
+TYPED_TEST_SUITE(Allocation, Filters);
+
+TYPED_TEST(Allocation, NoneInTheStepsOfATrack) {
+  const std::size_t before_birth = allocationCount();
+  TarnTrackedBoundingBox2D<TypeParam> record({0.1f, 0.1f, 0.2f, 0.2f, 0.5f, 0}, 640, 480);
+  EXPECT_GT(allocationCount(), before_birth);  // the counter counts
+  const std::size_t before = allocationCount();
+  for (int frame = 0; frame < 100; ++frame) {
+    if (frame % 3 == 0)
+      record.miss();
+    else
+      record.update({0.1f + 0.001f * static_cast<float>(frame), 0.1f, 0.2f, 0.2f, 0.5f, 0});
+  }
+  EXPECT_EQ(allocationCount(), before);
+}
+
+// In a steady state a frame takes the blocks of the matching and of the result, however many boxes.
+TYPED_TEST(Allocation, AFrameTakesAsManyForManyBoxesAsForOne) {
+  const tn_test::RestoreTracking restore;
+  tn_test::ManualClock::install();
+  for (std::size_t count : {1u, 16u, 400u}) {
+    tn_test::Boxes boxes;
+    for (std::size_t i = 0; i < count; ++i)
+      boxes.push_back({static_cast<float>(i % 20), static_cast<float>(i / 20), 0.5f, 0.5f, 0, 0});
+    TarnBoundingBoxesTracker<TypeParam> tracker(640, 480);
+    tracker.track(boxes);
+    tn_test::ManualClock::seconds += 0.04;
+    const std::size_t before = allocationCount();
+    EXPECT_EQ(tracker.track(boxes).size(), count);
+    EXPECT_EQ(allocationCount() - before, 3u) << count;
+  }
+}
+
+}  // namespace

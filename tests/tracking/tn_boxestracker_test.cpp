@@ -1,0 +1,189 @@
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <random>
+
+#include "tests/reference/literal_boxes_tracker.h"
+#include "tests/support/test_support.h"
+#include "tests/tracking/tracking_test_support.h"
+
+namespace {
+
+using namespace Tarn;
+using namespace tn_test;
+using OneEuro = TarnOneEuroFilterBoxTracker2D;
+using Kalman = TarnKalmanFilterBoxTracker2D;
+
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+
+// Two frames with the default parameters. Where it would not show whether a detection was matched, its
+// label is another: a match ends the track and gives nothing, and no match gives a new track.
+//
+// The One-Euro filter returns its first measurement as it is,
+// and a frame of powers of two scales without rounding, so the results are the detections themselves.
+TEST(BoxesTracker, MatchesByItsRules) {
+  const RestoreTracking restore;
+  struct Case {
+    const char* name;
+    Boxes first, second, expected;
+  };
+  // A box of 3/4 by 1/4, shifted: by 1/8 it overlaps by 5/7, by 1/4 by 1/2, by 1/2 by exactly 0.2f.
+  const auto at = [](float x, float score = 0.5f, int label = 0) {
+    return TarnBoundingBox2D{x, 0.0f, 0.75f, 0.25f, score, label};
+  };
+  const TarnBoundingBox2D inside = {0.25f, 0.0625f, 0.25f, 0.125f, 0.25f, 0};
+  const TarnBoundingBox2D empty = {0.5f, 0.5f, 0.0f, 0.0f, 1.0f, 0};
+  const TarnBoundingBox2D empty_elsewhere = {0.75f, 0.5f, 0.0f, 0.0f, 1.0f, 7};
+  const TarnBoundingBox2D nothing = {kNaN, kNaN, kNaN, kNaN, 1.0f, 0};
+  const Case cases[] = {
+      {"nothing at all", {}, {}, {}},
+      {"first detections come back", {}, {at(0), at(0), inside}, {at(0), at(0), inside}},
+      {"no detections drop all", {at(0), at(4)}, {}, {}},
+      {"the score is refreshed", {at(0, 0.5f)}, {at(0.125f, 0.75f)}, {at(0.125f, 0.75f)}},
+      {"order of tracks, not of detections", {at(0), at(4)}, {at(4), at(0)}, {at(0), at(4)}},
+      {"births follow old tracks", {at(0)}, {at(4), at(0), at(2)}, {at(0), at(4), at(2)}},
+      {"the better overlap wins", {at(0)}, {at(0.25f), at(0.125f)}, {at(0.125f), at(0.25f)}},
+      {"the first of equals",
+       {at(0)},
+       {at(0.125f, 0.1f), at(0.125f, 0.2f)},
+       {at(0.125f, 0.1f), at(0.125f, 0.2f)}},
+      {"equals to both sides", {at(1)}, {at(1.125f), at(0.875f)}, {at(1.125f), at(0.875f)}},
+      {"the oldest of equal tracks",
+       {at(0, 0.1f), at(0, 0.2f), at(4)},
+       {at(0, 0.3f), at(4)},
+       {at(0, 0.3f), at(4)}},
+      {"inside beats a partial overlap", {at(0)}, {at(0.125f), inside}, {inside, at(0.125f)}},
+      {"around beats a partial overlap",
+       {inside},
+       {{0.3125f, 0.0625f, 0.25f, 0.125f, 0, 0}, at(0)},
+       {at(0), {0.3125f, 0.0625f, 0.25f, 0.125f, 0, 0}}},
+      {"another label costs the track", {at(0, 1, 0)}, {at(0, 1, 7)}, {}},
+      {"another label takes the track away",
+       {at(0, 1, 0)},
+       {at(0, 1, 7), at(0.125f, 1, 0)},
+       {at(0.125f, 1, 0)}},
+      // The track at 1 wants 1.25 (1/2) before 0.625 (1/3); the one at 1.375 gets it (5/7).
+      {"the runner-up goes without",
+       {at(1), at(1.375f)},
+       {at(1.25f), at(0.625f, 1, 7)},
+       {at(1.25f), at(0.625f, 1, 7)}},
+      {"overlap at the threshold", {at(0)}, {at(0.5f, 1, 7)}, {at(0.5f, 1, 7)}},
+      {"overlap just above", {at(0)}, {at(0.4999f, 1, 7)}, {}},
+      {"empty boxes apart", {empty}, {empty_elsewhere}, {empty_elsewhere}},
+      {"an empty box in its place", {empty}, {empty}, {empty}},
+      {"NaNs match anything", {at(0), at(4)}, {nothing, at(4)}, {nothing, at(4)}},
+  };
+  for (const Case& c : cases) {
+    ManualClock::install();
+    TarnBoundingBoxesTracker<OneEuro> tracker(1024, 512);
+    ASSERT_TRUE(sameBoxes(tracker.track(c.first), c.first)) << c.name;
+    const Boxes got = tracker.track(c.second);
+    EXPECT_TRUE(sameBoxes(got, c.expected))
+        << c.name << ": got" << listed(got) << "\n expected" << listed(c.expected);
+    EXPECT_EQ(ManualClock::reads, static_cast<int>(c.first.size()))
+        << c.name << ": dying tracks read too";
+  }
+}
+
+// A track's life as a string: h a detection of its label, l one of another, . none. Expected is, frame
+// by frame, whether it is reported.
+TEST(BoxesTracker, ConfidenceDecidesWhatIsReportedAndWhatLives) {
+  const RestoreTracking restore;
+  struct Case {
+    std::int32_t lost, valid, max;
+    const char *frames, *reported;
+  };
+  static const Case cases[] = {
+      {0, 1, 1, "hhh.hlh", "1110101"},         // the defaults: no coasting
+      {-2, 1, 3, "hhh....hh", "111110001"},    // 1 2 3 2 1 0 -1 0 1
+      {-2, 1, 3, "hhh.....h", "111110001"},    // dead at -2: the last frame is a birth
+      {-2, 1, 3, "hhhhhlllhl", "1111111010"},  // 1 2 3 3 3 2 1 0 1 0
+      {-5, 1, 1, "h.......hh", "1000000001"},  // never dies, and never sinks below -1
+      {0, 2, 3, "h.hhh...", "10111100"},       // 2 1 2 3 3 2 1 and dead
+      {1, 2, 3, "h.h", "101"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.frames);
+    TarnBoundingBoxesTrackerParams params;
+    params.lostThreshold = c.lost;
+    params.validThreshold = c.valid;
+    params.maxConfidence = c.max;
+    setTrackerParams(params);
+    TarnBoundingBoxesTracker<Kalman> tracker(640, 480);
+    std::string reported;
+    for (const char* frame = c.frames; *frame != '\0'; ++frame) {
+      Boxes detections;
+      const float score = static_cast<float>(frame - c.frames);
+      if (*frame != '.') detections.push_back({0.5f, 0.5f, 0.1f, 0.1f, score, *frame == 'l' ? 8 : 4});
+      const Boxes boxes = tracker.track(detections);
+      reported += static_cast<char>('0' + boxes.size());
+      if (boxes.size() != 1) continue;
+      EXPECT_EQ(boxes[0].label, 4);
+      EXPECT_EQ(boxes[0].score == score, *frame == 'h') << "scores come with the track's own label";
+    }
+    EXPECT_EQ(reported, c.reported);
+  }
+}
+
+template <class T>
+class BothFilters : public testing::Test {};
+using Filters = testing::Types<Kalman, OneEuro>;
+TYPED_TEST_SUITE(BothFilters, Filters);
+
+// Crowded scenes on a coarse grid with repeats, nested boxes, several labels and a few NaNs, on every
+// instruction set, against the tracker with the full table.
+TYPED_TEST(BothFilters, EqualTheLiteralTrackerOnRandomScenes) {
+  const RestoreTracking restore;
+  ForEachTarget([] {
+    for (unsigned seed = 0; seed < 12; ++seed) {
+      SCOPED_TRACE(testing::Message() << "seed " << seed);
+      std::mt19937 random(seed);
+      TarnBoundingBoxesTrackerParams params;
+      params.iouThreshold = seed % 4 == 3 ? 0.0f : 0.2f * static_cast<float>(seed % 4);
+      if (seed % 2 == 1) params.maxConfidence = 3, params.lostThreshold = -2;
+      setTrackerParams(params);
+      ManualClock::install();
+      TarnBoundingBoxesTracker<TypeParam> tracker(640, 480);
+      LiteralBoxesTracker<TypeParam> literal(640, 480);
+      for (int frame = 0; frame < 25; ++frame) {
+        ManualClock::seconds += 0.04;
+        Boxes detections(random() % (seed < 6 ? 12u : 60u));
+        for (auto& d : detections) {
+          const auto grid = [&](unsigned steps) {
+            return static_cast<float>(random() % steps) * 0.125f;
+          };
+          d = {grid(8),          grid(8), 0.125f + grid(4),
+               0.125f + grid(4), grid(9), static_cast<int>(random() % 20 == 0)};
+          if (random() % 50 == 0) d.x = kNaN;
+          if (random() % 50 == 0) d.w = d.h = 0.0f;
+          if (random() % 200 == 0) d.y = d.x = kNaN;
+        }
+        const Boxes expected = literal.track(detections), got = tracker.track(detections);
+        ASSERT_TRUE(sameBoxes(got, expected))
+            << "frame " << frame << listed(got) << "\n expected" << listed(expected);
+      }
+    }
+  });
+}
+
+TYPED_TEST(BothFilters, CopiesShareTracksButNotLists) {
+  const RestoreTracking restore;
+  ManualClock::install();
+  const Boxes start = {{0.25f, 0.25f, 0.25f, 0.25f, 0.1f, 0}},
+              more = {start[0], {0, 0, 0.125f, 0.125f, 0, 0}};
+  TarnBoundingBoxesTracker<TypeParam> tracker(512, 512);
+  tracker.track(start);
+  TarnBoundingBoxesTracker<TypeParam> copy(tracker), assigned(1, 1);
+  EXPECT_EQ(&(assigned = tracker), &assigned);
+  Boxes brighter = more;
+  brighter[0].score = 0.9f;
+  EXPECT_EQ(copy.track(brighter).size(), 2u);  // a birth in the copy's list only
+  EXPECT_EQ(assigned.track({}).size(), 0u);    // ends the shared track in this list
+  EXPECT_EQ(tracker.track({}).size(), 0u);
+  // There it is still held, but two misses down: one match does not save it.
+  const Boxes last = copy.track(brighter);
+  ASSERT_EQ(last.size(), 1u);
+  EXPECT_EQ(last[0].w, more[1].w);
+}
+
+}  // namespace

@@ -1,0 +1,83 @@
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "tests/tracking/tracking_test_support.h"
+#include "tn_boxtracker.h"
+
+namespace {
+
+using namespace Tarn;
+using namespace tn_test;
+using Kalman = TarnKalmanFilterBoxTracker2D;
+using Identified = TarnIdentifiedBoxesTracker<Kalman>;
+
+// Box number n of a 64 x 64 grid of boxes that never touch.
+TarnBoundingBox2D cell(std::size_t n) {
+  const float x = static_cast<float>(n % 64), y = static_cast<float>(n / 64);
+  return {x / 64.0f, y / 64.0f, 0.5f / 64.0f, 0.5f / 64.0f, 0.0f, static_cast<int>(n)};
+}
+
+std::vector<std::int64_t> idsOf(const std::vector<TarnIdentifiedBox>& boxes) {
+  std::vector<std::int64_t> ids;
+  for (const auto& box : boxes) ids.push_back(box.id);
+  return ids;
+}
+
+// Cells come and go by the hundred in every frame; which of them a track belongs to shows in its label.
+TEST(IdentifiedBoxes, ThousandsOfBirthsAndDeaths) {
+  std::mt19937 random(2);
+  Identified identified(1024, 1024);
+  TarnBoundingBoxesTracker<Kalman> plain(1024, 1024);
+  std::vector<std::int64_t> id_of_cell(64 * 64, 0);
+  std::int64_t next = 1;
+  for (int frame = 0; frame < 12; ++frame) {
+    Boxes detections;
+    std::vector<bool> present(id_of_cell.size());
+    for (std::size_t n = 0; n < id_of_cell.size(); n += 4)
+      if ((present[n] = random() % 3 != 0)) detections.push_back(cell(n));
+    std::shuffle(detections.begin(), detections.end(), random);
+    for (const auto& d : detections) {
+      std::int64_t& id = id_of_cell[static_cast<std::size_t>(d.label)];
+      if (id == 0) id = next++;
+    }
+    for (std::size_t n = 0; n < present.size(); ++n)
+      if (!present[n]) id_of_cell[n] = 0;
+
+    const std::vector<TarnIdentifiedBox> got = identified.track(detections);
+    const Boxes expected = plain.track(detections);
+    ASSERT_TRUE(sameBoxes(Boxes(got.begin(), got.end()), expected));
+    for (const auto& box : got)
+      ASSERT_EQ(box.id, id_of_cell[static_cast<std::size_t>(box.label)]) << "frame " << frame;
+  }
+  EXPECT_GT(next, 3000);
+}
+
+TEST(IdentifiedBoxes, TracksKeepTheirIdentityWhileTheyAreNotReported) {
+  const RestoreTracking restore;
+  TarnBoundingBoxesTrackerParams params;
+  params.maxConfidence = 2;
+  params.lostThreshold = -1;
+  setTrackerParams(params);
+  Identified tracker(640, 640);
+  using Ids = std::vector<std::int64_t>;
+  EXPECT_EQ(idsOf(tracker.track({cell(0), cell(9)})), (Ids{1, 2}));
+  EXPECT_EQ(idsOf(tracker.track({cell(9), cell(20)})), (Ids{2, 3}));  // 1 coasts
+  EXPECT_EQ(idsOf(tracker.track({cell(9), cell(0)})), (Ids{1, 2}));   // and 3 does
+  EXPECT_EQ(idsOf(tracker.track({})), (Ids{2}));                      // 3 dies
+  EXPECT_EQ(idsOf(tracker.track({cell(20)})), (Ids{4}));
+}
+
+TEST(IdentifiedBoxes, CountFromTheTracksOfATracker) {
+  TarnBoundingBoxesTracker<Kalman> plain(640, 640);
+  plain.track({cell(0), cell(9), cell(20)});
+  plain.track({cell(20), cell(9), cell(40)});  // cell 0 is gone
+  Identified first(plain), second(plain);
+  using Ids = std::vector<std::int64_t>;
+  EXPECT_EQ(idsOf(first.track({cell(40), cell(50), cell(20), cell(9)})), (Ids{1, 2, 3, 4}));
+  Identified copy = first;
+  EXPECT_EQ(idsOf(first.track({cell(50), cell(60)})), (Ids{4, 5}));
+  EXPECT_EQ(idsOf(copy.track({cell(50), cell(70), cell(71)})), (Ids{4, 5, 6}));
+}
+
+}  // namespace

@@ -1,0 +1,139 @@
+#include <gtest/gtest.h>
+
+#include <iterator>
+#include <new>
+#include <random>
+
+#include "tarnkit/src/tracking/tn_oneeurofilter.h"
+#include "tarnkit/src/tracking/tn_trackerclock.h"
+#include "tests/reference/plain_one_euro.h"
+#include "tests/tracking/tracking_test_support.h"
+#include "tn_boxtracker.h"
+
+namespace {
+
+using namespace Tarn;
+using namespace tn_test;
+using Eigen::Vector4d;
+using Eigen::VectorXd;
+
+TEST(OneEuroFilter, SmoothingFactors) {
+  OneEuroFilter filter(25.0f, 1.0f, 0.01f, 10.0f);
+  const VectorXd alpha = filter.alpha(Vector4d(1.0, 10.0, 0.0, 1.0));
+  ASSERT_EQ(alpha.size(), 4);
+  EXPECT_EQ(alpha(0), 0.20084864266483682);
+  EXPECT_EQ(alpha(1), 0.7153652220047731);
+  EXPECT_EQ(alpha(2), 0.0);  // a cut-off of 0 holds the output
+}
+
+TEST(LowPassFilter, PassesTheFirstValueAndThenMovesByAlpha) {
+  LowPassFilter filter;
+  filter.lastOutput.setConstant(99.0);
+  EXPECT_EQ(filter.filterWithAlpha(Vector4d::Constant(2.0), Vector4d::Zero()),
+            VectorXd(Vector4d::Constant(2.0)));
+  EXPECT_EQ(filter.filterWithAlpha(Vector4d::Constant(6.0), Vector4d(0, 0.25, 0.5, 1)),
+            VectorXd(Vector4d(2, 3, 4, 6)));
+  EXPECT_EQ(filter.lastInput, Vector4d::Constant(6.0));
+}
+
+TEST(OneEuroFilter, DynamicVectorsAreTheSameFilter) {
+  OneEuroFilter fixed(25.0f, 1.0f, 0.01f, 10.0f), dynamic = fixed;
+  for (int i = 0; i < 5; ++i) {
+    const Vector4d value = Vector4d(1, -2, 30, 0.5) * (i * i);
+    EXPECT_EQ(VectorXd(fixed.step(value, 0.04 * i)), dynamic.filter(value, 0.04 * i));
+    EXPECT_EQ(VectorXd(fixed.extrapolate(0.04 * i + 0.01)), dynamic.predict(0.04 * i + 0.01));
+  }
+}
+
+TEST(OneEuroFilterDeathTest, TakesFourValues) {
+  OneEuroFilter filter(25.0f, 1.0f, 0.01f, 10.0f);
+  EXPECT_DEATH(filter.filter(VectorXd::Zero(3), 0.0), "resizing|rows");
+}
+
+struct Box {
+  float x, y, w, h;
+};
+Box tracked(TarnOneEuroFilterBoxTracker2D& tracker, Box box) {
+  tracker.track(&box.x, &box.y, &box.w, &box.h);
+  return box;
+}
+Box predicted(TarnOneEuroFilterBoxTracker2D& tracker) {
+  const float nan = std::nanf("");
+  Box box = {nan, nan, nan, nan};
+  tracker.predict(&box.x, &box.y, &box.w, &box.h);
+  return box;
+}
+
+// Corners in single precision, the filter in double, and one rounding at the end; with a clock that
+// stands still, runs back, and at times has no time (-1) to give.
+TEST(OneEuroBoxTracker, MatchesAPlainComputation) {
+  const RestoreTracking restore;
+  ManualClock::install();
+  const int width = 1919, height = 1079;
+  TarnOneEuroFilterBoxTracker2D tracker(width, height);
+  PlainOneEuro plain[4];
+  const Box start = {0.3f, 0.1f, 0.05f, 0.7f};
+  const auto corners = [](const Box& b) {
+    return Vector4d(static_cast<double>(b.x * 1919.0f), static_cast<double>(b.y * 1079.0f),
+                    static_cast<double>((b.x + b.w) * 1919.0f),
+                    static_cast<double>((b.y + b.h) * 1079.0f));
+  };
+  tracker.init(start.x, start.y, start.w, start.h);
+  EXPECT_EQ(ManualClock::reads, 0);
+  for (int i = 0; i < 4; ++i) {
+    plain[i] = {25.0, 1.0, static_cast<double>(0.01f), 10.0};
+    plain[i].output = corners(start)(i);  // what predictions before the first measurement give
+  }
+  std::mt19937 random(9);
+  std::normal_distribution<float> noise(0.0f, 0.01f);
+  static const double pauses[] = {0.04, 0.04, 0.0, 0.2, -0.03, 0.01};
+  double now = 10.0;
+  for (int frame = 0; frame < 200; ++frame) {
+    now += pauses[random() % std::size(pauses)];
+    ManualClock::seconds = frame % 31 == 30 ? -1.0 : now;
+    const Box in = {0.3f + noise(random), 0.1f + noise(random), 0.05f, 0.7f + noise(random)};
+    const bool measured = frame > 2 && frame % 4 != 0;
+    const Box out = measured ? tracked(tracker, in) : predicted(tracker);
+    ASSERT_EQ(ManualClock::reads, frame + 1);
+    double r[4];
+    for (int i = 0; i < 4; ++i)
+      r[i] = measured ? plain[i].filter(corners(in)(i), ManualClock::seconds)
+                      : plain[i].predict(ManualClock::seconds);
+    ASSERT_EQ(out.x, static_cast<float>(r[0] / width)) << frame;
+    ASSERT_EQ(out.y, static_cast<float>(r[1] / height)) << frame;
+    ASSERT_EQ(out.w, static_cast<float>(r[2] / width - r[0] / width)) << frame;
+    ASSERT_EQ(out.h, static_cast<float>(r[3] / height - r[1] / height)) << frame;
+  }
+}
+
+TEST(OneEuroBoxTracker, CopiesShareTheFilter) {
+  const RestoreTracking restore;
+  ManualClock::install();
+  // Never destroyed: its destructor would release the filter that it shares.
+  alignas(
+      TarnOneEuroFilterBoxTracker2D) static unsigned char room[sizeof(TarnOneEuroFilterBoxTracker2D)];
+  TarnOneEuroFilterBoxTracker2D tracker(512, 512);
+  tracker.init(0, 0, 0, 0);
+  auto* const copy = new (room) TarnOneEuroFilterBoxTracker2D(tracker);
+  tracked(tracker, {0.5f, 0.5f, 0.25f, 0.25f});
+  EXPECT_EQ(predicted(*copy).x, 0.5f);
+  tracker.init(0.125f, 0, 0, 0);
+  EXPECT_EQ(predicted(tracker).x, 0.125f);
+  EXPECT_EQ(predicted(*copy).x, 0.5f);
+}
+
+TEST(TrackerClock, NullBringsAMonotonicClockBack) {
+  const RestoreTracking restore;
+  ManualClock::install();
+  ManualClock::seconds = -77.0;
+  EXPECT_EQ(nowSeconds(), -77.0);
+  setTrackerClock(nullptr);
+  const double first = nowSeconds();
+  EXPECT_GE(first, 0.0);
+  double last = first;
+  for (int i = 0; i < 1000000 && last == first; ++i) last = nowSeconds();
+  EXPECT_GT(last, first);
+  EXPECT_LT(last, first + 60.0);  // seconds, not a finer unit
+}
+
+}  // namespace

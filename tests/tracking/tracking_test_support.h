@@ -1,0 +1,72 @@
+// What the tracking tests share.
+#ifndef TN_KITS_TESTS_TRACKING_TRACKING_TEST_SUPPORT_H_
+#define TN_KITS_TESTS_TRACKING_TRACKING_TEST_SUPPORT_H_
+
+#include <cmath>
+#include <cstring>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tn_boxtracker.h"
+
+namespace tn_test {
+
+using Boxes = std::vector<Tarn::TarnBoundingBox2D>;
+
+// Equal to the bit, except that every NaN is as good as another: which of two operands' payloads comes
+// out is the compiler's choice.
+template <class Real>
+bool sameBits(Real a, Real b) {
+  return (std::isnan(a) && std::isnan(b)) || std::memcmp(&a, &b, sizeof(Real)) == 0;
+}
+
+inline bool sameBox(const Tarn::TarnBoundingBox2D& a, const Tarn::TarnBoundingBox2D& b) {
+  return sameBits(a.x, b.x) && sameBits(a.y, b.y) && sameBits(a.w, b.w) && sameBits(a.h, b.h) &&
+         sameBits(a.score, b.score) && a.label == b.label;
+}
+
+inline bool sameBoxes(const Boxes& a, const Boxes& b) {
+  bool same = a.size() == b.size();
+  for (std::size_t i = 0; same && i < a.size(); ++i) same = sameBox(a[i], b[i]);
+  return same;
+}
+
+inline std::string listed(const Boxes& boxes) {
+  std::ostringstream out;
+  for (const auto& b : boxes)
+    out << "\n  " << b.x << ' ' << b.y << ' ' << b.w << ' ' << b.h << " score " << b.score << " label "
+        << b.label;
+  return out.str();
+}
+
+// Puts the process-wide parameters and clock back at the end of a test.
+class RestoreTracking {
+ public:
+  ~RestoreTracking() {
+    Tarn::setTrackerParams(params_);
+    Tarn::setTrackerClock(nullptr);
+  }
+
+ private:
+  Tarn::TarnBoundingBoxesTrackerParams params_ = Tarn::getTrackerParams();
+};
+
+// A clock that stands where a test puts it and counts how often it is read.
+struct ManualClock {
+  static inline double seconds = 0.0;
+  static inline int reads = 0;
+  static double read() {
+    ++reads;
+    return seconds;
+  }
+  static void install() {
+    seconds = 0.0;
+    reads = 0;
+    Tarn::setTrackerClock(read);
+  }
+};
+
+}  // namespace tn_test
+
+#endif  // TN_KITS_TESTS_TRACKING_TRACKING_TEST_SUPPORT_H_
