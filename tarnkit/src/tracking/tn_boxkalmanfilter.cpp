@@ -34,13 +34,14 @@ void writeBlockColumn(MatrixXf& matrix, const float* value) {
     for (int a = 0; a < kOrders; ++a) column[a * kCorners + i] = value[a];
 }
 
-// One row of transition times the values of one column (or of one coordinate): sums begin at +0, as
-// those of a matrix product do, so that none of them is -0.
+// transition times one column of values, or times the values of one coordinate. No value here is ever
+// -0 but for first corners, where the sum makes +0 of it: so a sum need not begin at +0 as a product's
+// does.
 template <class Value>
 void applyTransition(float dt, float half_dt_squared, const Value* in, Value* out) {
-  out[0] = ((0.0f + in[0]) + dt * in[1]) + half_dt_squared * in[2];
-  out[1] = (0.0f + in[1]) + dt * in[2];
-  out[2] = 0.0f + in[2];
+  out[0] = in[0] + dt * in[1] + half_dt_squared * in[2];
+  out[1] = in[1] + dt * in[2];
+  out[2] = in[2];
 }
 
 }  // namespace
@@ -61,8 +62,7 @@ BoxKalmanFilter::BoxKalmanFilter(const float* corners, float fps, float process_
 }
 
 const float* BoxKalmanFilter::step(const float* measured) {
-  if (coordinates_apart_ && stepByCoordinate(measured)) return correctedState.data();
-  coordinates_apart_ = false;
+  if (stepByCoordinate(measured)) return correctedState.data();
   predict();
   MatrixXf corners = predictedState.topRows(kCorners);
   if (measured != nullptr) corners = Eigen::Map<const Eigen::Vector4f>(measured);
@@ -76,7 +76,6 @@ bool BoxKalmanFilter::stepByCoordinate(const float* measured) {
   const float process_noise = processNoiseCov.data()[0];
   const float measurement_noise = measurementNoiseCov.data()[0];
 
-  // Prediction. The covariance is kept by columns here: fp[b] is column b of F P.
   float fp_columns[kOrders][kOrders];
   for (int b = 0; b < kOrders; ++b) {
     const float* column = correctedErrorCov.data() + b * kCorners * kStates;
@@ -99,18 +98,20 @@ bool BoxKalmanFilter::stepByCoordinate(const float* measured) {
   const float s = hp[0] + measurement_noise;
   const float s_inverse = 1.0f / s;
   float gains[kOrders];
+  // Adding +0 as a sum does: the product may underflow to -0.
   for (int a = 0; a < kOrders; ++a) gains[a] = 0.0f + s_inverse * hp[a];
   const Array4f z = measured != nullptr ? Array4f(Eigen::Map<const Array4f>(measured)) : x_predicted[0];
   const Array4f difference = z - x_predicted[0];
   Orders corrected;
-  // What is not finite anywhere before is so in these too, except an overflow of s.
-  float zero_if_finite = s * 0.0f;
+  // A value that is not finite makes one of these so too, except an s that overflows: then the gain is
+  // zero, here as in the full-size steps.
+  float zero_if_finite = 0.0f;
   Array4f zeros_if_finite = Array4f::Zero();
   for (int a = 0; a < kOrders; ++a) {
-    x[a] = x_predicted[a] + (0.0f + gains[a] * difference);
+    x[a] = x_predicted[a] + gains[a] * difference;
     zeros_if_finite += x[a] * 0.0f;
     for (int b = 0; b < kOrders; ++b) {
-      corrected[a][b] = predicted[a][b] - (0.0f + gains[a] * hp[b]);
+      corrected[a][b] = predicted[a][b] - gains[a] * hp[b];
       zero_if_finite += corrected[a][b] * 0.0f;
     }
   }

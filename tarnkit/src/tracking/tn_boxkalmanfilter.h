@@ -13,9 +13,9 @@ namespace Tarn {
 // that are diagonal, and as all coordinates start alike, the diagonals are constant. A frame is
 // therefore computed once for 3 states, on numbers, and written out to the matrices, with the roundings
 // of the full-size products. Each of those sums the same terms in the same order among products with
-// zero, which are zeros and change no sum, as long as all values are finite. The first frame with one
-// that is not goes through the full-size steps, which spread it as they must, and so do all later
-// frames.
+// zero, which are zeros and change no sum, as long as all values are finite. A frame with a value that
+// is not goes through the full-size steps, which spread it as they must; it stays in the state or in the
+// covariance for good, and sends all later frames the same way.
 //
 // The matrices are the base's and hold after every frame what its predict and correct would have left.
 // They are to be read only.
@@ -34,8 +34,6 @@ class BoxKalmanFilter : public KalmanFilter {
 
  private:
   bool stepByCoordinate(const float* measured);
-
-  bool coordinates_apart_ = true;
 };
 
 }  // namespace Tarn

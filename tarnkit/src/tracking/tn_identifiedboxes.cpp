@@ -1,3 +1,5 @@
+#include <utility>
+
 #include "tn_boxtracker.h"
 
 namespace Tarn {
@@ -28,24 +30,18 @@ std::vector<TarnIdentifiedBox> TarnIdentifiedBoxesTracker<T>::track(
 
 template <class T>
 void TarnIdentifiedBoxesTracker<T>::identify() {
-  // Both lists are in order of birth and the tracker only removes and appends, so one walk pairs them.
-  // The records of the last frame were held until now: a new record cannot have the address of one
-  // that died since.
+  // Both lists are in order of birth, and the tracker only removes and appends: what is left of the
+  // known records comes first. These were held until now, so that no new record can have the address of
+  // one that died.
+  const auto& tracks = tracker_.tracks;
   std::size_t kept = 0;
-  std::size_t known = 0;
-  for (const auto& record : tracker_.tracks) {
-    while (known < identities_.size() && identities_[known].record != record) ++known;
-    if (known == identities_.size()) {
-      identities_.resize(kept);
-      identities_.push_back({record, next_id_++});
-      known = identities_.size();
-    } else {
+  for (std::size_t known = 0; known < identities_.size(); ++known)
+    if (kept < tracks.size() && identities_[known].record == tracks[kept]) {
       if (kept != known) identities_[kept] = std::move(identities_[known]);
-      ++known;
+      ++kept;
     }
-    ++kept;
-  }
   identities_.resize(kept);
+  for (std::size_t i = kept; i < tracks.size(); ++i) identities_.push_back({tracks[i], next_id_++});
 }
 
 template class TarnIdentifiedBoxesTracker<TarnKalmanFilterBoxTracker2D>;
