@@ -1,50 +1,440 @@
 // Semi-planar 4:2:0 frames to planar float tensors, with and without resampling.
-#include "tn_yuvconverter.h"
-
+//
+// A tensor takes 12 bytes for each pixel, eight times what the frame does, so writing it is most of the
+// work. Luma and chroma of a pair of output rows are therefore prepared as floats in the first cache,
+// and then each row of each channel is written in one run. Writing six runs at a time took a sixth
+// longer.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
+#include <type_traits>
 
 #include "tarnkit/src/common/tn_check.h"
+#include "tarnkit/src/cpu_x86/tn_yuvplan_cpu_x86.h"
+#include "tn_yuvconverter.h"
 
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "tarnkit/src/cpu_x86/tn_yuvconverter_cpu_x86.cpp"
+#include "hwy/foreach_target.h"  // compiles this file again for every instruction set
+#include "hwy/highway.h"
+
+#ifndef TN_YUVCONVERTER_ONCE
+#define TN_YUVCONVERTER_ONCE
 namespace Tarn {
-namespace {
 
-// Callers match crash reports by this place, which therefore stays although the code moves.
-#define TN_YUV_SOURCE "tarnkit/src/cpu_x86/tn_yuvconverter_cpu_x86"
-
-// Where an output coordinate falls on the source axis.
-struct Position {
-  std::int64_t i0;  // left of the two samples
-  float f0, f1;     // their weights; they extrapolate in front of the first sample
+// Where a frame's bytes are and which of them exist.
+struct YuvFrame {
+  const std::uint8_t* luma;
+  const std::uint8_t* chroma;
+  std::size_t luma_pitch, chroma_pitch;
+  std::size_t luma_bytes, chroma_bytes;  // chroma follows luma
 };
 
-Position positionAt(int i, float scale) {
-  const float p = static_cast<float>((static_cast<double>(i) + 0.5) * static_cast<double>(scale) - 0.5);
-  const std::int64_t i0 = static_cast<std::int64_t>(p);
-  return {i0, static_cast<float>(i0 + 1) - p, p - static_cast<float>(i0)};
+// Three float planes.
+struct YuvTensor {
+  float* data;
+  std::size_t pitch, plane;  // floats from row to row and from channel to channel
+};
+
+}  // namespace Tarn
+#endif
+
+HWY_BEFORE_NAMESPACE();
+namespace Tarn {
+namespace HWY_NAMESPACE {
+namespace {
+namespace hn = hwy::HWY_NAMESPACE;
+
+using DF = hn::ScalableTag<float>;
+using DI = hn::RebindToSigned<DF>;
+using DU = hn::RebindToUnsigned<DF>;
+using D8 = hn::Repartition<std::uint8_t, DF>;
+using VF = hn::Vec<DF>;
+using VU = hn::Vec<DU>;
+
+// ---- colours
+
+// A row of the colour matrix.
+struct Channel {
+  float from_y, from_c1, from_c2, offset;
+};
+
+template <class D>
+HWY_INLINE HWY_ATTR void ColourAt(D d, const float* y, const float* c1, const float* c2, Channel channel,
+                                  std::size_t i, float* dst) {
+  const auto sum = hn::Add(hn::Add(hn::Mul(hn::Set(d, channel.from_y), hn::LoadU(d, y + i)),
+                                   hn::Mul(hn::Set(d, channel.from_c1), hn::LoadU(d, c1 + i))),
+                           hn::Mul(hn::Set(d, channel.from_c2), hn::LoadU(d, c2 + i)));
+  hn::StoreU(hn::Add(sum, hn::Set(d, channel.offset)), d, dst + i);
 }
 
-// Fills weights and indices for w x h outputs from a plane of `pitch` samples a row, `step` bytes each.
-void fillTables(int w, int h, float sx, float sy, int pitch, int step, float* weights,
-                std::int32_t* index) {
-  for (int y = 0; y < h; ++y) {
-    const Position py = positionAt(y, sy);
-    for (int x = 0; x < w; ++x) {
-      const Position px = positionAt(x, sx);
-      *weights++ = px.f0 * py.f0;
-      *weights++ = px.f1 * py.f0;
-      *weights++ = py.f1 * px.f0;
-      *weights++ = py.f1 * px.f1;
-      *index++ = static_cast<std::int32_t>((pitch * py.i0 + px.i0) * step);
-      *index++ = static_cast<std::int32_t>((pitch * (py.i0 + 1) + px.i0) * step);
+// One row of one channel: n outputs from luma and from chroma, of which every value stands twice.
+HWY_ATTR void ColourRow(const float* HWY_RESTRICT y, const float* HWY_RESTRICT c1,
+                        const float* HWY_RESTRICT c2, std::size_t n, Channel channel,
+                        float* HWY_RESTRICT dst) {
+  const DF d;
+  const std::size_t lanes = hn::Lanes(d);
+  std::size_t i = 0;
+  if (n < lanes) {
+    for (; i < n; ++i) ColourAt(hn::CappedTag<float, 1>(), y, c1, c2, channel, i, dst);
+    return;
+  }
+  // The first vector overlaps the second, which starts where the tensor is aligned: stores across cache
+  // lines cost a fifth of the time. The last one overlaps too.
+  ColourAt(d, y, c1, c2, channel, 0, dst);
+  i = lanes - reinterpret_cast<std::uintptr_t>(dst) / sizeof(float) % lanes;
+  for (; i + lanes <= n; i += lanes) ColourAt(d, y, c1, c2, channel, i, dst);
+  ColourAt(d, y, c1, c2, channel, n - lanes, dst);
+}
+
+// Columns [0, n) of a row pair of all channels.
+HWY_ATTR void ColourRowPair(const float* const y[2], const float* const c[2], std::size_t n,
+                            const _ConvertMatrixFromYUV& mat, const YuvTensor& tensor, float* dst) {
+  for (std::size_t k = 0; k < 3; ++k) {
+    const Channel channel = {mat.coef[3 * k], mat.coef[3 * k + 1], mat.coef[3 * k + 2], mat.offset[k]};
+    for (std::size_t row = 0; row < 2; ++row)
+      ColourRow(y[row], c[0], c[1], n, channel, dst + k * tensor.plane + row * tensor.pitch);
+  }
+}
+
+// ---- bytes at their own size
+
+template <class D>
+HWY_ATTR void ExpandLumaAt(D d, const std::uint8_t* src, std::size_t i, float* dst) {
+  const hn::Rebind<std::uint8_t, D> d8;
+  const hn::RebindToSigned<D> di;
+  hn::StoreU(hn::ConvertTo(d, hn::PromoteTo(di, hn::LoadU(d8, src + i))), d, dst + i);
+}
+
+HWY_ATTR void ExpandLuma(const std::uint8_t* src, std::size_t n, float* dst) {
+  const DF d;
+  const std::size_t lanes = hn::Lanes(d);
+  std::size_t i = 0;
+  for (; i + lanes <= n; i += lanes) ExpandLumaAt(d, src, i, dst);
+  if (i < n && n >= lanes) return ExpandLumaAt(d, src, n - lanes, dst);
+  for (; i < n; ++i) ExpandLumaAt(hn::CappedTag<float, 1>(), src, i, dst);
+}
+
+// n bytes, pairs of C1 and C2, to n floats of each: every value twice.
+HWY_ATTR void ExpandChroma(const std::uint8_t* src, std::size_t n, float* c1, float* c2) {
+  std::size_t i = 0;
+#if HWY_TARGET != HWY_SCALAR
+  const DF d;
+  const DI di;
+  const hn::Rebind<std::uint8_t, DF> d8;
+  const hn::Repartition<std::uint16_t, decltype(d8)> d16;
+  const std::size_t lanes = hn::Lanes(d);
+  const auto low = hn::Set(d16, 0x00FF);
+  const auto at = [&](std::size_t k) HWY_ATTR {
+    const auto pair = hn::BitCast(d16, hn::LoadU(d8, src + k));
+    const auto first = hn::And(pair, low), second = hn::ShiftRight<8>(pair);
+    const auto firsts = hn::BitCast(d8, hn::Or(first, hn::ShiftLeft<8>(first)));
+    const auto seconds = hn::BitCast(d8, hn::Or(second, hn::AndNot(low, pair)));
+    hn::StoreU(hn::ConvertTo(d, hn::PromoteTo(di, firsts)), d, c1 + k);
+    hn::StoreU(hn::ConvertTo(d, hn::PromoteTo(di, seconds)), d, c2 + k);
+  };
+  for (; i + lanes <= n; i += lanes) at(i);
+  if (i < n && n >= lanes) return at(n - lanes);
+#endif
+  for (; i < n; i += 2) {
+    c1[i] = c1[i + 1] = src[i];
+    c2[i] = c2[i + 1] = src[i + 1];
+  }
+}
+
+// Converts w x h pixels, both even.
+HWY_ATTR void ConvertSameSize(const YuvFrame& frame, std::size_t w, std::size_t h,
+                              const _ConvertMatrixFromYUV& mat, const YuvTensor& tensor) {
+  // Columns that are in work at a time; their floats take half of the first cache.
+  constexpr std::size_t kColumns = 1024;
+  HWY_ALIGN float scratch[4][kColumns];
+  const float* const y[2] = {scratch[0], scratch[1]};
+  const float* const c[2] = {scratch[2], scratch[3]};
+  for (std::size_t row = 0; row < h; row += 2)
+    for (std::size_t x = 0; x < w; x += kColumns) {
+      const std::size_t n = std::min(kColumns, w - x);
+      ExpandLuma(frame.luma + row * frame.luma_pitch + x, n, scratch[0]);
+      ExpandLuma(frame.luma + (row + 1) * frame.luma_pitch + x, n, scratch[1]);
+      ExpandChroma(frame.chroma + row / 2 * frame.chroma_pitch + x, n, scratch[2], scratch[3]);
+      ColourRowPair(y, c, n, mat, tensor, tensor.data + row * tensor.pitch + x);
+    }
+}
+
+// ---- resampling
+
+#if HWY_TARGET != HWY_SCALAR
+// From both rows 16 bytes at each offset, block after block. Both at once, so that few offsets are alive
+// at a time.
+template <class D>
+HWY_INLINE HWY_ATTR void LoadBlocks(D d, const std::uint8_t* top_row, const std::uint8_t* bottom_row,
+                                    const std::int32_t* offset, hn::Vec<D>& top, hn::Vec<D>& bottom) {
+  if constexpr (hn::MaxLanes(D()) == 16) {
+    top = hn::LoadU(d, top_row + *offset);
+    bottom = hn::LoadU(d, bottom_row + *offset);
+  } else {
+    const hn::Half<D> half;
+    hn::Vec<decltype(half)> top_low, top_high, bottom_low, bottom_high;
+    LoadBlocks(half, top_row, bottom_row, offset, top_low, bottom_low);
+    LoadBlocks(half, top_row, bottom_row, offset + hn::MaxLanes(half) / 16, top_high, bottom_high);
+    top = hn::Combine(d, top_high, top_low);
+    bottom = hn::Combine(d, bottom_high, bottom_low);
+  }
+}
+#endif
+
+// The tables of a fetch, as addresses that the compiler need not read again after every store.
+struct FetchTables {
+  explicit FetchTables(const YuvFetch& fetch)
+      : offset{fetch.offset[0].data(), fetch.offset[1].data()},
+        lookup{fetch.lookup[0].data(), fetch.lookup[1].data()},
+        word(fetch.word.data()) {}
+  const std::int32_t* offset[2];
+  const std::uint32_t* lookup[2];
+  const std::int32_t* word;
+};
+
+// The words of outputs [i, i + lanes) in two source rows.
+template <int kLoads>
+HWY_INLINE HWY_ATTR void FetchWords(const FetchTables& fetch, const std::uint8_t* top_row,
+                                    const std::uint8_t* bottom_row, std::size_t i, VU& top, VU& bottom) {
+  const DU d;
+#if HWY_TARGET != HWY_SCALAR
+  if constexpr (kLoads > 0) {
+    const D8 d8;
+    const std::size_t group = i / kYuvGroup;
+    hn::Vec<D8> upper, lower;
+    LoadBlocks(d8, top_row, bottom_row, fetch.offset[0] + group, upper, lower);
+    auto lookup = hn::BitCast(d8, hn::LoadU(d, fetch.lookup[0] + i));
+    upper = hn::TableLookupBytesOr0(upper, lookup);
+    lower = hn::TableLookupBytesOr0(lower, lookup);
+    if constexpr (kLoads > 1) {
+      hn::Vec<D8> upper2, lower2;
+      LoadBlocks(d8, top_row, bottom_row, fetch.offset[1] + group, upper2, lower2);
+      lookup = hn::BitCast(d8, hn::LoadU(d, fetch.lookup[1] + i));
+      upper = hn::Or(upper, hn::TableLookupBytesOr0(upper2, lookup));
+      lower = hn::Or(lower, hn::TableLookupBytesOr0(lower2, lookup));
+    }
+    top = hn::BitCast(d, upper);
+    bottom = hn::BitCast(d, lower);
+    return;
+  }
+#endif
+  if constexpr (hn::MaxLanes(DU()) >= 8) {
+    const DI di;
+    const auto offset = hn::LoadU(di, fetch.word + i);
+    const auto gather = [&](const std::uint8_t* row) HWY_ATTR {
+      return hn::BitCast(d, hn::GatherOffset(di, reinterpret_cast<const std::int32_t*>(row), offset));
+    };
+    top = gather(top_row);
+    bottom = gather(bottom_row);
+  } else {
+    HWY_ALIGN std::uint32_t words[2][hn::MaxLanes(DU())];
+    for (std::size_t lane = 0; lane < hn::Lanes(d); ++lane) {
+      std::memcpy(&words[0][lane], top_row + fetch.word[i + lane], sizeof(std::uint32_t));
+      std::memcpy(&words[1][lane], bottom_row + fetch.word[i + lane], sizeof(std::uint32_t));
+    }
+    top = hn::Load(d, words[0]);
+    bottom = hn::Load(d, words[1]);
+  }
+}
+
+template <int kByte>
+HWY_INLINE HWY_ATTR VF ByteOf(VU words) {
+  const DU du;
+  return hn::ConvertTo(DF(),
+                       hn::BitCast(DI(), hn::And(hn::ShiftRight<8 * kByte>(words), hn::Set(du, 0xFFu))));
+}
+
+struct RowWeights {
+  float f0, f1;
+};
+
+// The weights of a vector of outputs.
+struct Weights {
+  VF top_left, top_right, bottom_left, bottom_right;
+};
+
+HWY_INLINE HWY_ATTR Weights WeightsAt(const float* f0, const float* f1, std::size_t i, VF fy0, VF fy1) {
+  const VF fx0 = hn::LoadU(DF(), f0 + i), fx1 = hn::LoadU(DF(), f1 + i);
+  return {hn::Mul(fx0, fy0), hn::Mul(fx1, fy0), hn::Mul(fy1, fx0), hn::Mul(fy1, fx1)};
+}
+
+// Bytes kFirst of the words are the left-hand samples, bytes kFirst + kStep the right-hand ones. The
+// order of the sum is part of the contract.
+template <int kFirst, int kStep>
+HWY_INLINE HWY_ATTR VF Interpolate(VU top, VU bottom, const Weights& w) {
+  const VF upper = hn::Add(hn::Mul(ByteOf<kFirst>(top), w.top_left),
+                           hn::Mul(ByteOf<kFirst + kStep>(top), w.top_right));
+  return hn::Add(hn::Add(upper, hn::Mul(ByteOf<kFirst>(bottom), w.bottom_left)),
+                 hn::Mul(ByteOf<kFirst + kStep>(bottom), w.bottom_right));
+}
+
+// With every output on a sample column fx0 is 1 and fx1 is 0. The right-hand products are then zeros, of
+// either sign, added to sums that are never -0, since fy0 is not negative: leaving them out changes no
+// bit.
+template <int kFirst>
+HWY_INLINE HWY_ATTR VF InterpolateOnSamples(VU top, VU bottom, VF fy0, VF fy1) {
+  return hn::Add(hn::Mul(ByteOf<kFirst>(top), fy0), hn::Mul(ByteOf<kFirst>(bottom), fy1));
+}
+
+// A row of luma; writes up to the padding.
+template <int kLoads, bool kOnSamples>
+HWY_ATTR void SampleLuma(const YuvPlan& plan, const std::uint8_t* const rows[2], RowWeights f,
+                         float* out) {
+  const DF d;
+  const VF fy0 = hn::Set(d, f.f0), fy1 = hn::Set(d, f.f1);
+  const FetchTables fetch(plan.luma);
+  const float *const fx0 = plan.x.f0.data(), *const fx1 = plan.x.f1.data();
+  const std::size_t count = plan.x.count;
+  const std::uint8_t *const row0 = rows[0], *const row1 = rows[1];
+  for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
+    VU top, bottom;
+    FetchWords<kLoads>(fetch, row0, row1, i, top, bottom);
+    if constexpr (kOnSamples)
+      hn::StoreU(InterpolateOnSamples<0>(top, bottom, fy0, fy1), d, out + i);
+    else
+      hn::StoreU(Interpolate<0, 1>(top, bottom, WeightsAt(fx0, fx1, i, fy0, fy1)), d, out + i);
+  }
+}
+
+HWY_INLINE HWY_ATTR void StoreTwice(VF v, float* dst) {
+#if HWY_TARGET == HWY_SCALAR
+  dst[0] = dst[1] = hn::GetLane(v);
+#else
+  hn::StoreInterleaved2(v, v, DF(), dst);
+#endif
+}
+
+// A row of chroma, every value twice; writes up to the padding.
+template <int kLoads, bool kOnSamples>
+HWY_ATTR void SampleChroma(const YuvPlan& plan, const std::uint8_t* const rows[2], RowWeights f,
+                           float* c1, float* c2) {
+  const DF d;
+  const VF fy0 = hn::Set(d, f.f0), fy1 = hn::Set(d, f.f1);
+  const FetchTables fetch(plan.chroma);
+  const float *const fx0 = plan.x.f0.data(), *const fx1 = plan.x.f1.data();
+  const std::size_t count = plan.x.count / 2;
+  const std::uint8_t *const row0 = rows[0], *const row1 = rows[1];
+  for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
+    VU top, bottom;
+    FetchWords<kLoads>(fetch, row0, row1, i, top, bottom);
+    if constexpr (kOnSamples) {
+      StoreTwice(InterpolateOnSamples<0>(top, bottom, fy0, fy1), c1 + 2 * i);
+      StoreTwice(InterpolateOnSamples<1>(top, bottom, fy0, fy1), c2 + 2 * i);
+    } else {
+      const Weights w = WeightsAt(fx0, fx1, i, fy0, fy1);
+      StoreTwice(Interpolate<0, 2>(top, bottom, w), c1 + 2 * i);
+      StoreTwice(Interpolate<1, 2>(top, bottom, w), c2 + 2 * i);
     }
   }
 }
 
-std::size_t area(int w, int h) {
-  return w > 0 && h > 0 ? static_cast<std::size_t>(w) * static_cast<std::size_t>(h) : 0;
+// Calls job(loads, on_samples) with both as types.
+template <class Job>
+HWY_ATTR void WithShape(int loads, bool on_samples, const Job& job) {
+  const auto with = [&](auto l) HWY_ATTR {
+    if (on_samples)
+      job(l, std::true_type());
+    else
+      job(l, std::false_type());
+  };
+  if (loads == 1)
+    with(std::integral_constant<int, 1>());
+  else if (loads == 2)
+    with(std::integral_constant<int, 2>());
+  else
+    with(std::integral_constant<int, 0>());
+}
+
+// `reach` bytes from byte `start` of a plane of which `bytes` exist: in place where they all do, else a
+// copy that goes on with the `step` bytes at `last`, or with zeros if there is no such sample.
+inline const std::uint8_t* RowOrCopy(const std::uint8_t* plane, std::size_t bytes, std::size_t start,
+                                     std::size_t reach, const std::uint8_t* last, std::size_t step,
+                                     YuvTable<std::uint8_t>& copy) {
+  if (reach <= bytes && start <= bytes - reach) return plane + start;
+  const std::size_t inside = start < bytes ? std::min(reach, bytes - start) : 0;
+  if (inside > 0) std::memcpy(copy.data(), plane + start, inside);
+  for (std::size_t i = inside; i < reach; ++i)
+    copy[i] = last == nullptr ? std::uint8_t{0} : last[(start + i) % step];
+  return copy.data();
+}
+
+void LumaRows(const YuvFrame& frame, YuvPlan& plan, std::size_t y, const std::uint8_t* rows[2]) {
+  // Behind the luma the frame goes on with chroma, which taps past the luma read.
+  const std::size_t bytes = frame.luma_bytes + frame.chroma_bytes;
+  const std::size_t first = static_cast<std::size_t>(std::max<std::int64_t>(plan.y.index[y], 0));
+  const std::uint8_t* const last = frame.luma_bytes > 0 ? frame.luma + frame.luma_bytes - 1 : nullptr;
+  for (std::size_t i = 0; i < 2; ++i)
+    rows[i] = RowOrCopy(frame.luma, bytes, (first + i) * frame.luma_pitch, plan.luma.reach, last, 1,
+                        plan.luma_rows[i]);
+}
+
+void ChromaRows(const YuvFrame& frame, YuvPlan& plan, std::size_t y, const std::uint8_t* rows[2]) {
+  const std::size_t first = static_cast<std::size_t>(std::max<std::int64_t>(plan.y.index[y], 0));
+  const std::uint8_t* const last =
+      frame.chroma_bytes > 0 ? frame.chroma + frame.chroma_bytes - 2 : nullptr;
+  for (std::size_t i = 0; i < 2; ++i)
+    rows[i] = RowOrCopy(frame.chroma, frame.chroma_bytes, (first + i) * frame.chroma_pitch,
+                        plan.chroma.reach, last, 2, plan.chroma_rows[i]);
+}
+
+HWY_ATTR void ConvertResampled(const YuvFrame& frame, YuvPlan& plan, const _ConvertMatrixFromYUV& mat,
+                               const YuvTensor& tensor) {
+  const float* const luma[2] = {plan.luma_out[0].data(), plan.luma_out[1].data()};
+  const float* const chroma[2] = {plan.chroma_out[0].data(), plan.chroma_out[1].data()};
+  for (std::size_t y = 0; y + 1 < plan.y.count; y += 2) {
+    const std::uint8_t* rows[2];
+    ChromaRows(frame, plan, y / 2, rows);
+    WithShape(plan.chroma.loads, plan.x.on_samples, [&](auto loads, auto on_samples) HWY_ATTR {
+      SampleChroma<loads(), on_samples()>(plan, rows, {plan.y.f0[y / 2], plan.y.f1[y / 2]},
+                                          plan.chroma_out[0].data(), plan.chroma_out[1].data());
+    });
+    for (std::size_t i = 0; i < 2; ++i) {
+      LumaRows(frame, plan, y + i, rows);
+      WithShape(plan.luma.loads, plan.x.on_samples, [&](auto loads, auto on_samples) HWY_ATTR {
+        SampleLuma<loads(), on_samples()>(plan, rows, {plan.y.f0[y + i], plan.y.f1[y + i]},
+                                          plan.luma_out[i].data());
+      });
+    }
+    ColourRowPair(luma, chroma, plan.x.count / 2 * 2, mat, tensor, tensor.data + y * tensor.pitch);
+  }
+}
+
+}  // namespace
+}  // namespace HWY_NAMESPACE
+}  // namespace Tarn
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace Tarn {
+namespace {
+
+HWY_EXPORT(ConvertSameSize);
+HWY_EXPORT(ConvertResampled);
+
+// Callers match crash reports by this place, which therefore stays although the code moves.
+#define TN_YUV_SOURCE "tarnkit/src/cpu_x86/tn_yuvconverter_cpu_x86"
+
+std::size_t atLeast0(int size) { return static_cast<std::size_t>(std::max(size, 0)); }
+
+// Weights and indices of w x h outputs from a plane of `pitch` samples a row, `step` bytes each.
+void fillTables(const YuvPlan& plan, std::size_t w, std::size_t h, int pitch, int step, float* weights,
+                std::int32_t* index) {
+  for (std::size_t y = 0; y < h; ++y) {
+    const float fy0 = plan.y.f0[y], fy1 = plan.y.f1[y];
+    const std::int64_t row = pitch * plan.y.index[y], next_row = pitch * (plan.y.index[y] + 1);
+    for (std::size_t x = 0; x < w; ++x) {
+      const float fx0 = plan.x.f0[x], fx1 = plan.x.f1[x];
+      *weights++ = fx0 * fy0;
+      *weights++ = fx1 * fy0;
+      *weights++ = fy1 * fx0;
+      *weights++ = fy1 * fx1;
+      *index++ = static_cast<std::int32_t>((row + plan.x.index[x]) * step);
+      *index++ = static_cast<std::int32_t>((next_row + plan.x.index[x]) * step);
+    }
+  }
 }
 
 template <class T>
@@ -59,14 +449,6 @@ void release(T*& buffer) {
   buffer = nullptr;
 }
 
-// One pixel; `plane` floats lie between the channels.
-void storePixel(const _ConvertMatrixFromYUV& mat, float y, float c1, float c2, float* dst,
-                std::size_t plane) {
-  for (int r = 0; r < 3; ++r)
-    dst[static_cast<std::size_t>(r) * plane] =
-        mat.coef[3 * r] * y + mat.coef[3 * r + 1] * c1 + mat.coef[3 * r + 2] * c2 + mat.offset[r];
-}
-
 }  // namespace
 
 TarnYUVToolKit::TarnYUVToolKit(const int& src_width, const int& src_height, const int& src_uv_width,
@@ -76,21 +458,18 @@ TarnYUVToolKit::TarnYUVToolKit(const int& src_width, const int& src_height, cons
       src_uv_width_(src_uv_width),
       src_uv_height_(src_uv_height),
       dst_width_(dst_width),
-      dst_height_(dst_height) {
-  const float sx = static_cast<float>(src_width) / static_cast<float>(dst_width);
-  const float sy = static_cast<float>(src_height) / static_cast<float>(dst_height);
-  const std::size_t pixels = area(dst_width, dst_height);
-  const int hw = dst_width / 2, hh = dst_height / 2;
-
-  weights_y_ = allocate<float>(4 * pixels);
-  index_y_ = allocate<std::int32_t>(2 * pixels);
-  fillTables(dst_width, dst_height, sx, sy, src_width, 1, weights_y_, index_y_);
-  weights_uv_ = allocate<float>(4 * area(hw, hh));
-  index_uv_ = allocate<std::int32_t>(2 * area(hw, hh));
-  fillTables(hw, hh, sx, sy, src_uv_width, 2, weights_uv_, index_uv_);
-  buf_y_ = allocate<float>(pixels);
-  buf_u_ = allocate<float>(pixels / 4);
-  buf_v_ = allocate<float>(pixels / 4);
+      dst_height_(dst_height),
+      plan_(new YuvPlan(src_width, src_height, dst_width, dst_height)) {
+  const std::size_t w = plan_->x.count, h = plan_->y.count;
+  weights_y_ = allocate<float>(4 * w * h);
+  index_y_ = allocate<std::int32_t>(2 * w * h);
+  fillTables(*plan_, w, h, src_width, 1, weights_y_, index_y_);
+  weights_uv_ = allocate<float>(4 * (w / 2) * (h / 2));
+  index_uv_ = allocate<std::int32_t>(2 * (w / 2) * (h / 2));
+  fillTables(*plan_, w / 2, h / 2, src_uv_width, 2, weights_uv_, index_uv_);
+  buf_y_ = allocate<float>(w * h);
+  buf_u_ = allocate<float>(w * h / 4);
+  buf_v_ = allocate<float>(w * h / 4);
 }
 
 TarnYUVToolKit::~TarnYUVToolKit() {
@@ -101,6 +480,8 @@ TarnYUVToolKit::~TarnYUVToolKit() {
   release(weights_uv_);
   release(index_y_);
   release(index_uv_);
+  delete plan_;
+  plan_ = nullptr;
 }
 
 TarnYUVToolKit& TarnYUVToolKit::operator=(const TarnYUVToolKit& other) = default;
@@ -111,43 +492,19 @@ void TarnYUVToolKit::setCvtMat(const _ConvertMatrixFromYUV& mat) { cvt_mat_ = ma
 
 void TarnYUVToolKit::convert(const _TN_Image& in_, const _TN_Image& out_) {
   if (out_.pix_fmt != TN_PIX_FMT_CHW_F32) return;
-  const std::uint8_t* const frame = static_cast<const std::uint8_t*>(in_.data);
-  const std::int64_t luma_bytes = static_cast<std::int64_t>(area(src_width_, src_height_));
-  const std::int64_t chroma_bytes = static_cast<std::int64_t>(2 * area(src_uv_width_, src_height_ / 2));
-
-  // A tap past the frame's end takes the last byte of its kind. One past the luma alone is inside the
-  // frame and reads chroma.
-  const auto luma = [&](std::int64_t i) {
-    if (i < luma_bytes + chroma_bytes) return static_cast<float>(frame[i]);
-    return luma_bytes > 0 ? static_cast<float>(frame[luma_bytes - 1]) : 0.0f;
-  };
-  const auto chroma = [&](std::int64_t i) {
-    if (chroma_bytes == 0) return 0.0f;
-    return static_cast<float>(frame[luma_bytes + (i < chroma_bytes ? i : chroma_bytes - 2 + i % 2)]);
-  };
-
-  const std::size_t w = static_cast<std::size_t>(std::max(dst_width_, 0));
-  const std::size_t h = static_cast<std::size_t>(std::max(dst_height_, 0));
-  for (std::size_t k = 0; k < w * h; ++k) {
-    const float* const wt = weights_y_ + 4 * k;
-    const std::int64_t i0 = index_y_[2 * k], i1 = index_y_[2 * k + 1];
-    buf_y_[k] = luma(i0) * wt[0] + luma(i0 + 1) * wt[1] + luma(i1) * wt[2] + luma(i1 + 1) * wt[3];
-  }
-  for (std::size_t k = 0; k < (w / 2) * (h / 2); ++k) {
-    const float* const wt = weights_uv_ + 4 * k;
-    const std::int64_t j0 = index_uv_[2 * k], j1 = index_uv_[2 * k + 1];
-    buf_u_[k] =
-        chroma(j0) * wt[0] + chroma(j0 + 2) * wt[1] + chroma(j1) * wt[2] + chroma(j1 + 2) * wt[3];
-    buf_v_[k] = chroma(j0 + 1) * wt[0] + chroma(j0 + 3) * wt[1] + chroma(j1 + 1) * wt[2] +
-                chroma(j1 + 3) * wt[3];
-  }
-
-  float* const dst = static_cast<float*>(out_.data);
-  for (std::size_t y = 0; y < h / 2 * 2; ++y)
-    for (std::size_t x = 0; x < w / 2 * 2; ++x) {
-      const std::size_t c = y / 2 * (w / 2) + x / 2, k = y * w + x;
-      storePixel(cvt_mat_, buf_y_[k], buf_u_[c], buf_v_[c], dst + k, w * h);
-    }
+  const std::size_t w = plan_->x.count, h = plan_->y.count;
+  YuvFrame frame;
+  frame.luma_pitch = atLeast0(src_width_);
+  frame.luma_bytes = frame.luma_pitch * atLeast0(src_height_);
+  frame.chroma_pitch = 2 * atLeast0(src_uv_width_);
+  frame.chroma_bytes = frame.chroma_pitch * (atLeast0(src_height_) / 2);
+  frame.luma = static_cast<const std::uint8_t*>(in_.data);
+  frame.chroma = frame.luma + frame.luma_bytes;
+  const YuvTensor tensor{static_cast<float*>(out_.data), w, w * h};
+  if (plan_->same_size && frame.chroma_pitch >= w / 2 * 2)
+    HWY_DYNAMIC_DISPATCH(ConvertSameSize)(frame, w / 2 * 2, h / 2 * 2, cvt_mat_, tensor);
+  else
+    HWY_DYNAMIC_DISPATCH(ConvertResampled)(frame, *plan_, cvt_mat_, tensor);
 }
 
 void TarnYUVToolKit::Convert(const _TN_Image& in_, const _TN_Image& out_,
@@ -159,18 +516,17 @@ void TarnYUVToolKit::Convert(const _TN_Image& in_, const _TN_Image& out_,
               TN_YUV_SOURCE, 1182);
   TN_CHECK_AT(out_.pix_fmt == TN_PIX_FMT_CHW_F32, "out_.pix_fmt == TN_PIX_FMT_CHW_F32", TN_YUV_SOURCE,
               1183);
-  const std::uint8_t* const y_plane = static_cast<const std::uint8_t*>(in_.data);
-  const std::size_t w = static_cast<std::size_t>(std::max(in_.width, 0));
-  const std::size_t h = static_cast<std::size_t>(std::max(in_.height, 0));
-  const std::uint8_t* const uv_plane = y_plane + w * h;
-  const std::size_t pitch = static_cast<std::size_t>(std::max(out_.width, 0));
-  const std::size_t plane = area(out_.width, out_.height);
-  float* const dst = static_cast<float*>(out_.data);
-  for (std::size_t y = 0; y < h / 2 * 2; ++y)
-    for (std::size_t x = 0; x < w / 2 * 2; ++x) {
-      const std::uint8_t* const pair = uv_plane + y / 2 * w + x / 2 * 2;
-      storePixel(mat, y_plane[y * w + x], pair[0], pair[1], dst + y * pitch + x, plane);
-    }
+  const std::size_t w = atLeast0(in_.width), h = atLeast0(in_.height);
+  YuvFrame frame;
+  frame.luma_pitch = frame.chroma_pitch = w;
+  frame.luma_bytes = w * h;
+  frame.chroma_bytes = w * (h / 2);
+  frame.luma = static_cast<const std::uint8_t*>(in_.data);
+  frame.chroma = frame.luma + frame.luma_bytes;
+  const std::size_t pitch = atLeast0(out_.width);
+  const YuvTensor tensor{static_cast<float*>(out_.data), pitch, pitch * atLeast0(out_.height)};
+  HWY_DYNAMIC_DISPATCH(ConvertSameSize)(frame, w / 2 * 2, h / 2 * 2, mat, tensor);
 }
 
 }  // namespace Tarn
+#endif  // HWY_ONCE

@@ -1,0 +1,310 @@
+#include "tn_yuvconverter.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include "tests/reference/yuv_reference.h"
+#include "tests/support/test_support.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
+
+namespace {
+
+using namespace Tarn;
+using namespace tn_test;
+
+constexpr std::uint8_t kUntouched = 0xA5;
+
+// Every coefficient different and none a power of two, so that a change of order shows in the last bit.
+_ConvertMatrixFromYUV oddMatrix() {
+  return {1.164383f, 0.017f, 1.792741f, 1.17f,  -0.213249f, -0.532909f,
+          1.159f,    2.11f,  -0.0031f,  -97.3f, 33.77f,     -115.21f};
+}
+
+std::size_t count(std::int64_t n) { return static_cast<std::size_t>(n); }
+
+_TN_Image image(int format, int w, int h, Guarded& memory) {
+  return {0, format, w, h, 0, memory.data()};
+}
+
+// First differing float of two tensors as text; empty when equal to the bit.
+testing::AssertionResult sameBits(const Guarded& got, const Guarded& want, int w, int h) {
+  if (got.size() == want.size() && std::memcmp(got.data(), want.data(), got.size()) == 0)
+    return testing::AssertionSuccess();
+  std::size_t i = 0;
+  while (std::memcmp(got.data() + 4 * i, want.data() + 4 * i, 4) == 0) ++i;
+  float a, b;
+  std::memcpy(&a, got.data() + 4 * i, 4);
+  std::memcpy(&b, want.data() + 4 * i, 4);
+  const std::size_t plane = count(w) * count(h), row = count(w);
+  return testing::AssertionFailure() << "plane " << i / plane << ", row " << i % plane / row
+                                     << ", column " << i % row << ": " << a << ", not " << b;
+}
+
+void expectConvertEqualsReference(const YuvSizes& s) {
+  SCOPED_TRACE(testing::Message() << s.src_w << "x" << s.src_h << " (" << s.src_uv_w << " pairs) to "
+                                  << s.dst_w << "x" << s.dst_h);
+  // The frame ends at an unreadable page, and so does the tensor.
+  Guarded frame = RandomBytes(count(s.frameBytes()), 3);
+  const std::size_t floats = 3 * count(s.dst_w) * count(s.dst_h);
+  Guarded want(4 * floats, kUntouched);
+  referenceConvert(frame.data(), s, oddMatrix(), want.floats());
+  // The tables do not depend on the instruction set, and scratch may be left over from another one.
+  TarnYUVToolKit kit(s.src_w, s.src_h, s.src_uv_w, s.src_h / 2, s.dst_w, s.dst_h);
+  kit.setCvtMat(oddMatrix());
+  ForEachTarget([&] {
+    Guarded got(4 * floats, kUntouched);
+    // Format and sizes of the input record are wrong on purpose: nothing looks at them.
+    kit.convert(image(0, 1, 1, frame), image(TN_PIX_FMT_CHW_F32, s.dst_w, s.dst_h, got));
+    EXPECT_TRUE(sameBits(got, want, s.dst_w, s.dst_h));
+  });
+}
+
+TEST(YuvConvert, EqualsThePlainFormToTheBit) {
+  static const YuvSizes cases[] = {
+      // Down by fractions, by whole numbers with outputs on samples (3, 5) and between them (2, 4), and
+      // so
+      // far down that a group of outputs takes two loads (6, 9) or one for each output (20, 40).
+      {108, 61, 54, 64, 64},
+      {192, 108, 96, 64, 64},
+      {192, 108, 96, 64, 36},
+      {160, 90, 80, 32, 18},
+      {64, 48, 32, 32, 24},
+      {128, 96, 64, 32, 24},
+      {192, 108, 96, 32, 32},
+      {324, 40, 162, 36, 20},
+      {640, 48, 320, 32, 24},
+      {1280, 8, 640, 32, 4},
+      {333, 77, 166, 31, 19},
+      {97, 55, 48, 68, 38},
+      // Up: the weights extrapolate at the first samples and taps leave the frame at the last ones.
+      {32, 24, 16, 64, 48},
+      {10, 8, 5, 100, 80},
+      {33, 17, 16, 70, 90},
+      {2, 2, 1, 37, 41},
+      {48, 64, 24, 96, 16},
+      // Equal sizes, even and odd, longer than the columns in work at a time.
+      {64, 48, 32, 64, 48},
+      {33, 21, 16, 33, 21},
+      {2300, 4, 1150, 2300, 4},
+      {1025, 3, 512, 1025, 3},
+      // Fewer outputs than lanes, single rows, columns and pixels; one source row has no chroma at all.
+      {1, 1, 0, 1, 1},
+      {1, 1, 0, 4, 4},
+      {1, 1, 1, 2, 2},
+      {3, 1, 1, 6, 8},
+      {1, 3, 0, 2, 2},
+      {7, 5, 3, 2, 2},
+      {9, 9, 4, 1, 9},
+      {9, 9, 4, 9, 1},
+      {50, 50, 25, 2, 100},
+      {50, 50, 25, 100, 3},
+      {16, 2, 8, 17, 19},
+      {640, 360, 320, 6, 6},
+      // Chroma rows shorter or longer than half the luma's: at equal sizes too.
+      {64, 48, 20, 64, 48},
+      {64, 48, 40, 64, 48},
+      {64, 48, 1, 30, 30},
+      {64, 48, 0, 30, 30},
+      {20, 4, 1, 80, 64},
+  };
+  for (const YuvSizes& sizes : cases) expectConvertEqualsReference(sizes);
+
+  std::mt19937 random(20);
+  for (int i = 0; i < 60; ++i) {
+    const auto upTo = [&](unsigned most) { return 1 + static_cast<int>(random() % most); };
+    const int w = upTo(200), h = upTo(60);
+    expectConvertEqualsReference({w, h, w / 2, upTo(130), upTo(60)});
+  }
+}
+
+TEST(YuvConvert, ExtrapolatesAtTheFirstSamplesOfADoubledFrame) {
+  // Luma 10 20 / 30 50, one chroma pair (200, 100).
+  std::uint8_t frame[] = {10, 20, 30, 50, 200, 100};
+  float tensor[3 * 4 * 4];
+  TarnYUVToolKit kit(2, 2, 1, 1, 4, 4);
+  kit.setCvtMat({1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0.5f});
+  kit.convert({0, TN_PIX_FMT_NV12, 2, 2, 0, frame}, {0, TN_PIX_FMT_CHW_F32, 4, 4, 0, tensor});
+  // Column 0 weighs 1.25 and -0.25, column 1 the other way 0.75 and 0.25; rows alike.
+  EXPECT_EQ(tensor[0], 1.25f * (1.25f * 10 - 0.25f * 20) - 0.25f * (1.25f * 30 - 0.25f * 50));
+  EXPECT_EQ(tensor[1], 1.25f * (0.75f * 10 + 0.25f * 20) - 0.25f * (0.75f * 30 + 0.25f * 50));
+  // Column 3 lies 0.25 past sample 1; the sample after that is the next row's first.
+  EXPECT_EQ(tensor[4 + 3], 0.75f * (0.75f * 20 + 0.25f * 30) + 0.25f * (0.75f * 50 + 0.25f * 200));
+  EXPECT_EQ(tensor[16], 200.0f);
+  EXPECT_EQ(tensor[32], 100.5f);
+}
+
+TEST(YuvConvert, LeavesWhatItShould) {
+  Guarded frame = RandomBytes(12 * 10 * 3 / 2);
+  TarnYUVToolKit kit(12, 10, 6, 5, 5, 1);
+  Guarded tensor(3 * 5 * 4, kUntouched);
+  const Guarded before(3 * 5 * 4, kUntouched);
+  kit.convert(image(TN_PIX_FMT_NV12, 12, 10, frame), image(TN_PIX_FMT_CHW_F32, 5, 1, tensor));
+  EXPECT_TRUE(sameBits(tensor, before, 5, 1)) << "one row makes no pair";
+  TarnYUVToolKit pair(12, 10, 6, 5, 2, 2);
+  for (const int format : {12, TN_PIX_FMT_NV12, 0, -13})
+    pair.convert(image(TN_PIX_FMT_NV12, 12, 10, frame), image(format, 2, 2, tensor));
+  EXPECT_TRUE(sameBits(tensor, before, 5, 1)) << "not a tensor";
+}
+
+TEST(YuvConvert, ZeroMatrixGivesPositiveZero) {
+  // Up-scaling makes negative luma, whose product with 0 is -0.
+  Guarded frame = RandomBytes(20 * 10 * 3 / 2);
+  for (const int width : {20, 64}) {
+    TarnYUVToolKit kit(20, 10, 10, 5, width, 10);
+    for (const float c : kit.getCvtMat().coef) EXPECT_EQ(c, 0.0f);
+    const std::size_t bytes = 4 * 3 * 10 * count(width);
+    const Guarded zeros(bytes, 0);
+    ForEachTarget([&] {
+      Guarded tensor(bytes, kUntouched);
+      kit.convert(image(TN_PIX_FMT_NV12, 20, 10, frame), image(TN_PIX_FMT_CHW_F32, width, 10, tensor));
+      EXPECT_TRUE(sameBits(tensor, zeros, width, 10));
+    });
+  }
+}
+
+TEST(YuvConvert, TakesSizesWithoutPixels) {
+  for (const YuvSizes& s : {YuvSizes{8, 8, 4, 0, 8}, YuvSizes{8, 8, 4, 8, 0}, YuvSizes{8, 8, 4, 0, 0},
+                            YuvSizes{8, 8, 4, -4, -6}, YuvSizes{0, 0, 0, 0, 0}}) {
+    TarnYUVToolKit kit(s.src_w, s.src_h, s.src_uv_w, s.src_h / 2, s.dst_w, s.dst_h);
+    Guarded frame(96), nothing(0);
+    kit.convert(image(TN_PIX_FMT_NV12, 8, 8, frame), image(TN_PIX_FMT_CHW_F32, 0, 0, nothing));
+  }
+  // A frame without bytes reads as zeros.
+  for (const YuvSizes& s :
+       {YuvSizes{0, 0, 0, 8, 8}, YuvSizes{-5, 4, 0, 8, 8}, YuvSizes{5, -4, 2, 8, 8}}) {
+    TarnYUVToolKit kit(s.src_w, s.src_h, s.src_uv_w, 0, s.dst_w, s.dst_h);
+    kit.setCvtMat({1, 1, 1, 1, 1, 1, 1, 1, 1, 7, 7, 7});
+    Guarded nothing(0), tensor(4 * 3 * 64, kUntouched);
+    kit.convert(image(TN_PIX_FMT_NV12, 0, 0, nothing), image(TN_PIX_FMT_CHW_F32, 8, 8, tensor));
+    EXPECT_EQ(tensor.floats()[63], 7.0f);
+  }
+}
+
+// The object's documented fields, in order: part of the binary interface.
+struct Fields {
+  std::int32_t src_width, src_height, src_uv_width, src_uv_height, dst_width, dst_height;
+  float mat[12];
+  const float *buf_y, *buf_u, *buf_v, *weights_y, *weights_uv;
+  const std::int32_t *index_y, *index_uv;
+};
+
+Fields fieldsOf(const TarnYUVToolKit& kit) {
+  Fields fields;
+  static_assert(sizeof fields <= sizeof kit, "the object begins with these");
+  std::memcpy(static_cast<void*>(&fields), static_cast<const void*>(&kit), sizeof fields);
+  return fields;
+}
+
+TEST(YuvToolKit, TablesAreAFunctionOfTheSizes) {
+  for (const YuvSizes& s :
+       {YuvSizes{20, 12, 10, 8, 6}, YuvSizes{6, 6, 3, 9, 13}, YuvSizes{7, 9, 2, 7, 9}}) {
+    const TarnYUVToolKit kit(s.src_w, s.src_h, s.src_uv_w, 99, s.dst_w, s.dst_h);
+    const Fields f = fieldsOf(kit);
+    EXPECT_EQ(f.src_width, s.src_w);
+    EXPECT_EQ(f.src_uv_height, 99);
+    EXPECT_EQ(f.dst_height, s.dst_h);
+    const float sx = static_cast<float>(s.src_w) / static_cast<float>(s.dst_w);
+    const float sy = static_cast<float>(s.src_h) / static_cast<float>(s.dst_h);
+    for (int chroma = 0; chroma < 2; ++chroma) {
+      const float* w = chroma ? f.weights_uv : f.weights_y;
+      const std::int32_t* index = chroma ? f.index_uv : f.index_y;
+      const int pitch = chroma ? 2 * s.src_uv_w : s.src_w, step = 1 + chroma;
+      for (int y = 0; y < s.dst_h / step; ++y)
+        for (int x = 0; x < s.dst_w / step; ++x, w += 4, index += 2) {
+          const YuvPosition px(x, sx), py(y, sy);
+          EXPECT_EQ(w[0], px.f0 * py.f0);
+          EXPECT_EQ(w[1], px.f1 * py.f0);
+          EXPECT_EQ(w[2], py.f1 * px.f0);
+          EXPECT_EQ(w[3], py.f1 * px.f1);
+          EXPECT_EQ(index[0], pitch * py.i0 + step * px.i0);
+          EXPECT_EQ(index[1], pitch * (py.i0 + 1) + step * px.i0);
+        }
+    }
+  }
+  const TarnYUVToolKit doubled(2, 2, 1, 1, 4, 4);
+  EXPECT_EQ(fieldsOf(doubled).weights_y[0], 1.25f * 1.25f);
+  EXPECT_EQ(fieldsOf(doubled).weights_y[3], 0.25f * 0.25f);
+  EXPECT_EQ(fieldsOf(doubled).index_y[1], 2);
+}
+
+TEST(YuvToolKit, AssignmentSharesTheBuffersAndCopiesTheMatrix) {
+  // The target's own buffers are lost and its destructor must not run: that is the contract.
+#if defined(__SANITIZE_ADDRESS__)
+  __lsan_disable();
+#endif
+  TarnYUVToolKit& target = *new TarnYUVToolKit(4, 4, 2, 2, 8, 8);
+#if defined(__SANITIZE_ADDRESS__)
+  __lsan_enable();
+#endif
+  TarnYUVToolKit source(8, 6, 4, 3, 2, 2);
+  source.setCvtMat(oddMatrix());
+  target = source;
+  EXPECT_EQ(fieldsOf(target).weights_y, fieldsOf(source).weights_y);
+  EXPECT_EQ(fieldsOf(target).buf_y, fieldsOf(source).buf_y);
+  EXPECT_EQ(fieldsOf(target).dst_width, 2);
+
+  target.setCvtMat({});
+  EXPECT_EQ(source.getCvtMat().coef[0], oddMatrix().coef[0]);
+  EXPECT_EQ(target.getCvtMat().coef[0], 0.0f);
+  target.setCvtMat(oddMatrix());
+  Guarded frame = RandomBytes(8 * 6 * 3 / 2), a(48, 1), b(48, 2);
+  source.convert(image(TN_PIX_FMT_NV12, 8, 6, frame), image(TN_PIX_FMT_CHW_F32, 2, 2, a));
+  target.convert(image(TN_PIX_FMT_NV12, 8, 6, frame), image(TN_PIX_FMT_CHW_F32, 2, 2, b));
+  EXPECT_TRUE(sameBits(a, b, 2, 2));
+  ::operator delete(&target);
+}
+
+TEST(YuvConvertSameSize, EqualsThePlainFormToTheBit) {
+  struct Case {
+    int format, w, h, out_w, out_h;
+  };
+  static const Case cases[] = {
+      {TN_PIX_FMT_NV12, 64, 48, 64, 48},    {TN_PIX_FMT_NV21, 66, 4, 66, 4},
+      {TN_PIX_FMT_YUVI420, 30, 20, 30, 20},  // read as interleaved pairs all the same
+      {TN_PIX_FMT_YUV420V, 18, 2, 18, 2},   {TN_PIX_FMT_NV12, 33, 21, 33, 21},
+      {TN_PIX_FMT_NV12, 2, 2, 2, 2},        {TN_PIX_FMT_NV12, 1, 1, 1, 1},
+      {TN_PIX_FMT_NV12, 1, 8, 1, 8},        {TN_PIX_FMT_NV12, 8, 1, 8, 1},
+      {TN_PIX_FMT_NV12, 15, 3, 15, 3},      {TN_PIX_FMT_NV12, 2050, 2, 2050, 2},
+      {TN_PIX_FMT_NV12, 20, 10, 31, 13},  // into a larger tensor
+      {TN_PIX_FMT_NV12, 0, 4, 0, 4},        {TN_PIX_FMT_NV12, -3, -2, 0, 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.w << "x" << c.h << " into " << c.out_w << "x" << c.out_h);
+    const int w = std::max(c.w, 0), h = std::max(c.h, 0);
+    Guarded frame = RandomBytes(count(w * h + w * (h / 2)), 5);
+    const std::size_t bytes = 12 * count(c.out_w) * count(c.out_h);
+    Guarded want(bytes, kUntouched);
+    referenceConvertSameSize(frame.data(), w, h, oddMatrix(), want.floats(), c.out_w, c.out_h);
+    ForEachTarget([&] {
+      Guarded got(bytes, kUntouched);
+      TarnYUVToolKit::Convert(image(c.format, c.w, c.h, frame),
+                              image(TN_PIX_FMT_CHW_F32, c.out_w, c.out_h, got), oddMatrix());
+      EXPECT_TRUE(sameBits(got, want, c.out_w, c.out_h));
+    });
+  }
+}
+
+TEST(YuvConvertSameSizeDeathTest, RefusesOtherFormats) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  Guarded frame(6), tensor(48);
+  const auto run = [&](int in, int out) {
+    TarnYUVToolKit::Convert(image(in, 2, 2, frame), image(out, 2, 2, tensor), oddMatrix());
+  };
+  // Whatever line the check stands on; the input is looked at first. A plain pattern: no groups.
+  const char* const input =
+      "tarnkit/src/cpu_x86/tn_yuvconverter_cpu_x86:1182: .*in_.pix_fmt == TN_PIX_FMT_NV12 .. "
+      "in_.pix_fmt "
+      "== TN_PIX_FMT_NV21 .. in_.pix_fmt == TN_PIX_FMT_YUVI420 .. in_.pix_fmt == TN_PIX_FMT_YUV420V'";
+  const char* const output =
+      "tarnkit/src/cpu_x86/tn_yuvconverter_cpu_x86:1183: .*`out_.pix_fmt == TN_PIX_FMT_CHW_F32'";
+  for (const int format : {0, 2, 4, 5, 6, 9, 10, 11, 12, 13}) EXPECT_DEATH(run(format, 0), input);
+  for (const int format : {0, 7, 12, 14}) EXPECT_DEATH(run(TN_PIX_FMT_NV12, format), output);
+}
+
+}  // namespace
