@@ -72,9 +72,10 @@ class TN_KITS_API TarnYUVToolKit {
 
   /// One frame to one tensor.
   /// in_: `data` is read as a frame of the constructor's sizes: src_width * src_height bytes of luma,
-  /// then 2 * src_uv_width * (src_height / 2) of chroma. No other field is looked at. out_: `pix_fmt`
-  /// must be TN_PIX_FMT_CHW_F32, or nothing happens; `data` takes 3 * dst_width * dst_height floats. No
-  /// other field is looked at.
+  /// then 2 * src_uv_width * (src_height / 2) of chroma. No other field is looked at.
+  ///
+  /// out_: `pix_fmt` must be TN_PIX_FMT_CHW_F32, or nothing happens; `data` takes
+  /// 3 * dst_width * dst_height floats. No other field is looked at.
   ///
   /// With taps t0 (top left) to t3 (bottom right) a sample is t0*w0 + t1*w1 + t2*w2 + t3*w3 from left to
   /// right, each weight the product of a column's and a row's weight, rounded to float. A pair of chroma
@@ -99,9 +100,10 @@ class TN_KITS_API TarnYUVToolKit {
   /// Cuts the rectangle from (x0, y0) to (x1, y1), both inclusive and in input pixels, out of a frame
   /// with interleaved chroma (TN_PIX_FMT_NV12, _NV21, _YUV420V). The rectangle may reach outside the
   /// frame: what lies inside lands at its place in the rectangle, and the rest of the output stays as it
-  /// was. A rectangle wholly outside, or inverted, writes nothing. in_, out_: `width`, `height` and
-  /// `data` are read; out_ is normally the rectangle's size, and `data` of both must not overlap.
-  /// Formats and sizes are trusted.
+  /// was. A rectangle wholly outside, or inverted, writes nothing.
+  ///
+  /// in_, out_: `width`, `height` and `data` are read; out_ is normally the rectangle's size, and `data`
+  /// of both must not overlap. Formats and sizes are trusted.
   ///
   /// Rows are copied in pairs with the chroma row that goes with them, and an even number of bytes of
   /// each: of an odd last column nothing is copied, and with an odd number of rows the row below comes
