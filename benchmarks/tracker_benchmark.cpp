@@ -1,9 +1,6 @@
 // One frame of the multi-box trackers against what an application would write for itself: a Kalman
 // filter over fixed-size Eigen matrices for each box, and greedy matching by overlap.
 //
-// Rows are <filter>/<contestant>/<live boxes>. Interleave the contestants, or a change of the machine's
-// speed counts as a difference between them:
-//   tracker_benchmark --benchmark_enable_random_interleaving --benchmark_repetitions=20
 // The peer is compiled as an application would compile it for release.
 #define EIGEN_NO_DEBUG
 #include <benchmark/benchmark.h>
@@ -13,8 +10,10 @@
 #include <chrono>
 #include <cmath>
 #include <random>
+#include <string>
 #include <vector>
 
+#include "benchmarks/benchmark_main.h"
 #include "tests/support/allocation_count.h"
 #include "tn_boxtracker.h"
 
@@ -202,44 +201,46 @@ double sceneClock() {
 }
 
 template <class Tracker>
-void runFrames(benchmark::State& state, Tracker tracker) {
-  Scene scene(static_cast<int>(state.range(0)));
+void runFrames(benchmark::State& state, int boxes, Tracker tracker) {
+  Scene scene(boxes);
   Tarn::setTrackerClock(sceneClock);
   for (int i = 0; i < 20; ++i) {
     tracker.track(scene.next());
     scene_seconds += kFrameSeconds;
   }
-  std::size_t returned = 0, tracked = 0;
+  std::size_t returned = 0, frames = 0;
   const std::size_t before = tn_test::allocationCount();
   for (auto _ : state) {
     const Boxes& detections = scene.next();
     scene_seconds += kFrameSeconds;
-    const Boxes boxes = tracker.track(detections);
-    benchmark::DoNotOptimize(boxes.data());
-    returned += boxes.size();
-    ++tracked;
+    const Boxes tracked_boxes = tracker.track(detections);
+    benchmark::DoNotOptimize(tracked_boxes.data());
+    returned += tracked_boxes.size();
+    ++frames;
   }
   state.counters["allocations"] =
-      static_cast<double>(tn_test::allocationCount() - before) / static_cast<double>(tracked);
-  state.counters["boxes"] = static_cast<double>(returned) / static_cast<double>(tracked);
+      static_cast<double>(tn_test::allocationCount() - before) / static_cast<double>(frames);
+  state.counters["boxes"] = static_cast<double>(returned) / static_cast<double>(frames);
   Tarn::setTrackerClock(nullptr);
 }
 
-void kalmanOurs(benchmark::State& state) {
-  runFrames(state, Tarn::TarnBoundingBoxesTracker<Tarn::TarnKalmanFilterBoxTracker2D>(kWidth, kHeight));
-}
-void kalmanPeer(benchmark::State& state) { runFrames(state, GreedyTracker<2>()); }
-void oneEuroOurs(benchmark::State& state) {
-  runFrames(state, Tarn::TarnBoundingBoxesTracker<Tarn::TarnOneEuroFilterBoxTracker2D>(kWidth, kHeight));
-}
-void oneEuroPeer(benchmark::State& state) { runFrames(state, GreedyTracker<1>()); }
-
-void liveBoxes(benchmark::internal::Benchmark* row) {
-  row->Arg(10)->Arg(100)->Arg(500)->Arg(1000)->Unit(benchmark::kMicrosecond);
-}
-BENCHMARK(kalmanOurs)->Name("kalman/ours")->Apply(liveBoxes);
-BENCHMARK(kalmanPeer)->Name("kalman/eigen12")->Apply(liveBoxes);
-BENCHMARK(oneEuroOurs)->Name("one-euro/ours")->Apply(liveBoxes);
-BENCHMARK(oneEuroPeer)->Name("one-euro/eigen8")->Apply(liveBoxes);
-
 }  // namespace
+
+void registerRows() {
+  using Tarn::TarnBoundingBoxesTracker;
+  using Tarn::TarnKalmanFilterBoxTracker2D;
+  using Tarn::TarnOneEuroFilterBoxTracker2D;
+  for (const int boxes : {10, 100, 500, 1000}) {
+    const auto add = [boxes](const std::string& filter, const char* contestant, auto tracker) {
+      const std::string row = filter + "/" + std::to_string(boxes) + "_boxes/";
+      benchmark::RegisterBenchmark((row + contestant).c_str(), [boxes,
+                                                                tracker](benchmark::State& state) {
+        runFrames(state, boxes, tracker);
+      })->Unit(benchmark::kMicrosecond);
+    };
+    add("kalman", "tn_kits", TarnBoundingBoxesTracker<TarnKalmanFilterBoxTracker2D>(kWidth, kHeight));
+    add("kalman", "eigen_12_states", GreedyTracker<2>());
+    add("one_euro", "tn_kits", TarnBoundingBoxesTracker<TarnOneEuroFilterBoxTracker2D>(kWidth, kHeight));
+    add("one_euro", "eigen_8_states", GreedyTracker<1>());
+  }
+}

@@ -19,6 +19,7 @@
 #include <malloc.h>
 #endif
 
+#include "benchmarks/benchmark_main.h"
 #include "tests/support/allocation_count.h"
 #include "tn_colormatrix.h"
 #include "tn_yuvconverter.h"
@@ -268,7 +269,9 @@ void crop(benchmark::State& state, Cropper cropper, bool planar) {
   countFrame(state, kCropSize);
 }
 
-[[maybe_unused]] const bool kRegistered = [] {
+}  // namespace
+
+void registerRows() {
   cv::setNumThreads(1);
   for (const Job& job :
        {Job{{1920, 1080}, {640, 640}}, Job{{1920, 1080}, {320, 320}}, Job{{640, 640}, {640, 640}}}) {
@@ -287,7 +290,4 @@ void crop(benchmark::State& state, Cropper cropper, bool planar) {
     benchmark::RegisterBenchmark((row + "/libyuv").c_str(), crop, Cropper::kLibyuv, planar);
     benchmark::RegisterBenchmark((row + "/opencv").c_str(), crop, Cropper::kOpenCv, planar);
   }
-  return true;
-}();
-
-}  // namespace
+}

@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
-# Builds the benchmarks, runs them with the contestants' repetitions interleaved, and prints a table of
-# ratios. Run it on an idle machine.
-# usage: scripts/bench.sh [FILTER]     FILTER: a regular expression over row names (default: all)
+# Builds the benchmarks, runs them with the contestants' repetitions interleaved, and writes a table and a
+# chart of ratios into docs/performance. Run it on an idle machine.
+# usage: scripts/bench.sh [FILTER]
+#   FILTER: a regular expression over row names; then the table goes to build/bench instead.
+# Environment: REPETITIONS (9), MIN_TIME in seconds a repetition (0.05), and TN_BENCH_TARGETS, which holds
+# tn_kits to an older instruction set (AVX2, SSE4, SSSE3); the files' names then end in it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-filter=${1:-.}
 scripts/setup.sh build bench
 cmake --preset bench -G Ninja >/dev/null
 cmake --build --preset bench
@@ -12,9 +14,16 @@ cmake --build --preset bench
 results=build/bench/results
 rm -rf "$results" && mkdir -p "$results"
 for benchmark in build/bench/benchmarks/*_benchmark; do
-  "$benchmark" --benchmark_filter="$filter" --benchmark_repetitions="${REPETITIONS:-9}" \
+  "$benchmark" --benchmark_filter="${1:-.}" --benchmark_repetitions="${REPETITIONS:-9}" \
     --benchmark_enable_random_interleaving=true --benchmark_min_time="${MIN_TIME:-0.05}" \
     --benchmark_out="$results/$(basename "$benchmark").json" --benchmark_out_format=json >/dev/null
 done
-echo "commit $(git describe --always --dirty), $(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -n 1), $(c++ -dumpfullversion -dumpversion | sed 's/^/g++ /')"
-python3 scripts/bench_table.py "$results"/*.json
+
+sets=$(sed -n 's/.*"instruction_set": "\(.*\)".*/\1/p' "$results"/*.json | sort -u)
+processor=$(sed -n 's/^model name[^:]*: *//p' /proc/cpuinfo | head -n 1)
+title="Commit $(git describe --always --dirty --abbrev=10), $(c++ --version | head -n 1), $processor, instruction set $sets; one thread, medians of ${REPETITIONS:-9} interleaved runs."
+out=docs/performance
+[ $# -eq 0 ] || out=build/bench
+mkdir -p "$out"
+name=ratios${TN_BENCH_TARGETS:+-$TN_BENCH_TARGETS}
+python3 scripts/bench_report.py --title "$title" --table "$out/$name.md" --chart "$out/$name.svg" $(find "$results" -name "*.json" -size +0 | sort)
