@@ -37,9 +37,9 @@ ConstFixed<Rows, Cols> constFixed(const MatrixXf& matrix) {
 // these it is several times faster than Eigen's product, which packs blocks for large ones.
 template <class A, class B>
 Eigen::Matrix<float, A::RowsAtCompileTime, 1> productColumn(const A& a, const B& b, Index j) {
-  Eigen::Matrix<float, A::RowsAtCompileTime, 1> sum;
-  sum.setZero();
-  for (Index k = 0; k < A::ColsAtCompileTime; ++k) sum += a.col(k) * b(k, j);
+  using Column = Eigen::Matrix<float, A::RowsAtCompileTime, 1>;
+  Column sum = Column::Zero() + a.col(0) * b(0, j);
+  for (Index k = 1; k < A::ColsAtCompileTime; ++k) sum += a.col(k) * b(k, j);
   return sum;
 }
 
