@@ -66,8 +66,10 @@ class Scene {
   int at_ = 0;
 };
 
+enum class Product { kOperator, kLazy };
+
 // The peer's filter: corners in pixels and `Derivatives` derivatives of each.
-template <int Derivatives>
+template <int Derivatives, Product kProduct>
 class FixedSizeKalman {
  public:
   static constexpr int kStates = 4 * (Derivatives + 1);
@@ -82,8 +84,9 @@ class FixedSizeKalman {
 
   const State& predict() {
     const Model& model = Model::get();
-    state_ = model.transition * state_;
-    covariance_ = model.transition * covariance_ * model.transition.transpose() + model.process_noise;
+    state_ = times(model.transition, state_);
+    covariance_ = times(times(model.transition, covariance_), model.transition.transpose());
+    covariance_ += model.process_noise;
     return state_;
   }
 
@@ -91,11 +94,11 @@ class FixedSizeKalman {
     // The measurement matrix selects the corners, so its products are blocks.
     const Eigen::Matrix4f innovation_covariance =
         covariance_.template topLeftCorner<4, 4>() + Model::get().measurement_noise;
-    const Eigen::Matrix<float, kStates, 4> gain =
-        covariance_.template leftCols<4>() * innovation_covariance.inverse();
-    const Eigen::Matrix<float, 4, kStates> top = covariance_.template topRows<4>();
-    state_ += gain * (corners - state_.template head<4>());
-    covariance_ -= gain * top;
+    const auto gain =
+        times(covariance_.template leftCols<4>(), Eigen::Matrix4f(innovation_covariance.inverse()));
+    const Eigen::Vector4f innovation = corners - state_.template head<4>();
+    state_ += times(gain, innovation);
+    covariance_ -= times(gain, covariance_.template topRows<4>());
     return state_;
   }
 
@@ -117,6 +120,16 @@ class FixedSizeKalman {
     }
   };
 
+  template <class A, class B>
+  static auto times(const A& a, const B& b) {
+    Eigen::Matrix<float, A::RowsAtCompileTime, B::ColsAtCompileTime> product;
+    if constexpr (kProduct == Product::kLazy)
+      product.noalias() = a.lazyProduct(b);
+    else
+      product.noalias() = a * b;
+    return product;
+  }
+
   State state_;
   Square covariance_;
 };
@@ -129,7 +142,7 @@ float overlap(const TarnBoundingBox2D& a, const TarnBoundingBox2D& b) {
 }
 
 // The peer: every pair above the threshold, best first, as long as both sides are free.
-template <int Derivatives>
+template <int Derivatives, Product kProduct>
 class GreedyTracker {
  public:
   Boxes track(const Boxes& detections) {
@@ -162,8 +175,7 @@ class GreedyTracker {
       }
     tracks_.erase(tracks_.begin() + static_cast<std::ptrdiff_t>(kept), tracks_.end());
     for (std::size_t j = 0; j < detections.size(); ++j)
-      if (!detection_taken[j])
-        tracks_.push_back({FixedSizeKalman<Derivatives>(corners(detections[j])), detections[j]});
+      if (!detection_taken[j]) tracks_.push_back({Filter(corners(detections[j])), detections[j]});
 
     Boxes result;
     result.reserve(tracks_.size());
@@ -172,8 +184,9 @@ class GreedyTracker {
   }
 
  private:
+  using Filter = FixedSizeKalman<Derivatives, kProduct>;
   struct Track {
-    FixedSizeKalman<Derivatives> filter;
+    Filter filter;
     TarnBoundingBox2D box;
   };
 
@@ -239,8 +252,10 @@ void registerRows() {
       })->Unit(benchmark::kMicrosecond);
     };
     add("kalman", "tn_kits", TarnBoundingBoxesTracker<TarnKalmanFilterBoxTracker2D>(kWidth, kHeight));
-    add("kalman", "eigen_12_states", GreedyTracker<2>());
+    add("kalman", "eigen_12_states", GreedyTracker<2, Product::kOperator>());
+    add("kalman", "eigen_12_states_lazy", GreedyTracker<2, Product::kLazy>());
     add("one_euro", "tn_kits", TarnBoundingBoxesTracker<TarnOneEuroFilterBoxTracker2D>(kWidth, kHeight));
-    add("one_euro", "eigen_8_states", GreedyTracker<1>());
+    add("one_euro", "eigen_8_states", GreedyTracker<1, Product::kOperator>());
+    add("one_euro", "eigen_8_states_lazy", GreedyTracker<1, Product::kLazy>());
   }
 }

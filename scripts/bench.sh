@@ -19,7 +19,7 @@ for benchmark in build/bench/benchmarks/*_benchmark; do
     --benchmark_out="$results/$(basename "$benchmark").json" --benchmark_out_format=json >/dev/null
 done
 
-sets=$(sed -n 's/.*"instruction_set": "\(.*\)".*/\1/p' "$results"/*.json | sort -u)
+sets=$(cat "$results"/*.json | sed -n 's/.*"instruction_set": "\(.*\)".*/\1/p' | sort -u)
 processor=$(sed -n 's/^model name[^:]*: *//p' /proc/cpuinfo | head -n 1)
 title="Commit $(git describe --always --dirty --abbrev=10), $(c++ --version | head -n 1), $processor, instruction set $sets; one thread, medians of ${REPETITIONS:-9} interleaved runs."
 out=docs/performance

@@ -50,10 +50,52 @@ class OneEuroFilter {
   Eigen::Vector4d derivativeCutoffs;  // Hz
 
   static constexpr double kNoTime = -1.0;
+  static constexpr double kTwoPi = 6.283185307179586;
 
  private:
   void updateRate(double timestamp);
 };
+
+// Defined here to be compiled into the box tracker: a step is a few dozen operations.
+
+inline Eigen::Vector4d LowPassFilter::smooth(const Eigen::Vector4d& value,
+                                             const Eigen::Vector4d& alpha) {
+  const Eigen::Vector4d out =
+      hasInput ? Eigen::Vector4d(lastOutput + (value - lastOutput).cwiseProduct(alpha)) : value;
+  hasInput = true;
+  lastOutput = out;
+  lastInput = value;
+  return out;
+}
+
+inline void OneEuroFilter::updateRate(double timestamp) {
+  // Equal timestamps keep the previous rate: a clock may be coarser than the calls.
+  if (lastTime != kNoTime && timestamp != kNoTime && timestamp != lastTime)
+    rate = 1.0 / (timestamp - lastTime);
+  lastTime = timestamp;
+}
+
+inline Eigen::Vector4d OneEuroFilter::smoothingFactors(const Eigen::Vector4d& cutoffs) const {
+  const Eigen::Array4d tau = 1.0 / (kTwoPi * cutoffs.array());
+  return 1.0 / (rate * tau + 1.0);
+}
+
+inline Eigen::Vector4d OneEuroFilter::step(const Eigen::Vector4d& value, double timestamp) {
+  updateRate(timestamp);
+  // Speed is taken between raw inputs: the smoothed output lags and would understate it.
+  const Eigen::Vector4d speed = valueFilter.hasInput
+                                    ? Eigen::Vector4d(rate * (value - valueFilter.lastInput))
+                                    : Eigen::Vector4d(Eigen::Vector4d::Zero());
+  const Eigen::Vector4d smooth_speed =
+      derivativeFilter.smooth(speed, smoothingFactors(derivativeCutoffs));
+  const Eigen::Vector4d cutoffs = minCutoffs + betaCoeff * smooth_speed.cwiseAbs();
+  return valueFilter.smooth(value, smoothingFactors(cutoffs));
+}
+
+inline Eigen::Vector4d OneEuroFilter::extrapolate(double timestamp) {
+  updateRate(timestamp);
+  return valueFilter.lastOutput + derivativeFilter.lastOutput / rate;
+}
 
 }  // namespace Tarn
 
