@@ -11,8 +11,7 @@ using tn_test::allocationCount;
 
 template <class T>
 class Allocation : public testing::Test {};
-using Filters = testing::Types<TarnKalmanFilterBoxTracker2D, TarnOneEuroFilterBoxTracker2D>;
-TYPED_TEST_SUITE(Allocation, Filters);
+TYPED_TEST_SUITE(Allocation, tn_test::Filters, tn_test::FilterNames);
 
 TYPED_TEST(Allocation, NoneInTheStepsOfATrack) {
   const std::size_t before_birth = allocationCount();

@@ -127,8 +127,7 @@ TEST(BoxesTracker, ConfidenceDecidesWhatIsReportedAndWhatLives) {
 
 template <class T>
 class BothFilters : public testing::Test {};
-using Filters = testing::Types<Kalman, OneEuro>;
-TYPED_TEST_SUITE(BothFilters, Filters);
+TYPED_TEST_SUITE(BothFilters, tn_test::Filters, tn_test::FilterNames);
 
 // Crowded scenes on a coarse grid with repeats, nested boxes, several labels and a few NaNs, on every
 // instruction set, against the tracker with the full table.

@@ -11,8 +11,7 @@ using namespace Tarn;
 
 template <class T>
 class Exports : public testing::Test {};
-using Filters = testing::Types<TarnKalmanFilterBoxTracker2D, TarnOneEuroFilterBoxTracker2D>;
-TYPED_TEST_SUITE(Exports, Filters);
+TYPED_TEST_SUITE(Exports, tn_test::Filters, tn_test::FilterNames);
 
 TYPED_TEST(Exports, Link) {
   const tn_test::RestoreTracking restore;

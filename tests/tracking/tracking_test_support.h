@@ -2,6 +2,8 @@
 #ifndef TN_KITS_TESTS_TRACKING_TRACKING_TEST_SUPPORT_H_
 #define TN_KITS_TESTS_TRACKING_TRACKING_TEST_SUPPORT_H_
 
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <cstring>
 #include <sstream>
@@ -39,6 +41,15 @@ inline std::string listed(const Boxes& boxes) {
         << b.label;
   return out.str();
 }
+
+// The filters that the templates exist for, and their names in typed tests.
+using Filters = testing::Types<Tarn::TarnKalmanFilterBoxTracker2D, Tarn::TarnOneEuroFilterBoxTracker2D>;
+struct FilterNames {
+  template <class>
+  static std::string GetName(int index) {
+    return index == 0 ? "Kalman" : "OneEuro";
+  }
+};
 
 // Puts the process-wide parameters and clock back at the end of a test.
 class RestoreTracking {
