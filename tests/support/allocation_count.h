@@ -6,8 +6,8 @@
 
 namespace tn_test {
 
-// Blocks asked for so far, by any thread. Counted are the calls of operator new; a program that is linked
-// with --wrap=malloc and compiled with TN_COUNT_MALLOC counts direct calls of malloc as well.
+// Blocks asked for so far, by any thread. Counted are the calls of operator new; a program that is
+// linked with --wrap=malloc and compiled with TN_COUNT_MALLOC counts direct calls of malloc as well.
 std::size_t allocationCount();
 
 }  // namespace tn_test
