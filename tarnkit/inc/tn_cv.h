@@ -10,7 +10,7 @@ namespace TarnCPU {
 /// separate buffers. They check nothing: buffers have the sizes that each one states.
 class TN_KITS_API TN_CV {
  public:
-  // ---- Geometry: turns, mirrors, cuts ------------------------------
+  // ---- Geometry: turns, mirrors, cuts, and a resizer of byte pairs ------------------------------
   //
   // Packed images have rows of width * channels bytes, planar ones rows of width floats and planes of
   // width * height floats; there is no padding anywhere. Source and destination must not overlap. No
@@ -62,6 +62,22 @@ class TN_KITS_API TN_CV {
   /// c, w, h: if one is below 1 nothing is written. Errors: none.
   static void cut_sub_img_inhwc_outhwc(const unsigned char* src, int src_w, int src_h,
                                        unsigned char* dst, int w, int h, int x0, int y0, int c);
+
+  /// Resizes an image of interleaved byte pairs (the chroma plane of an NV12 or NV21 frame) with
+  /// bilinear weights of 11 bits.
+  ///
+  /// src: sw * sh pairs. dst: dw * dh pairs. sw, sh: at least 2, for which the rule below is made; a
+  /// 1-pair direction gives its one pair everywhere. dw, dh: if either is below 1 nothing is written.
+  ///
+  /// Output column dx lies at f = float((dx + 0.5) * (sw / double(dw)) - 0.5) in the source; s is its
+  /// floor and f - s the weight of column s + 1 (float); s < 0 becomes column 0 alone, s >= sw - 1 the
+  /// last column alone. Both weights, 1 - f and f, times 2048 and rounded, halves up, are a0 and a1;
+  /// they may add up to 2049. Rows work alike, with b0 and b1. For each byte of a pair
+  ///   row value = (S[s] * a0 + S[s + 1] * a1) >> 4,
+  ///   D = (((row value 0 * b0) >> 16) + ((row value 1 * b1) >> 16) + 2) >> 2.
+  /// Scratch memory: one block per call. Errors: std::bad_alloc.
+  static void resize_bilinear_c2(const unsigned char* src, int sw, int sh, unsigned char* dst, int dw,
+                                 int dh);
 };
 
 }  // namespace TarnCPU
