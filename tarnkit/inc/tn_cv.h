@@ -1,4 +1,9 @@
-/// Stateless pixel kernels of the library. Every kernel gives the same bytes on every processor.
+/// Pixel kernels: colour conversions between camera bytes and network layouts, turns, mirrors, cuts, and
+/// a resizer.
+///
+/// All kernels are stateless and may run on several threads at once on separate destinations. They check
+/// neither pointers nor sizes and report nothing; a buffer smaller than documented is overrun. Every
+/// instruction set gives the same bytes. Pixels are packed: no padding between rows.
 #ifndef TN_CV_H_
 #define TN_CV_H_
 
@@ -6,10 +11,45 @@
 
 namespace TarnCPU {
 
-/// Pixel kernels; all members are static, keep no state and may run on several threads at once on
-/// separate buffers. They check nothing: buffers have the sizes that each one states.
+/// The kernels that network input preparation stands on; all members are static.
 class TN_KITS_API TN_CV {
  public:
+  // ---- Colour: YUV 4:2:0 to packed RGB -----------------------------------------------------------
+  //
+  // With d = U - 128 and e = V - 128 (BT.601, full range, coefficients in 1/64):
+  //   R = (64 Y + 90 e) >> 6,  G = (64 Y - 22 d - 46 e) >> 6,  B = (64 Y + 113 d) >> 6,
+  // with an arithmetic shift. The low 8 bits are stored: results outside 0 to 255 wrap, they are not
+  // clamped. Callers rely on these exact bytes, so strongly coloured pixels come out shifted.
+  //
+  // Common to the three: src starts with w * h luma bytes, chroma follows at byte w * h; dst takes R, G,
+  // B, 3 bytes a pixel. src and dst must not overlap; any alignment. When w or h is below 1 nothing is
+  // touched.
+
+  /// NV12 (U first) to RGB, writing past the image. With P = (h + 1) / 2 passes:
+  ///   - pixel p below 2 * P * w takes luma byte p and chroma pair p / 2;
+  ///   - the w pixels after those take luma byte p and chroma pair (p - w) / 2.
+  /// Pixels are counted through all rows, and all divisions truncate. So the lower half of the
+  /// picture takes its chroma from beyond the h / 2 chroma rows of an NV12 frame. That is how the
+  /// kernel has always walked, rows running on into the next ones, and callers rely on the bytes.
+  ///
+  /// src: w * (h + 2 * P) bytes are read; for even h these are 2 * w * h, w * h / 2 more than an NV12
+  ///   frame has. dst: 3 * w * (2 * P + 1) bytes are written; that is 3 * w past the image for even
+  ///   h, 6 * w for odd h.
+  static void nv12_to_rgb_fast_asm(const unsigned char* src, int w, int h, unsigned char* dst);
+
+  /// NV21 (V first) to RGB; in everything else as nv12_to_rgb_fast_asm.
+  static void yuv420sp_to_rgb_fast_asm(const unsigned char* src, int w, int h, unsigned char* dst);
+
+  /// I420 to RGB: the U plane starts at byte w * h, the V plane at byte w * h + w * h / 4. Pixel
+  /// (x, y) takes sample (y / 2) * (w / 2) + x / 2 of each; all divisions truncate.
+  ///   - Odd w: the last column of every row is left as it was.
+  ///   - Odd h: row h, below the image, is converted too, from the w bytes after the luma plane.
+  ///
+  /// src: with P = (h + 1) / 2, at most max(2 * P * w, w * h + w * h / 4 + P * (w / 2)) bytes are
+  ///   read; for even sizes that is the frame's w * h * 3 / 2. dst: 6 * P * w bytes; that is the
+  ///   image for even h, 3 * w more for odd h.
+  static void yuv420f_to_rgb(const unsigned char* src, int w, int h, unsigned char* dst);
+
   // ---- Geometry: turns, mirrors, cuts, and a resizer of byte pairs ------------------------------
   //
   // Packed images have rows of width * channels bytes, planar ones rows of width floats and planes of
