@@ -120,6 +120,32 @@ class TN_KITS_API TN_CV {
                                  int dh);
 };
 
+// Packed colour to grey and to planes. n is a count of pixels; a whole image is n = width * height. When
+// n is below 1 nothing is touched. src and dst must not overlap; any alignment; no over-reach.
+
+/// Grey of n pixels in double precision, added in this order and truncated:
+///   min(255, int((G * 0.587 + R * 0.299) + B * 0.114)), the luma weights of BT.601.
+/// That is floor((587 G + 299 R + 114 B) / 1000) but for 3464 colours whose sum is a multiple of 1000:
+/// there the rounding of the double sum ends just below the integer, so grey 128 gives 127. Callers
+/// rely on it, and every instruction set gives it.
+///
+/// src: 4 * n bytes B, G, R, ignored. dst: n bytes.
+TN_KITS_API void getGray_from_BGRA_HWC(const unsigned char* src, unsigned char* dst, int n);
+/// As getGray_from_BGRA_HWC; src: 4 * n bytes R, G, B, ignored.
+TN_KITS_API void getGray_from_RGBA_HWC(const unsigned char* src, unsigned char* dst, int n);
+/// As getGray_from_BGRA_HWC; src: 3 * n bytes R, G, B.
+TN_KITS_API void getGray_from_RGB_HWC(const unsigned char* src, unsigned char* dst, int n);
+
+/// Splits n pixels into planes: R to dst[0, n), G to dst[n, 2 n), B to dst[2 n, 3 n); a fourth byte is
+/// dropped.
+///
+/// src: 4 * n bytes B, G, R, ignored. dst: 3 * n bytes.
+TN_KITS_API void getRGB_CHW_from_BGRA_HWC(const unsigned char* src, unsigned char* dst, int n);
+/// As getRGB_CHW_from_BGRA_HWC; src: 4 * n bytes R, G, B, ignored.
+TN_KITS_API void getRGB_CHW_from_RGBA_HWC(const unsigned char* src, unsigned char* dst, int n);
+/// As getRGB_CHW_from_BGRA_HWC; src: 3 * n bytes R, G, B.
+TN_KITS_API void getRGB_CHW_from_RGB_HWC(const unsigned char* src, unsigned char* dst, int n);
+
 }  // namespace TarnCPU
 
 #endif  // TN_CV_H_
