@@ -11,6 +11,9 @@
 
 namespace TarnCPU {
 
+// The names are those that callers know.
+// NOLINTBEGIN(readability-identifier-naming)
+
 /// The kernels that network input preparation stands on; all members are static.
 class TN_KITS_API TN_CV {
  public:
@@ -145,6 +148,8 @@ TN_KITS_API void getRGB_CHW_from_BGRA_HWC(const unsigned char* src, unsigned cha
 TN_KITS_API void getRGB_CHW_from_RGBA_HWC(const unsigned char* src, unsigned char* dst, int n);
 /// As getRGB_CHW_from_BGRA_HWC; src: 3 * n bytes R, G, B.
 TN_KITS_API void getRGB_CHW_from_RGB_HWC(const unsigned char* src, unsigned char* dst, int n);
+
+// NOLINTEND(readability-identifier-naming)
 
 }  // namespace TarnCPU
 

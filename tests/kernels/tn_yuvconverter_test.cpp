@@ -117,9 +117,9 @@ TEST(YuvConvert, EqualsThePlainFormToTheBit) {
 
   std::mt19937 random(20);
   for (int i = 0; i < 60; ++i) {
-    const auto upTo = [&](unsigned most) { return 1 + static_cast<int>(random() % most); };
-    const int w = upTo(200), h = upTo(60);
-    expectConvertEqualsReference({w, h, w / 2, upTo(130), upTo(60)});
+    const auto up_to = [&](unsigned most) { return 1 + static_cast<int>(random() % most); };
+    const int w = up_to(200), h = up_to(60);
+    expectConvertEqualsReference({w, h, w / 2, up_to(130), up_to(60)});
   }
 }
 

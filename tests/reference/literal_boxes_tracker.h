@@ -25,7 +25,7 @@ class LiteralBoxesTracker {
         table[i][j] = Tarn::computeIoU(&tracks_[i]->x, &detections[j].x, "ltwh");
 
     // One line of the table keeps its first maximum above the threshold; the rest becomes -0.
-    const auto keepFirstMaximum = [&](std::size_t count, auto&& entry) {
+    const auto keep_first_maximum = [&](std::size_t count, auto&& entry) {
       float best = threshold;
       std::size_t best_at = count;
       for (std::size_t k = 0; k < count; ++k)
@@ -37,9 +37,9 @@ class LiteralBoxesTracker {
         if (k != best_at) entry(k) = -0.0f;
     };
     for (std::size_t i = 0; i < rows; ++i)
-      keepFirstMaximum(columns, [&](std::size_t j) -> float& { return table[i][j]; });
+      keep_first_maximum(columns, [&](std::size_t j) -> float& { return table[i][j]; });
     for (std::size_t j = 0; j < columns; ++j)
-      keepFirstMaximum(rows, [&](std::size_t i) -> float& { return table[i][j]; });
+      keep_first_maximum(rows, [&](std::size_t i) -> float& { return table[i][j]; });
 
     std::vector<bool> matched(columns);
     for (std::size_t i = 0; i < rows; ++i) {

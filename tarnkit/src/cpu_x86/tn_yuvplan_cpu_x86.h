@@ -24,7 +24,7 @@ struct YuvLineAllocator {
   static constexpr std::align_val_t kLine{64};
   YuvLineAllocator() = default;
   template <class U>
-  YuvLineAllocator(const YuvLineAllocator<U>&) {}
+  explicit YuvLineAllocator(const YuvLineAllocator<U>&) {}
   T* allocate(std::size_t count) { return static_cast<T*>(::operator new(count * sizeof(T), kLine)); }
   void deallocate(T* data, std::size_t) { ::operator delete(data, kLine); }
   friend bool operator==(const YuvLineAllocator&, const YuvLineAllocator&) { return true; }
