@@ -1,0 +1,19 @@
+// The tool's commands: each adds its options to the command line and says what to run when chosen.
+#ifndef TN_KITS_APPS_COMMANDS_COMMAND_H_
+#define TN_KITS_APPS_COMMANDS_COMMAND_H_
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+namespace tarnkit {
+
+struct Command {
+  CLI::App* options;
+  std::function<int()> run;  // returns the exit status; throws Failure
+};
+
+Command makeTrackCommand(CLI::App& tool);  // track.cpp
+
+}  // namespace tarnkit
+
+#endif  // TN_KITS_APPS_COMMANDS_COMMAND_H_

@@ -1,0 +1,88 @@
+// tarnkit track: detections in a text file to tracks in a text file.
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <string>
+
+#include "apps/commands/command.h"
+#include "apps/commands/options.h"
+#include "apps/detections/mot_text.h"
+#include "apps/output/output_file.h"
+#include "apps/support/interrupt.h"
+#include "apps/tracking/frame_tracker.h"
+
+namespace tarnkit {
+namespace {
+
+constexpr int kLargestFrame = 65535;
+
+struct TrackOptions {
+  std::string detections, tracks;
+  Size frame;
+  TrackerOptions tracker;
+};
+
+// After this many frames without a detection no track is left, so that the rest of a gap may be
+// passed over; a threshold below every confidence keeps tracks for ever.
+std::int64_t longestLifeUnseen(const Tarn::TarnBoundingBoxesTrackerParams& params) {
+  const std::int64_t most = params.maxConfidence, lost = params.lostThreshold;
+  return lost < -most ? std::numeric_limits<std::int64_t>::max() : most - lost;
+}
+
+int track(const TrackOptions& options) {
+  requireSize("--frame", options.frame, kLargestFrame, Sides::kAny);
+  applyTrackerParams(options.tracker);
+  requireDistinctFiles("-", {options.tracks});
+  const MotFrames frames = readMotFrames(options.detections);
+
+  catchInterrupts();
+  OutputFile out(options.tracks);
+  const std::unique_ptr<FrameTracker> tracker =
+      makeFrameTracker(options.tracker.filter, options.frame.width, options.frame.height);
+  const std::int64_t longest_gap = longestLifeUnseen(options.tracker.params);
+
+  const auto track_frame = [&](std::int64_t number, const std::vector<MotBox>& boxes) {
+    std::string lines;
+    for (const Tarn::TarnIdentifiedBox& box :
+         tracker->track(number, toFractions(boxes, options.frame.width, options.frame.height)))
+      lines += motLine(number, toPixels(box, options.frame.width, options.frame.height));
+    out.write(lines);
+    out.markComplete();
+  };
+  std::int64_t previous = frames.empty() ? 0 : frames.begin()->first - 1;
+  for (const auto& [number, boxes] : frames) {
+    for (std::int64_t empty = previous + 1; empty < number && interruptSignal() == 0; ++empty) {
+      if (empty - previous > longest_gap) break;
+      track_frame(empty, {});
+    }
+    if (interruptSignal() != 0) break;
+    track_frame(number, boxes);
+    previous = number;
+  }
+  out.close();
+  return exitStatus();
+}
+
+}  // namespace
+
+Command makeTrackCommand(CLI::App& tool) {
+  const auto options = std::make_shared<TrackOptions>();
+  CLI::App* const app = tool.add_subcommand(
+      "track", "Follow detected boxes from frame to frame and give each object an identity");
+  app->footer(
+      "Both files are MOTChallenge text, one box a line: frame,id,left,top,width,height,score,...\n"
+      "Frames count from 1 and may come in any order; a frame that is missing has no boxes. The ids of\n"
+      "the detections are not used.\n\n"
+      "Example: tarnkit track det.txt --frame 640x480 --max-confidence 5 -o tracks.txt");
+  app->add_option("DETECTIONS", options->detections,
+                  "File of detected boxes in pixels; - reads standard input")
+      ->required();
+  addSizeOption(*app, "--frame", options->frame, "Size of the video's frames in pixels")->required();
+  app->add_option("-o,--output", options->tracks, "File of tracks to write; - writes standard output")
+      ->required()
+      ->type_name("TRACKS");
+  addTrackerOptions(*app, options->tracker, "Frames a second of the video (default: 25)");
+  return {app, [options] { return track(*options); }};
+}
+
+}  // namespace tarnkit

@@ -1,0 +1,72 @@
+// tarnkit: the library's trackers at the command line.
+//
+// Exit status: 0 done; 1 bad input, with one line on standard error; 2 wrong usage; 128 + the signal's
+// number after an interrupt.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "apps/commands/command.h"
+#include "apps/output/output_file.h"
+#include "apps/support/failure.h"
+#include "apps/support/interrupt.h"
+
+namespace tarnkit {
+namespace {
+
+constexpr int kBadInput = 1, kWrongUsage = 2;
+
+int report(const std::string& fault, int status) {
+  std::fprintf(stderr, "tarnkit: %s\n", onOneLine(fault).c_str());
+  return interruptSignal() != 0 ? exitStatus() : status;
+}
+
+int parseAndRun(int argument_count, char** arguments) {
+  CLI::App tool("Follow objects through videos.", "tarnkit");
+  tool.footer("Run 'tarnkit COMMAND --help' for a command's options.");
+  tool.set_version_flag("--version", "tarnkit " TARNKIT_VERSION);
+  tool.require_subcommand(1);
+  const std::vector<Command> commands = {makeTrackCommand(tool)};
+  try {
+    tool.parse(argument_count, arguments);
+  } catch (const CLI::ParseError& error) {
+    const CLI::App* asked = &tool;
+    for (const Command& command : commands)
+      if (command.options->parsed()) asked = command.options;
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+      OutputFile out("-");
+      const bool version = dynamic_cast<const CLI::CallForVersion*>(&error) != nullptr;
+      out.write(version          ? std::string(error.what()) + "\n"
+                : asked == &tool ? tool.help()
+                                 : asked->help("tarnkit"));
+      out.close();
+      return 0;
+    }
+    const std::string command = asked == &tool ? "" : " " + asked->get_name();
+    return report(std::string(error.what()) + " (see 'tarnkit" + command + " --help')", kWrongUsage);
+  }
+  for (const Command& command : commands)
+    if (command.options->parsed()) return command.run();
+  return kWrongUsage;
+}
+
+int runTool(int argument_count, char** arguments) {
+  turnWriteSignalsIntoErrors();
+  try {
+    return parseAndRun(argument_count, arguments);
+  } catch (const std::bad_alloc&) {
+    return report("out of memory", kBadInput);
+  } catch (const std::exception& error) {
+    return report(error.what(), kBadInput);
+  } catch (...) {
+    return report("unknown fault", kBadInput);
+  }
+}
+
+}  // namespace
+}  // namespace tarnkit
+
+int main(int argument_count, char** arguments) { return tarnkit::runTool(argument_count, arguments); }

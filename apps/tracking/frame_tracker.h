@@ -1,0 +1,34 @@
+// The library's trackers behind one face, with a clock that follows the frame numbers.
+#ifndef TN_KITS_APPS_TRACKING_FRAME_TRACKER_H_
+#define TN_KITS_APPS_TRACKING_FRAME_TRACKER_H_
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "tn_boxtracker.h"
+
+namespace tarnkit {
+
+enum class Filter { kKalman, kOneEuro };
+
+class FrameTracker {
+ public:
+  virtual ~FrameTracker() = default;
+  FrameTracker() = default;
+  FrameTracker(const FrameTracker&) = delete;
+  FrameTracker& operator=(const FrameTracker&) = delete;
+
+  // One frame: detections in, reported boxes with their identities out. `frame` sets the trackers'
+  // clock to frame / fps, so the same detections give the same boxes however fast they come in.
+  virtual std::vector<Tarn::TarnIdentifiedBox> track(
+      std::int64_t frame, const std::vector<Tarn::TarnBoundingBox2D>& detections) = 0;
+};
+
+// The parameters and the clock are the process's: set the former first (setTrackerParams), and keep
+// one tracker at a time.
+std::unique_ptr<FrameTracker> makeFrameTracker(Filter filter, int frame_width, int frame_height);
+
+}  // namespace tarnkit
+
+#endif  // TN_KITS_APPS_TRACKING_FRAME_TRACKER_H_

@@ -1,0 +1,44 @@
+// Runs the built tool as a user would, in a folder that goes away with the test.
+#ifndef TN_KITS_TESTS_APPS_TOOL_TEST_SUPPORT_H_
+#define TN_KITS_TESTS_APPS_TOOL_TEST_SUPPORT_H_
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "apps/detections/mot_text.h"
+
+namespace tn_test {
+
+struct ToolResult {
+  int status;
+  std::string out, err;
+};
+
+class ToolTest : public testing::Test {
+ protected:
+  ToolTest();
+  ~ToolTest() override;
+
+  std::string path(const std::string& name) const { return (folder_ / name).string(); }
+  void write(const std::string& name, const std::string& content) const;
+  std::string read(const std::string& name) const;
+  bool exists(const std::string& name) const { return std::filesystem::exists(folder_ / name); }
+
+  // arguments: words for the shell, which may redirect standard input; the folder is current. `before`:
+  // shell commands that come first.
+  ToolResult tool(const std::string& arguments, const std::string& before = "") const;
+
+ private:
+  std::filesystem::path folder_;
+};
+
+// What every reported fault looks like: one line, the tool's name first, the text somewhere in it.
+testing::AssertionResult isOneLineWith(const std::string& err, const std::string& text);
+
+}  // namespace tn_test
+
+#endif  // TN_KITS_TESTS_APPS_TOOL_TEST_SUPPORT_H_
