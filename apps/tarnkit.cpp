@@ -1,4 +1,4 @@
-// tarnkit: the library's trackers at the command line.
+// tarnkit: the library's trackers and tensors at the command line.
 //
 // Exit status: 0 done; 1 bad input, with one line on standard error; 2 wrong usage; 128 + the signal's
 // number after an interrupt.
@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <exception>
 #include <new>
+#include <opencv2/core.hpp>
+#include <opencv2/core/utils/logger.hpp>
 #include <string>
 #include <vector>
 
@@ -13,11 +15,19 @@
 #include "apps/output/output_file.h"
 #include "apps/support/failure.h"
 #include "apps/support/interrupt.h"
+#include "apps/video/ffmpeg.h"
 
 namespace tarnkit {
 namespace {
 
 constexpr int kBadInput = 1, kWrongUsage = 2;
+
+// The libraries' own messages would come on top of ours.
+void silenceLibraries() {
+  av_log_set_level(AV_LOG_QUIET);
+  cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+  cv::redirectError([](int, const char*, const char*, const char*, int, void*) { return 0; });
+}
 
 int report(const std::string& fault, int status) {
   std::fprintf(stderr, "tarnkit: %s\n", onOneLine(fault).c_str());
@@ -25,11 +35,12 @@ int report(const std::string& fault, int status) {
 }
 
 int parseAndRun(int argument_count, char** arguments) {
-  CLI::App tool("Follow objects through videos.", "tarnkit");
+  CLI::App tool("Follow objects through videos, and turn frames into network input.", "tarnkit");
   tool.footer("Run 'tarnkit COMMAND --help' for a command's options.");
   tool.set_version_flag("--version", "tarnkit " TARNKIT_VERSION);
   tool.require_subcommand(1);
-  const std::vector<Command> commands = {makeTrackCommand(tool)};
+  const std::vector<Command> commands = {makeTrackCommand(tool), makeTensorCommand(tool),
+                                         makeSampleCommand(tool)};
   try {
     tool.parse(argument_count, arguments);
   } catch (const CLI::ParseError& error) {
@@ -55,6 +66,7 @@ int parseAndRun(int argument_count, char** arguments) {
 
 int runTool(int argument_count, char** arguments) {
   turnWriteSignalsIntoErrors();
+  silenceLibraries();
   try {
     return parseAndRun(argument_count, arguments);
   } catch (const std::bad_alloc&) {

@@ -12,7 +12,9 @@ struct Command {
   std::function<int()> run;  // returns the exit status; throws Failure
 };
 
-Command makeTrackCommand(CLI::App& tool);  // track.cpp
+Command makeTrackCommand(CLI::App& tool);   // track.cpp
+Command makeTensorCommand(CLI::App& tool);  // tensor.cpp
+Command makeSampleCommand(CLI::App& tool);  // sample.cpp
 
 }  // namespace tarnkit
 

@@ -1,8 +1,11 @@
 #include "tests/apps/tool_test_support.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iterator>
+
+#include "apps/video/video_reader.h"
 
 #if !defined(_WIN32)
 #include <sys/wait.h>
@@ -54,12 +57,44 @@ ToolResult ToolTest::tool(const std::string& arguments, const std::string& befor
   return {status, read("stdout.txt"), read("stderr.txt")};
 }
 
+void ToolTest::makeSample(int frames, const std::string& size) const {
+  const ToolResult made = tool("sample walk.mp4 --detections walk.txt --frames " +
+                               std::to_string(frames) + " --frame " + size);
+  ASSERT_EQ(made.status, 0) << made.err;
+}
+
 testing::AssertionResult isOneLineWith(const std::string& err, const std::string& text) {
   if (err.rfind("tarnkit: ", 0) != 0 || err.find('\n') != err.size() - 1)
     return testing::AssertionFailure() << "not one line of the tool: " << err;
   if (err.find(text) == std::string::npos)
     return testing::AssertionFailure() << "'" << text << "' is not in: " << err;
   return testing::AssertionSuccess();
+}
+
+std::int64_t countFrames(const std::string& video) {
+  tarnkit::VideoReader reader(video);
+  std::int64_t count = 0;
+  for (_TN_Image frame; reader.next(frame);) ++count;
+  EXPECT_EQ(reader.damagedPackets(), 0) << video;
+  return count;
+}
+
+Npy parseNpy(const std::string& content) {
+  Npy npy;
+  if (content.size() < 10 || content.substr(0, 8) != std::string("\x93NUMPY\x01\x00", 8)) {
+    ADD_FAILURE() << "no NumPy file of version 1.0";
+    return npy;
+  }
+  const std::size_t length =
+      static_cast<unsigned char>(content[8]) + 256u * static_cast<unsigned char>(content[9]);
+  EXPECT_EQ((10 + length) % 64, 0u);
+  npy.header = content.substr(10, length);
+  EXPECT_EQ(npy.header.back(), '\n');
+  const std::size_t bytes = content.size() - 10 - length;
+  EXPECT_EQ(bytes % sizeof(float), 0u);
+  npy.values.resize(bytes / sizeof(float));
+  std::memcpy(npy.values.data(), content.data() + 10 + length, bytes);
+  return npy;
 }
 
 }  // namespace tn_test

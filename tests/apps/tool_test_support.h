@@ -32,12 +32,25 @@ class ToolTest : public testing::Test {
   // shell commands that come first.
   ToolResult tool(const std::string& arguments, const std::string& before = "") const;
 
+  // Makes walk.mp4 and walk.txt with the tool's own sample command.
+  void makeSample(int frames, const std::string& size = "320x240") const;
+
  private:
   std::filesystem::path folder_;
 };
 
 // What every reported fault looks like: one line, the tool's name first, the text somewhere in it.
 testing::AssertionResult isOneLineWith(const std::string& err, const std::string& text);
+
+// Frames that can be decoded from a video.
+std::int64_t countFrames(const std::string& video);
+
+struct Npy {
+  std::string header;  // the dictionary
+  std::vector<float> values;
+};
+// Takes a NumPy file apart and checks its magic and lengths.
+Npy parseNpy(const std::string& content);
 
 }  // namespace tn_test
 

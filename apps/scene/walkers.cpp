@@ -1,0 +1,91 @@
+#include "apps/scene/walkers.h"
+
+#include <cmath>
+#include <opencv2/imgproc.hpp>
+
+#include "apps/drawing/paths.h"
+
+namespace tarnkit {
+namespace {
+
+constexpr int kLanes = 4;
+// A box is as wide as the legs at full stride.
+constexpr double kWidthOfHeight = 0.42;
+constexpr int kFractionBits = 4;
+
+cv::Point onGrid(double x, double y) {
+  return cv::Point(cvRound(x * (1 << kFractionBits)), cvRound(y * (1 << kFractionBits)));
+}
+
+// To and fro between 0 and `length`.
+double fold(double way, double length) {
+  const double phase = std::fmod(way, 2.0 * length);
+  return phase < length ? phase : 2.0 * length - phase;
+}
+
+}  // namespace
+
+WalkerScene::WalkerScene(int width, int height) : width_(width), height_(height) {
+  // Lanes grow towards the viewer and leave a gap between the boxes.
+  constexpr double kShares[kLanes] = {0.17, 0.20, 0.23, 0.26};
+  double top = 0.04 * height;
+  for (int lane = 0; lane < kLanes; ++lane) {
+    const double tall = kShares[lane] * height;
+    const double stride = width * (0.006 + 0.0013 * ((lane * 2) % 5));
+    walkers_.push_back({tall, top + tall, width * (0.15 + 0.47 * lane), stride});
+    top += tall + 0.02 * height;
+  }
+}
+
+MotBox WalkerScene::box(std::size_t index, std::int64_t number) const {
+  const Walker& walker = walkers_[index];
+  const double width = kWidthOfHeight * walker.height;
+  const double way = walker.start + walker.stride * static_cast<double>(number);
+  return {static_cast<std::int64_t>(index) + 1,
+          fold(way, width_ - width),
+          walker.feet - walker.height,
+          width,
+          walker.height,
+          1.0};
+}
+
+std::vector<MotBox> WalkerScene::boxes(std::int64_t number) const {
+  std::vector<MotBox> all;
+  for (std::size_t index = 0; index < walkers_.size(); ++index) all.push_back(box(index, number));
+  return all;
+}
+
+void WalkerScene::drawWalker(cv::Mat& picture, std::size_t index, std::int64_t number) const {
+  const MotBox bounds = box(index, number);
+  const double h = bounds.height, middle = bounds.left + bounds.width / 2.0, top = bounds.top;
+  const double swing = std::sin(0.35 * static_cast<double>(number) + static_cast<double>(index));
+  const int limb = std::max(1, cvRound(0.07 * h));
+  const cv::Scalar coat = identityColour(static_cast<std::int64_t>(index) + 3);
+  const cv::Scalar dark(45, 40, 40), skin(150, 175, 220);
+  const double hip = top + 0.55 * h, shoulder = top + 0.24 * h, foot = top + 0.97 * h;
+  const auto line = [&](double x0, double y0, double x1, double y1, const cv::Scalar& colour) {
+    cv::line(picture, onGrid(x0, y0), onGrid(x1, y1), colour, limb, cv::LINE_AA, kFractionBits);
+  };
+  line(middle, hip, middle + 0.17 * h * swing, foot, dark);
+  line(middle, hip, middle - 0.17 * h * swing, foot, dark);
+  cv::ellipse(picture, onGrid(middle, (shoulder + hip) / 2.0 - 0.01 * h), onGrid(0.11 * h, 0.19 * h),
+              0.0, 0.0, 360.0, coat, cv::FILLED, cv::LINE_AA, kFractionBits);
+  line(middle, shoulder, middle + 0.15 * h * swing, top + 0.5 * h, coat * 0.7);
+  cv::circle(picture, onGrid(middle, top + 0.09 * h), cvRound(0.085 * h * (1 << kFractionBits)), skin,
+             cv::FILLED, cv::LINE_AA, kFractionBits);
+}
+
+cv::Mat WalkerScene::draw(std::int64_t number) const {
+  cv::Mat picture(height_, width_, CV_8UC3);
+  for (int y = 0; y < height_; ++y) {
+    const double shade = 120.0 + 70.0 * y / height_;
+    picture.row(y).setTo(cv::Scalar(shade * 0.92, shade * 0.97, shade));
+  }
+  for (const Walker& walker : walkers_)
+    cv::line(picture, onGrid(0.0, walker.feet), onGrid(width_, walker.feet), cv::Scalar(110, 115, 120),
+             1, cv::LINE_AA, kFractionBits);
+  for (std::size_t index = 0; index < walkers_.size(); ++index) drawWalker(picture, index, number);
+  return picture;
+}
+
+}  // namespace tarnkit

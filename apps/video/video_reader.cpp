@@ -1,0 +1,225 @@
+#include "apps/video/video_reader.h"
+
+#include <cstring>
+#include <filesystem>
+#include <optional>
+#include <vector>
+
+#include "apps/support/failure.h"
+#include "apps/support/interrupt.h"
+
+namespace tarnkit {
+namespace {
+
+struct CloseInput {
+  void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
+};
+
+int stopReading(void*) { return interruptSignal() != 0 ? 1 : 0; }
+
+// FFmpeg takes whatever stands before a colon for a protocol; a file of such a name is still a file.
+std::string urlOf(const std::string& path) {
+  if (path == "-") return "pipe:0";
+  std::error_code error;
+  return std::filesystem::exists(path, error) ? "file:" + path : path;
+}
+
+bool isGrey(AVPixelFormat format) {
+  const AVPixFmtDescriptor* const description = av_pix_fmt_desc_get(format);
+  return description != nullptr && description->nb_components < 3 && !isRgb(format);
+}
+
+// Formats whose samples FFmpeg takes for full-range whatever their tag.
+bool isFullRangeFormat(AVPixelFormat format) {
+  return format == AV_PIX_FMT_YUVJ420P || format == AV_PIX_FMT_YUVJ422P ||
+         format == AV_PIX_FMT_YUVJ444P || format == AV_PIX_FMT_YUVJ440P ||
+         format == AV_PIX_FMT_YUVJ411P || isGrey(format);
+}
+
+YuvColour colourOf(const AVFrame& frame) {
+  using Tarn::YuvRange;
+  using Tarn::YuvStandard;
+  YuvColour colour;
+  colour.standard = frame.height < 720 ? YuvStandard::kBt601 : YuvStandard::kBt709;
+  const AVPixelFormat format = static_cast<AVPixelFormat>(frame.format);
+  if (isRgb(format)) return colour;
+  switch (frame.colorspace) {
+    case AVCOL_SPC_BT709:
+      colour.standard = YuvStandard::kBt709;
+      break;
+    case AVCOL_SPC_BT470BG:
+    case AVCOL_SPC_SMPTE170M:
+      colour.standard = YuvStandard::kBt601;
+      break;
+    case AVCOL_SPC_BT2020_NCL:
+    case AVCOL_SPC_BT2020_CL:
+      colour.standard = YuvStandard::kBt2020;
+      break;
+    default:
+      break;
+  }
+  if (frame.color_range == AVCOL_RANGE_JPEG || isFullRangeFormat(format)) colour.range = YuvRange::kFull;
+  return colour;
+}
+
+}  // namespace
+
+struct VideoReader::Impl {
+  std::string name;
+  std::unique_ptr<AVFormatContext, CloseInput> input;
+  FfmpegPointer<AVCodecContext> decoder;
+  FfmpegPointer<AVPacket> packet = owned(av_packet_alloc());
+  FfmpegPointer<AVFrame> decoded = owned(av_frame_alloc());
+  std::optional<PictureConverter> converter;
+  AVPixelFormat converter_pixels = AV_PIX_FMT_NONE;
+  int converter_width = 0, converter_height = 0;
+  std::vector<std::uint8_t> packed;
+  VideoInfo info = {};
+  int stream_index = -1;
+  std::int64_t damaged = 0;
+  bool at_end = false;     // every packet has gone to the decoder
+  bool has_first = false;  // `decoded` holds the first frame, not handed out yet
+
+  void open(const std::string& path);
+  void openDecoder();
+  void describe();
+  bool decodeNext();
+  bool feed();
+  void pack();
+};
+
+void VideoReader::Impl::open(const std::string& path) {
+  name = path == "-" ? "standard input" : path;
+  AVFormatContext* context = avformat_alloc_context();
+  if (context == nullptr) throw std::bad_alloc();
+  context->interrupt_callback.callback = stopReading;
+  const int error = avformat_open_input(&context, urlOf(path).c_str(), nullptr, nullptr);
+  if (error == AVERROR_INVALIDDATA) throw Failure(name, "is not a video in any known format");
+  if (error < 0) throw Failure(name, "cannot be read: " + ffmpegErrorText(error));
+  input.reset(context);
+  // This demuxer draws any file named .txt as characters on a screen: notes are not a video.
+  if (std::strcmp(input->iformat->name, "tty") == 0)
+    throw Failure(name, "is not a video in any known format");
+  openDecoder();
+}
+
+void VideoReader::Impl::openDecoder() {
+  const int probed = avformat_find_stream_info(input.get(), nullptr);
+  if (probed < 0) throw Failure(name, "is not a video: " + ffmpegErrorText(probed));
+  // FFmpeg 4 takes the decoder by pointer to non-const: the one difference between its versions here.
+  const AVCodec* codec = nullptr;
+#if LIBAVFORMAT_VERSION_MAJOR < 59
+  AVCodec* found = nullptr;
+  stream_index = av_find_best_stream(input.get(), AVMEDIA_TYPE_VIDEO, -1, -1, &found, 0);
+  codec = found;
+#else
+  stream_index = av_find_best_stream(input.get(), AVMEDIA_TYPE_VIDEO, -1, -1, &codec, 0);
+#endif
+  if (stream_index == AVERROR_DECODER_NOT_FOUND)
+    throw Failure(name, "is coded in a way that this FFmpeg cannot decode");
+  if (stream_index < 0 || codec == nullptr) throw Failure(name, "holds no video");
+  const AVStream* const stream = input->streams[stream_index];
+  decoder = owned(avcodec_alloc_context3(codec));
+  decoder->thread_count = 0;  // as many as the machine has processors
+  decoder->pkt_timebase = stream->time_base;
+  int error = avcodec_parameters_to_context(decoder.get(), stream->codecpar);
+  if (error >= 0) error = avcodec_open2(decoder.get(), codec, nullptr);
+  if (error < 0) throw Failure(name, "cannot be decoded: " + ffmpegErrorText(error));
+}
+
+// Fills `info` from the stream and the first decoded frame.
+void VideoReader::Impl::describe() {
+  AVStream* const stream = input->streams[stream_index];
+  info.width = decoded->width & ~1;
+  info.height = decoded->height & ~1;
+  if (info.width < 2 || info.height < 2) throw Failure(name, "has frames smaller than 2x2 pixels");
+  const AVRational rate = av_guess_frame_rate(input.get(), stream, nullptr);
+  const bool plausible = rate.num > 0 && rate.den > 0 && av_q2d(rate) >= 0.1 && av_q2d(rate) <= 1000.0;
+  info.rate_num = plausible ? rate.num : 25;
+  info.rate_den = plausible ? rate.den : 1;
+  info.frames_expected = stream->nb_frames;
+  if (info.frames_expected <= 0 && input->duration > 0)
+    info.frames_expected =
+        static_cast<std::int64_t>(static_cast<double>(input->duration) / AV_TIME_BASE * info.fps());
+  info.colour = colourOf(*decoded);
+}
+
+// Gives the decoder one more packet, or tells it that there are none. False when reading was stopped.
+bool VideoReader::Impl::feed() {
+  const int read = av_read_frame(input.get(), packet.get());
+  if (interruptSignal() != 0) return false;
+  if (read == AVERROR_EOF) {
+    at_end = true;
+    avcodec_send_packet(decoder.get(), nullptr);
+    return true;
+  }
+  if (read < 0) throw Failure(name, "cannot be read on: " + ffmpegErrorText(read));
+  if (packet->stream_index == stream_index && avcodec_send_packet(decoder.get(), packet.get()) < 0)
+    ++damaged;
+  av_packet_unref(packet.get());
+  return true;
+}
+
+bool VideoReader::Impl::decodeNext() {
+  for (;;) {
+    const int received = avcodec_receive_frame(decoder.get(), decoded.get());
+    if (received >= 0) return true;
+    if (received == AVERROR_EOF) return false;
+    if (received == AVERROR(EAGAIN)) {
+      if (at_end || !feed()) return false;
+    } else {
+      ++damaged;
+    }
+  }
+}
+
+// The decoded picture as rows without padding.
+void VideoReader::Impl::pack() {
+  const AVPixelFormat pixels = static_cast<AVPixelFormat>(decoded->format);
+  const int width = decoded->width & ~1, height = decoded->height & ~1;
+  if (!converter || pixels != converter_pixels || width != converter_width ||
+      height != converter_height) {
+    converter.emplace(PictureFormat{pixels, width, height},
+                      PictureFormat{AV_PIX_FMT_NV12, info.width, info.height}, info.colour);
+    converter_pixels = pixels;
+    converter_width = width;
+    converter_height = height;
+  }
+  AVFrame* const nv12 = converter->convert(decoded->data, decoded->linesize);
+  if (isGrey(pixels))  // the converter leaves the chroma of these as it was
+    std::memset(nv12->data[1], 128,
+                static_cast<std::size_t>(nv12->linesize[1]) * static_cast<std::size_t>(info.height / 2));
+  // The converters that read the frame again work in whole vectors and may look past its end.
+  constexpr std::size_t kReadAhead = 64;
+  const std::size_t row = static_cast<std::size_t>(info.width);
+  packed.resize(row * static_cast<std::size_t>(info.height) * 3 / 2 + kReadAhead);
+  std::uint8_t* to = packed.data();
+  for (int plane = 0; plane < 2; ++plane)
+    for (int y = 0; y < (plane == 0 ? info.height : info.height / 2); ++y, to += row)
+      std::memcpy(to, nv12->data[plane] + static_cast<std::ptrdiff_t>(y) * nv12->linesize[plane], row);
+}
+
+VideoReader::VideoReader(const std::string& path) : impl_(std::make_unique<Impl>()) {
+  impl_->open(path);
+  impl_->has_first = impl_->decodeNext();
+  if (!impl_->has_first)
+    throw Failure(impl_->name,
+                  interruptSignal() != 0 ? "interrupted" : "holds no frame that can be decoded");
+  impl_->describe();
+}
+
+VideoReader::~VideoReader() = default;
+
+const VideoInfo& VideoReader::info() const { return impl_->info; }
+
+std::int64_t VideoReader::damagedPackets() const { return impl_->damaged; }
+
+bool VideoReader::next(_TN_Image& frame) {
+  if (!impl_->has_first && !impl_->decodeNext()) return false;
+  impl_->has_first = false;
+  impl_->pack();
+  frame = {0, TN_PIX_FMT_NV12, impl_->info.width, impl_->info.height, 0, impl_->packed.data()};
+  return true;
+}
+
+}  // namespace tarnkit

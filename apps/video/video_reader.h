@@ -1,0 +1,58 @@
+// Any video that FFmpeg reads, as packed 4:2:0 frames.
+#ifndef TN_KITS_APPS_VIDEO_VIDEO_READER_H_
+#define TN_KITS_APPS_VIDEO_VIDEO_READER_H_
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "apps/video/picture_converter.h"
+#include "tn_image.h"
+
+namespace tarnkit {
+
+struct VideoInfo {
+  int width, height;             // of the frames handed out: even
+  int rate_num, rate_den;        // frames a second as a fraction; 25 / 1 where the file does not say
+  std::int64_t frames_expected;  // what the file claims, 0 if it does not
+  YuvColour colour;              // of the frames handed out
+
+  double fps() const { return static_cast<double>(rate_num) / rate_den; }
+};
+
+// Decodes the best video stream of a file in order.
+//
+// Frames come as TN_PIX_FMT_NV12, upright as stored (a rotation tag is not applied). An odd last
+// column or row is cut off, which moves no sample, where scaling would blur them all. Later frames of
+// another size are scaled to the first one's. 4:2:0 sources of 8 bits keep their sample values;
+// everything else is converted to 8 bits and 4:2:0, RGB by the colour below in the limited range, grey
+// with neutral chroma in the full range.
+//
+// Colour: matrix and range as the stream is tagged. Untagged it is BT.601 for fewer than 720 lines
+// and BT.709 from there on, limited range.
+class VideoReader {
+ public:
+  // path: a file, a URL, or "-" for standard input. Decodes the first frame, so that info() is known.
+  // Throws Failure naming the path if it cannot be opened, is no video, or holds no whole frame.
+  explicit VideoReader(const std::string& path);
+  ~VideoReader();
+  VideoReader(const VideoReader&) = delete;
+  VideoReader& operator=(const VideoReader&) = delete;
+
+  const VideoInfo& info() const;
+
+  // The next frame, valid until the next call; false at the end, or when an interrupt was noted while
+  // reading. Damaged packets are passed over. Throws Failure when reading fails midway.
+  bool next(_TN_Image& frame);
+
+  // Packets so far that could not be decoded.
+  std::int64_t damagedPackets() const;
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace tarnkit
+
+#endif  // TN_KITS_APPS_VIDEO_VIDEO_READER_H_
