@@ -39,8 +39,8 @@ int parseAndRun(int argument_count, char** arguments) {
   tool.footer("Run 'tarnkit COMMAND --help' for a command's options.");
   tool.set_version_flag("--version", "tarnkit " TARNKIT_VERSION);
   tool.require_subcommand(1);
-  const std::vector<Command> commands = {makeTrackCommand(tool), makeTensorCommand(tool),
-                                         makeSampleCommand(tool)};
+  const std::vector<Command> commands = {makeTrackCommand(tool), makeRunCommand(tool),
+                                         makeTensorCommand(tool), makeSampleCommand(tool)};
   try {
     tool.parse(argument_count, arguments);
   } catch (const CLI::ParseError& error) {

@@ -13,6 +13,7 @@ struct Command {
 };
 
 Command makeTrackCommand(CLI::App& tool);   // track.cpp
+Command makeRunCommand(CLI::App& tool);     // run.cpp
 Command makeTensorCommand(CLI::App& tool);  // tensor.cpp
 Command makeSampleCommand(CLI::App& tool);  // sample.cpp
 

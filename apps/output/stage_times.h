@@ -1,0 +1,36 @@
+// How long each stage of a frame's way takes.
+#ifndef TN_KITS_APPS_OUTPUT_STAGE_TIMES_H_
+#define TN_KITS_APPS_OUTPUT_STAGE_TIMES_H_
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+namespace tarnkit {
+
+// Collects one duration a frame and stage.
+class StageTimes {
+ public:
+  explicit StageTimes(std::vector<std::string> names);
+
+  // The frame's clock starts anew.
+  void start();
+  // The time since start() or the last finish() goes to stage `stage`, an index into the names.
+  void finish(std::size_t stage);
+
+  // One line a stage: median and 99th percentile in milliseconds; a stage that never ran shows "-".
+  std::string table() const;
+
+ private:
+  std::vector<std::string> names_;
+  std::vector<std::vector<double>> milliseconds_;
+  std::chrono::steady_clock::time_point last_;
+};
+
+// The smallest value that at least `percent` of the values do not exceed (the nearest-rank rule).
+// values: at least one, in any order; percent above 0, at most 100.
+double percentile(std::vector<double> values, double percent);
+
+}  // namespace tarnkit
+
+#endif  // TN_KITS_APPS_OUTPUT_STAGE_TIMES_H_

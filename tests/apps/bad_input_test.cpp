@@ -1,0 +1,259 @@
+// What the tool says and leaves behind when it cannot do what it was asked to.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+#include "tests/apps/tool_test_support.h"
+
+#if !defined(_WIN32)
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
+namespace {
+
+using tarnkit::MotFrames;
+using tarnkit::readMotFrames;
+using tn_test::countFrames;
+using tn_test::isOneLineWith;
+using tn_test::ToolResult;
+using tn_test::ToolTest;
+
+class BadInput : public ToolTest {};
+
+TEST_F(BadInput, DetectionLinesThatDoNotParseAreNamed) {
+  struct Case {
+    const char *line, *fault;
+  };
+  static const Case cases[] = {
+      {"hello", "has 1 of the 7 fields"},
+      {"hello,-1,10,10,5,5,1", "field 1 (frame) is 'hello', not a number"},
+      {"2,-1,10,10,5,5", "has 6 of the 7 fields"},
+      {"2;-1;10;10;5;5;1", "has 1 of the 7 fields"},
+      {"2,-1,10,abc,5,5,1", "field 4 (top) is 'abc', not a number"},
+      {"2,-1,10,10px,5,5,1", "field 4 (top) is '10px', not a number"},
+      {"2,-1,,10,5,5,1", "field 3 (left) is '', not a number"},
+      {"2,-1,nan,10,5,5,1", "field 3 (left) is 'nan', out of range"},
+      {"2,-1,1e999,10,5,5,1", "field 3 (left) is '1e999', out of range"},
+      {"2,-1,1e6,10,5,5,1", "field 3 (left) is '1e6', a million pixels or more"},
+      {"2,-1,10,10,0,5,1", "field 5 (width) is '0', not above 0"},
+      {"2,-1,10,10,5,-5,1", "field 6 (height) is '-5', not above 0"},
+      {"2,-1,10,10,5,5,1e300", "field 7 (score) is '1e300', out of range"},
+      {"0,-1,10,10,5,5,1", "field 1 (frame) is '0', not a whole number from 1 on"},
+      {"1.5,-1,10,10,5,5,1", "field 1 (frame) is '1.5', not a whole number from 1 on"},
+      {"99999999999,-1,10,10,5,5,1", "field 1 (frame) is '99999999999'"},
+      {"2,0.5,10,10,5,5,1", "field 2 (id) is '0.5', not a whole number"},
+      {"2,-1,10,\x01\x7F\t\v,5,5,1", "field 4 (top) is '', not a number"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.line);
+    write("det.txt", std::string("1,-1,10,10,5,5,1\n\n") + c.line + "\n4,-1,10,10,5,5,1\n");
+    write("out.txt", "kept");
+    const ToolResult result = tool("track det.txt --frame 640x480 -o out.txt");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_TRUE(isOneLineWith(result.err, std::string("tarnkit: det.txt:3: ") + c.fault));
+    EXPECT_EQ(read("out.txt"), "kept") << "nothing was computed, so nothing may be replaced";
+  }
+}
+
+TEST_F(BadInput, FaultsAreOneLineAndStatusOne) {
+  makeSample(3);
+  write("notes.txt", "These are notes.\n");
+  write("empty.mp4", "");
+  write("head.mp4", read("walk.mp4").substr(0, 200));
+  struct Case {
+    const char *arguments, *fault;
+  };
+  static const Case cases[] = {
+      {"track nofile.txt --frame 640x480 -o out",
+       "nofile.txt: cannot be read: No such file or directory"},
+      {"track . --frame 640x480 -o out", ".: cannot be read: Is a directory"},
+      {"track walk.txt --frame 0x480 -o out", "--frame: 0x480: "},
+      {"track walk.txt --frame 640x-1 -o out", "--frame: 640x-1: "},
+      {"track walk.txt --frame 640x480 -o no/where", "no/where: cannot be written: No such file"},
+      {"run nofile.mp4", "nofile.mp4: cannot be read: No such file or directory"},
+      {"run notes.txt", "notes.txt: is not a video"},
+      {"run empty.mp4", "empty.mp4: "},
+      {"run head.mp4", "head.mp4: "},
+      {"run walk.mp4 --detector mot:nofile.txt", "nofile.txt: cannot be read: No such file"},
+      {"run walk.mp4 --detector mot:notes.txt", "notes.txt:1: "},
+      {"run walk.mp4 --size 0x0", "--size: 0x0: "},
+      {"run walk.mp4 --size 63x64", "--size: 63x64: width and height must be even"},
+      {"run walk.mp4 --frames 0", "--frames: 0: "},
+      {"run walk.mp4 --fps -3", "tracker parameters: fps "},
+      {"run walk.mp4 --hog-smallest 0", "--hog-smallest: "},
+      {"run walk.mp4 -o walk.mp4", "walk.mp4: is the input"},
+      {"run walk.mp4 -o ./out --tracks out", "out: is given for two outputs"},
+      {"run walk.mp4 --tensors walk.txt", "walk.txt: cannot be made: "},
+      {"tensor walk.mp4 --frame 4 --size 64x64 -o out", "walk.mp4: has 3 frames, no frame 4"},
+      {"tensor walk.mp4 --frame 0 --size 64x64 -o out", "--frame: 0: "},
+      {"tensor walk.mp4 --size 64x64 --scale 1,inf,1 -o out", "--scale: "},
+      {"sample out --detections out.txt --frame 641x480", "--frame: 641x480: "},
+      {"sample out --detections out.txt --frames 0", "--frames: 0: "},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.arguments);
+    const ToolResult result = tool(c.arguments);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_TRUE(isOneLineWith(result.err, c.fault));
+    EXPECT_EQ(result.out, "");
+    EXPECT_FALSE(exists("out"));
+  }
+  EXPECT_EQ(countFrames(path("walk.mp4")), 3);
+}
+
+TEST_F(BadInput, WrongUsageIsStatusTwoAndHelpIsNot) {
+  static const char* const wrong[] = {
+      "",
+      "fly",
+      "track",
+      "track det.txt -o out",
+      "track det.txt --frame 640x480",
+      "track det.txt --frame 640 -o out",
+      "track det.txt --frame 640x480x3 -o out",
+      "track det.txt --frame 640x480 --filter median -o out",
+      "track det.txt --frame 640x480 --fps fast -o out",
+      "run walk.mp4 --detector cat",
+      "run walk.mp4 --detector mot:",
+      "tensor walk.mp4 --size 64x64 --mean 1,2 -o out",
+      "tensor walk.mp4 --size 64x64 --matrix bt000 -o out",
+      "sample out.mp4",
+  };
+  for (const char* arguments : wrong) {
+    SCOPED_TRACE(arguments);
+    const ToolResult result = tool(arguments);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_TRUE(isOneLineWith(result.err, "--help'"));
+    EXPECT_EQ(result.out, "");
+  }
+  for (const char* arguments : {"--help", "--version", "track --help", "run -h"}) {
+    const ToolResult result = tool(arguments);
+    EXPECT_EQ(result.status, 0) << arguments;
+    EXPECT_EQ(result.err, "") << arguments;
+    EXPECT_NE(result.out.find("tarnkit"), std::string::npos) << arguments;
+  }
+}
+
+#if !defined(_WIN32)
+
+TEST_F(BadInput, AFullDiskIsReported) {
+  if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full here";
+  makeSample(3);
+  static const char* const commands[] = {
+      "track walk.txt --frame 320x240 -o /dev/full",
+      "run walk.mp4 --detector mot:walk.txt -o /dev/full",
+      "run walk.mp4 --detector mot:walk.txt --tracks /dev/full",
+      "run walk.mp4 --detector mot:walk.txt --contact-sheet /dev/full",
+      "tensor walk.mp4 --size 64x64 -o /dev/full",
+      "sample /dev/full --detections other.txt",
+      "sample other.mp4 --detections /dev/full",
+  };
+  for (const char* command : commands) {
+    SCOPED_TRACE(command);
+    const ToolResult result = tool(command);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_TRUE(isOneLineWith(result.err, "/dev/full: cannot be written: No space left on device"));
+  }
+  const ToolResult help = tool("--help >/dev/full 2>stderr.txt; exit $?; true");
+  EXPECT_EQ(help.status, 1);
+  EXPECT_TRUE(isOneLineWith(help.err, "standard output: cannot be written: No space left on device"));
+}
+
+// A limit on the size of files stands in for a disk that fills up midway.
+TEST_F(BadInput, WhatWasWrittenBeforeTheDiskFilledUpStaysWhole) {
+  makeSample(150);
+  const std::string limit = "ulimit -f 16 &&";
+  const ToolResult tracked = tool("track walk.txt --frame 320x240 -o out.txt", limit);
+  EXPECT_EQ(tracked.status, 1);
+  EXPECT_TRUE(isOneLineWith(tracked.err, "out.txt: cannot be written: File too large"));
+  const MotFrames frames = readMotFrames(path("out.txt"));
+  EXPECT_GT(frames.size(), 20u);
+  EXPECT_LT(frames.size(), 150u);
+  for (const auto& [number, boxes] : frames) EXPECT_EQ(boxes.size(), 4u) << "frame " << number;
+  EXPECT_EQ(read("out.txt").back(), '\n');
+
+  const ToolResult ran = tool("run walk.mp4 --detector mot:walk.txt -o out.mp4", limit);
+  EXPECT_EQ(ran.status, 1);
+  EXPECT_TRUE(isOneLineWith(ran.err, "out.mp4: cannot be written: File too large"));
+  EXPECT_GT(countFrames(path("out.mp4")), 0);
+}
+
+// Starts the tool in the background with standard output going to `out`.
+pid_t startTool(const std::vector<std::string>& arguments, int out, const std::string& err) {
+  const pid_t child = fork();
+  if (child != 0) return child;
+  const int err_file = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  dup2(out, STDOUT_FILENO);
+  dup2(err_file, STDERR_FILENO);
+  std::vector<char*> words;
+  std::string program = TARNKIT_PROGRAM;
+  words.push_back(program.data());
+  std::vector<std::string> copies = arguments;
+  for (std::string& copy : copies) words.push_back(copy.data());
+  words.push_back(nullptr);
+  execv(program.c_str(), words.data());
+  _exit(127);
+}
+
+int exitStatusOf(pid_t child) {
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST_F(BadInput, AClosedPipeIsReported) {
+  makeSample(3);
+  for (const char* option : {"-o", "--tracks"}) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    close(ends[0]);
+    const std::vector<std::string> arguments =
+        option == std::string("-o")
+            ? std::vector<std::string>{"track", path("walk.txt"), "--frame", "320x240", "-o", "-"}
+            : std::vector<std::string>{
+                  "run", path("walk.mp4"), "--detector", "mot:" + path("walk.txt"), "--tracks", "-"};
+    const pid_t child = startTool(arguments, ends[1], path("err.txt"));
+    close(ends[1]);
+    EXPECT_EQ(exitStatusOf(child), 1);
+    EXPECT_TRUE(isOneLineWith(read("err.txt"), "standard output: cannot be written: Broken pipe"));
+  }
+}
+
+// False if the file has not appeared within a minute.
+bool waitForFile(const std::string& file) {
+  for (int tenths = 0; tenths < 600 && !std::filesystem::exists(file); ++tenths)
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  return std::filesystem::exists(file);
+}
+
+TEST_F(BadInput, AnInterruptFinishesTheFrameAndTheFiles) {
+  constexpr int kFrames = 300;
+  makeSample(kFrames);
+  for (const int signal_number : {SIGINT, SIGTERM}) {
+    SCOPED_TRACE(signal_number);
+    std::filesystem::remove_all(path("tensors"));
+    const int summary = open(path("summary.txt").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    // The detector takes its time over pictures enlarged that much, so the signal comes midway.
+    const pid_t child = startTool({"run", path("walk.mp4"), "--hog-smallest", "24", "-o",
+                                   path("out.mp4"), "--tensors", path("tensors"), "--size", "16x16"},
+                                  summary, path("err.txt"));
+    close(summary);
+    EXPECT_TRUE(waitForFile(path("tensors/000002.npy")));
+    kill(child, signal_number);
+    EXPECT_EQ(exitStatusOf(child), 128 + signal_number);
+    EXPECT_EQ(read("err.txt"), "");
+
+    const std::filesystem::directory_iterator tensors(path("tensors"));
+    const std::int64_t frames = std::distance(begin(tensors), end(tensors));
+    EXPECT_LT(frames, kFrames);
+    EXPECT_EQ(countFrames(path("out.mp4")), frames);
+    EXPECT_EQ(read("summary.txt").rfind("frames " + std::to_string(frames) + ",", 0), 0u);
+  }
+}
+
+#endif
+
+}  // namespace

@@ -1,0 +1,158 @@
+// tarnkit sample, run and tensor: what comes out of a video whose boxes are known.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <map>
+#include <opencv2/imgcodecs.hpp>
+#include <set>
+
+#include "apps/video/video_reader.h"
+#include "tests/apps/tool_test_support.h"
+#include "tn_yuvconverter.h"
+
+namespace {
+
+using tarnkit::MotBox;
+using tarnkit::MotFrames;
+using tarnkit::readMotFrames;
+using tarnkit::VideoReader;
+using tn_test::countFrames;
+using tn_test::Npy;
+using tn_test::parseNpy;
+using tn_test::ToolResult;
+using tn_test::ToolTest;
+
+class RunCommand : public ToolTest {};
+
+// The overlap of two boxes as a share of their union.
+double overlap(const MotBox& a, const MotBox& b) {
+  const double width = std::min(a.left + a.width, b.left + b.width) - std::max(a.left, b.left);
+  const double height = std::min(a.top + a.height, b.top + b.height) - std::max(a.top, b.top);
+  if (width <= 0.0 || height <= 0.0) return 0.0;
+  return width * height / (a.width * a.height + b.width * b.height - width * height);
+}
+
+TEST_F(RunCommand, FollowsEachFigureOfTheSample) {
+  constexpr int kFrames = 60;
+  makeSample(kFrames);
+  const MotFrames truth = readMotFrames(path("walk.txt"));
+  ASSERT_EQ(truth.size(), static_cast<std::size_t>(kFrames));
+  // The One-Euro filter lags far behind at its default cut-off.
+  for (const char* filter : {"kalman", "one-euro --min-cutoff 10"}) {
+    SCOPED_TRACE(filter);
+    const ToolResult result =
+        tool(std::string("run walk.mp4 --detector mot:walk.txt -o out.mp4 --tracks "
+                         "tracks.txt --contact-sheet sheet.png --trajectories "
+                         "paths.png --filter ") +
+             filter);
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.err, "") << "no progress bar where there is no terminal";
+    EXPECT_EQ(result.out.rfind("frames 60, detections 240, tracks 4\n", 0), 0u) << result.out;
+    for (const char* stage : {"decode ", "tensor ", "detect ", "track ", "draw and encode "})
+      EXPECT_NE(result.out.find(std::string("\n") + stage), std::string::npos) << stage;
+    EXPECT_EQ(countFrames(path("out.mp4")), kFrames);
+
+    const MotFrames tracks = readMotFrames(path("tracks.txt"));
+    ASSERT_EQ(tracks.size(), truth.size());
+    for (const auto& [number, boxes] : tracks) {
+      ASSERT_EQ(boxes.size(), 4u);
+      for (const MotBox& box : boxes)
+        EXPECT_GT(overlap(box, truth.at(number)[static_cast<std::size_t>(box.id - 1)]), 0.7)
+            << "frame " << number << ", figure " << box.id;
+    }
+    const cv::Mat sheet = cv::imread(path("sheet.png")), paths = cv::imread(path("paths.png"));
+    EXPECT_GT(sheet.cols, 3 * 480);
+    EXPECT_EQ(paths.size(), cv::Size(320, 240));
+  }
+}
+
+// Boxes are drawn where the tracks are and nowhere else.
+TEST_F(RunCommand, DrawsOntoTheVideo) {
+  makeSample(8);
+  ASSERT_EQ(tool("run walk.mp4 --detector mot:walk.txt -o out.mp4 --frames 5").status, 0);
+  ASSERT_EQ(countFrames(path("out.mp4")), 5);
+  const MotBox box = readMotFrames(path("walk.txt")).at(1).at(3);
+  VideoReader before(path("walk.mp4")), after(path("out.mp4"));
+  _TN_Image plain, drawn;
+  ASSERT_TRUE(before.next(plain) && after.next(drawn));
+  ASSERT_EQ(drawn.width, 320);
+  ASSERT_EQ(drawn.height, 240);
+  const auto luma_change = [&](double x, double y) {
+    const std::size_t at =
+        static_cast<std::size_t>(std::lround(y)) * 320 + static_cast<std::size_t>(std::lround(x));
+    return std::abs(static_cast<const std::uint8_t*>(plain.data)[at] -
+                    static_cast<const std::uint8_t*>(drawn.data)[at]);
+  };
+  for (const double part : {0.3, 0.5, 0.7}) {
+    EXPECT_GT(luma_change(box.left, box.top + part * box.height), 15) << "left edge";
+    EXPECT_GT(luma_change(box.left + box.width, box.top + part * box.height), 15) << "right edge";
+    EXPECT_LT(luma_change(box.left - 12.0, box.top + part * box.height), 6) << "outside";
+  }
+}
+
+struct TensorCase {
+  const char* options;
+  Tarn::YuvToRgbOptions colour;
+};
+
+std::vector<TensorCase> tensorCases() {
+  std::vector<TensorCase> cases(3);
+  cases[0].options = "";
+  cases[0].colour.standard = Tarn::YuvStandard::kBt601;  // the sample's size
+  cases[1].options = "--matrix bt709 --range full --scale 0.5,0.25,2 --mean 10,20,-30";
+  cases[1].colour.standard = Tarn::YuvStandard::kBt709;
+  cases[1].colour.range = Tarn::YuvRange::kFull;
+  const float scale[3] = {0.5f, 0.25f, 2.0f}, mean[3] = {10.0f, 20.0f, -30.0f};
+  std::memcpy(cases[1].colour.scale, scale, sizeof(scale));
+  std::memcpy(cases[1].colour.mean, mean, sizeof(mean));
+  cases[2].options = "--matrix bt2020 --range limited --order bgr";
+  cases[2].colour.standard = Tarn::YuvStandard::kBt2020;
+  cases[2].colour.channel_order = Tarn::ChannelOrder::kBgr;
+  return cases;
+}
+
+TEST_F(RunCommand, TensorsAreTheToolkitsToTheBit) {
+  constexpr int kWidth = 96, kHeight = 64, kWanted = 4;
+  makeSample(6);
+  VideoReader video(path("walk.mp4"));
+  _TN_Image frame;
+  for (int i = 0; i < kWanted; ++i) ASSERT_TRUE(video.next(frame));
+  for (const TensorCase& c : tensorCases()) {
+    SCOPED_TRACE(c.options);
+    std::vector<float> expected(3 * kWidth * kHeight);
+    const _TN_Image out = {0, TN_PIX_FMT_CHW_F32, kWidth, kHeight, 0, expected.data()};
+    Tarn::TarnYUVToolKit toolkit(320, 240, 160, 120, kWidth, kHeight);
+    toolkit.setCvtMat(Tarn::makeYuvToRgbMatrix(c.colour));
+    toolkit.convert(frame, out);
+
+    const std::string options = std::string(" --size 96x64 ") + c.options;
+    ASSERT_EQ(tool("tensor walk.mp4 --frame 4 -o one.npy" + options).status, 0);
+    ASSERT_EQ(tool("run walk.mp4 --detector mot:walk.txt --tensors deep/dir" + options).status, 0);
+    const Npy npy = parseNpy(read("one.npy"));
+    EXPECT_EQ(npy.header.rfind("{'descr': '<f4', 'fortran_order': False, 'shape': (3, 64, 96), }", 0),
+              0u);
+    ASSERT_EQ(npy.values.size(), expected.size());
+    EXPECT_EQ(std::memcmp(npy.values.data(), expected.data(), sizeof(float) * expected.size()), 0);
+    EXPECT_EQ(read("deep/dir/000004.npy"), read("one.npy"));
+    EXPECT_TRUE(exists("deep/dir/000006.npy"));
+    EXPECT_FALSE(exists("deep/dir/000007.npy"));
+  }
+}
+
+TEST_F(RunCommand, TheDetectorFindsFiguresOnFoot) {
+  constexpr int kFrames = 4;
+  makeSample(kFrames, "640x480");
+  const ToolResult result = tool("run walk.mp4 --tracks - --iou-threshold 1");
+  ASSERT_EQ(result.status, 0);
+  EXPECT_EQ(result.err.rfind("frames 4,", 0), 0u) << "the summary makes way for the tracks";
+  write("found.txt", result.out);
+  const MotFrames truth = readMotFrames(path("walk.txt"));
+  int found = 0;
+  for (const auto& [number, boxes] : readMotFrames(path("found.txt")))
+    for (const MotBox& figure : truth.at(number))
+      for (const MotBox& box : boxes) found += overlap(box, figure) > 0.5;
+  EXPECT_GE(found, kFrames);
+}
+
+}  // namespace
