@@ -1,0 +1,101 @@
+#!/bin/sh
+# Shows the pipeline at work: people are found and followed through a video.
+#
+#   scripts/demo.sh          the pedestrian video of Debian's package opencv-doc, or a made-up clip
+#   scripts/demo.sh VIDEO    a video of your own
+#
+# FRAMES=500 scripts/demo.sh   more frames than the first 200; FRAMES=all for the whole video
+set -eu
+
+if [ $# -gt 1 ] || [ "${1-}" = "-h" ] || [ "${1-}" = "--help" ]; then
+  sed -n '2,7s/^# \{0,1\}//p' "$0"
+  [ $# -le 1 ] && exit 0
+  exit 2
+fi
+
+root=$(CDPATH='' cd -- "$(dirname -- "$0")/.." && pwd)
+out=$root/build/demo
+tool=$root/build/release/apps/tarnkit
+video=${1-}
+if [ -n "$video" ]; then
+  if [ ! -f "$video" ]; then
+    echo "demo: $video: no such file" >&2
+    exit 1
+  fi
+  video=$(CDPATH='' cd -- "$(dirname -- "$video")" && pwd)/$(basename -- "$video")
+fi
+
+mkdir -p "$out"
+# Builders and installers talk at length; their words matter only when they fail.
+quietly() {
+  what=$1
+  shift
+  echo "demo: $what ..."
+  if ! "$@" >"$out/build.log" 2>&1; then
+    tail -n 40 "$out/build.log" >&2
+    echo "demo: $what failed; all of it is in $out/build.log" >&2
+    exit 1
+  fi
+}
+
+# Unpacks the package's video beside the results; nothing is installed. Fails quietly without it.
+fetch_pedestrians() {
+  [ -f "$out/vtest.avi" ] && return 0
+  command -v apt-get >/dev/null && command -v dpkg-deb >/dev/null || return 1
+  rm -rf "$out/package"
+  mkdir -p "$out/package"
+  (
+    cd "$out/package"
+    apt-get download opencv-doc || { apt-get update && apt-get download opencv-doc; }
+    dpkg-deb -x ./opencv-doc_*.deb .
+  ) >"$out/package.log" 2>&1 || return 1
+  found=$(find "$out/package" -name 'vtest.avi' -o -name 'vtest.avi.gz' | head -n 1)
+  case $found in
+    *.gz) gzip -dc "$found" >"$out/vtest.avi" ;;
+    ?*) cp "$found" "$out/vtest.avi" ;;
+    *) return 1 ;;
+  esac
+  rm -rf "$out/package"
+}
+
+cd "$root"
+# The release preset builds the tests too, so what they need has to be there as it is configured.
+quietly "setting up" "$root/scripts/setup.sh" build test
+set -- --preset release
+[ -f "$root/build/release/CMakeCache.txt" ] || set -- "$@" -G Ninja
+quietly "configuring" cmake "$@"
+quietly "building (a few minutes the first time)" \
+  cmake --build --preset release --target tarnkit --parallel "$(getconf _NPROCESSORS_ONLN)"
+
+detector=hog
+if [ -z "$video" ]; then
+  echo "demo: fetching the pedestrian video of package opencv-doc ..."
+  if fetch_pedestrians; then
+    video=$out/vtest.avi
+  else
+    echo "demo: package opencv-doc is not to be had here; a made-up clip with known boxes takes its place"
+    video=$out/sample.mp4
+    "$tool" sample "$video" --detections "$out/sample.txt" --frames 200
+    detector=mot:$out/sample.txt
+  fi
+fi
+
+set --
+frames=${FRAMES-200}
+[ "$frames" = all ] || set -- --frames "$frames"
+
+# By default a track ends in the first frame that its person is not found in. These let it live on
+# for up to eight frames, and unseen for three more before its identity is given up.
+echo "demo: following people through $(basename -- "$video") ..."
+"$tool" run "$video" --detector "$detector" "$@" \
+  --max-confidence 8 --lost-threshold -3 \
+  -o "$out/tracked.mp4" --tracks "$out/tracks.txt" \
+  --contact-sheet "$out/contact-sheet.png" --trajectories "$out/trajectories.png"
+
+cat <<END
+
+Annotated video   $out/tracked.mp4
+Tracks            $out/tracks.txt
+Contact sheet     $out/contact-sheet.png
+Trajectories      $out/trajectories.png
+END
