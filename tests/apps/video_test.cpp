@@ -37,6 +37,7 @@ std::string samplesOf(const _TN_Image& frame) {
 
 TEST_F(Video, SamplesComeThroughUnchangedInBothRanges) {
   const std::string luma = ramp(0, 64), u = ramp(100, 16), v = ramp(200, 16);
+  const std::string u_first = u + v, v_first = v + u;
   std::string expected = luma;
   for (std::size_t i = 0; i < 16; ++i) expected += {u[i], v[i]};
   struct Case {
@@ -46,7 +47,7 @@ TEST_F(Video, SamplesComeThroughUnchangedInBothRanges) {
   for (const Case& c : {Case{"W8 H8 F30000:1001 C420jpeg", YuvRange::kLimited},
                         Case{"W8 H8 F30000:1001 C420jpeg XCOLORRANGE=FULL", YuvRange::kFull}}) {
     SCOPED_TRACE(c.tags);
-    writeY4m(c.tags, {luma + u + v, luma + v + u});
+    writeY4m(c.tags, {luma + u_first, luma + v_first});
     VideoReader reader(path("raw.y4m"));
     EXPECT_EQ(reader.info().colour.range, c.range);
     EXPECT_EQ(reader.info().rate_num, 30000);
