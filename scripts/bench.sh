@@ -8,7 +8,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh build bench
-cmake --preset bench -G Ninja >/dev/null
+cmake --preset bench >/dev/null
 cmake --build --preset bench
 
 results=build/bench/results

@@ -61,9 +61,7 @@ fetch_pedestrians() {
 cd "$root"
 # The release preset builds the tests too, so what they need has to be there as it is configured.
 quietly "setting up" "$root/scripts/setup.sh" build test
-set -- --preset release
-[ -f "$root/build/release/CMakeCache.txt" ] || set -- "$@" -G Ninja
-quietly "configuring" cmake "$@"
+quietly "configuring" cmake --preset release
 quietly "building (a few minutes the first time)" \
   cmake --build --preset release --target tarnkit --parallel "$(getconf _NPROCESSORS_ONLN)"
 

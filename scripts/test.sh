@@ -11,14 +11,14 @@ step "packages"
 scripts/setup.sh build test lint
 
 step "Release build, warnings as errors"
-cmake --preset release -G Ninja
+cmake --preset release
 cmake --build --preset release -j "$jobs"
 
 step "format and lint"
 scripts/format.sh --check
 
 step "sanitizer build of the library and its tests"
-cmake --preset asan -G Ninja -D TN_KITS_BUILD_APPS=OFF
+cmake --preset asan -D TN_KITS_BUILD_APPS=OFF
 cmake --build --preset asan -j "$jobs"
 ctest --preset asan -j "$jobs" --quiet --output-log build/asan/test.log ||
   { tail -n 60 build/asan/test.log; exit 1; }

@@ -74,11 +74,11 @@ TN_KITS_API TarnBoundingBoxesTrackerParams getTrackerParams();
 
 /// Replaces the process-wide parameters. A filter reads its own when it is started, so live tracks keep
 /// the fps, cut-offs and noises they began with; the thresholds are in force from the next frame on.
-/// Errors: std::invalid_argument, whose text begins with the name of the field, when a float is not
-/// finite, fps is not above 0, iouThreshold lies outside 0 to 1, a noise or a cut-off is negative,
-/// maxConfidence is below 1, validThreshold is above maxConfidence, or lostThreshold is not below
-/// validThreshold; nothing is changed then. A negative beta is allowed, and so is a lostThreshold below
-/// minus maxConfidence (tracks then never die).
+/// Errors: std::invalid_argument, whose text begins with the name of the field, when a float other
+/// than reserved is not finite, fps is not above 0, iouThreshold lies outside 0 to 1, a noise or a
+/// cut-off is negative, maxConfidence is below 1, validThreshold is above maxConfidence, or
+/// lostThreshold is not below validThreshold; nothing is changed then. A negative beta is allowed, and
+/// so is a lostThreshold below minus maxConfidence (tracks then never die).
 /// Threads: to be called while no tracker runs in any thread.
 TN_KITS_API void setTrackerParams(const TarnBoundingBoxesTrackerParams& params);
 

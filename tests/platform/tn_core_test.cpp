@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 #include <thread>
 #include <vector>
@@ -25,7 +26,7 @@ TEST(Logging, SinkGetsWholeLinesAndVerboseOnesOnlyWhenAskedFor) {
   Tarn::_LogVerbose("Tarn", "dropped");
   Tarn::_LogError("Tarn", "%s is %d", long_text.c_str(), 7);
   Tarn::setVerboseLogging(true);
-  Tarn::_LogVerbose("Cam", "%d%%", 50);
+  Tarn::_LogVerbose("Cam", "%d%%\n", 50);
   Tarn::_LogError(nullptr, nullptr);
   Tarn::setLogSink(nullptr);
   Tarn::setVerboseLogging(false);
@@ -45,6 +46,20 @@ TEST(Logging, StandardErrorIsTheDefault) {
   Tarn::_LogError("Tarn", "no %s", "file");
   Tarn::_LogVerbose("Tarn", "hidden");
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "E/Tarn: no file\n");
+}
+
+// The variable is read once a process, so each value needs one of its own.
+TEST(LoggingDeathTest, TheEnvironmentAsksForVerboseLines) {
+#if !defined(_WIN32)
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  const auto logVerboseWith = [](const char* value) {
+    setenv("TN_LOG", value, 1);
+    Tarn::_LogVerbose("Tarn", "seen");
+    std::exit(0);
+  };
+  EXPECT_EXIT(logVerboseWith("verbose"), testing::ExitedWithCode(0), "^V/Tarn: seen\n$");
+  EXPECT_EXIT(logVerboseWith("1"), testing::ExitedWithCode(0), "^$");
+#endif
 }
 
 TEST(Logging, ASinkMayLogAndReplaceItself) {

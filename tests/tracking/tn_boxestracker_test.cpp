@@ -93,6 +93,7 @@ TEST(BoxesTracker, ConfidenceDecidesWhatIsReportedAndWhatLives) {
     std::int32_t lost, valid, max;
     const char *frames, *reported;
   };
+  constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
   static const Case cases[] = {
       {0, 1, 1, "hhh.hlh", "1110101"},         // the defaults: no coasting
       {-2, 1, 3, "hhh....hh", "111110001"},    // 1 2 3 2 1 0 -1 0 1
@@ -101,6 +102,7 @@ TEST(BoxesTracker, ConfidenceDecidesWhatIsReportedAndWhatLives) {
       {-5, 1, 1, "h.......hh", "1000000001"},  // never dies, and never sinks below -1
       {0, 2, 3, "h.hhh...", "10111100"},       // 2 1 2 3 3 2 1 and dead
       {1, 2, 3, "h.h", "101"},
+      {0, kMost, kMost, "hh.", "110"},  // the largest there is
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.frames);

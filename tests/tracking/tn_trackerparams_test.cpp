@@ -56,7 +56,6 @@ TEST(TrackerParams, RefusalsNameTheFieldAndChangeNothing) {
       {"processNoise", [](Params& p) { p.processNoise = -1e-9f; }},
       {"measurementNoise", [](Params& p) { p.measurementNoise = -1.0f; }},
       {"measurementNoise", [](Params& p) { p.measurementNoise = kInfinity; }},
-      {"reserved", [](Params& p) { p.reserved = kInfinity; }},
       {"maxConfidence", [](Params& p) { p.maxConfidence = 0; }},
       {"validThreshold", [](Params& p) { p.validThreshold = 2; }},
       {"lostThreshold", [](Params& p) { p.lostThreshold = 1; }},
@@ -83,7 +82,8 @@ TEST(TrackerParams, TakesTheEdgesIntoTheOneRecord) {
     Params params;
     params.iouThreshold = threshold;
     params.minCutoff = params.dCutoff = params.processNoise = params.measurementNoise = 0.0f;
-    params.beta = params.reserved = -3.0f;
+    params.beta = -3.0f;
+    params.reserved = std::numeric_limits<float>::quiet_NaN();  // read by nothing
     params.lostThreshold = -100;
     params.validThreshold = params.maxConfidence = 5;
     setTrackerParams(params);

@@ -32,7 +32,8 @@ using LogSink = void (*)(LogLevel level, const char* tag, const char* message, v
 
 /// Logs an error. Always delivered.
 /// tag: who speaks, at most a word; null counts as "". format: as for printf, null counts as "".
-/// By default the line goes to standard error as "E/<tag>: <message>\n" in a single write.
+/// A line break at the end of the message is dropped. By default the line goes to standard error as
+/// "E/<tag>: <message>\n" in a single write.
 /// Any thread; lines are never torn or mixed. A message of any length is kept whole.
 /// Errors: none are reported; a line that cannot be formatted or allocated is delivered as its format.
 TN_CORE_API void _LogError(const char* tag, const char* format, ...) TN_CORE_PRINTF(2, 3);

@@ -45,14 +45,20 @@ std::string formatMessage(const char* format, std::va_list arguments) {
     std::vsnprintf(message.data(), message.size() + 1, format, again);
   }
   va_end(again);
+  if (!message.empty() && message.back() == '\n') message.pop_back();
   return message;
 }
 
 void writeToStderr(LogLevel level, const char* tag, const char* message) {
-  std::string line = level == LogLevel::kError ? "E/" : "V/";
-  line.append(tag).append(": ").append(message).append("\n");
-  // One call a line: standard error is unbuffered, and other writers may share it.
-  std::fwrite(line.data(), 1, line.size(), stderr);
+  const char letter = level == LogLevel::kError ? 'E' : 'V';
+  try {
+    std::string line = {letter, '/'};
+    line.append(tag).append(": ").append(message).append("\n");
+    // One call a line: standard error is unbuffered, and other writers may share it.
+    std::fwrite(line.data(), 1, line.size(), stderr);
+  } catch (const std::bad_alloc&) {
+    std::fprintf(stderr, "%c/%s: %s\n", letter, tag, message);
+  }
 }
 
 void deliver(LogLevel level, const char* tag, const char* message) {
@@ -71,11 +77,15 @@ void logLine(LogLevel level, const char* tag, const char* format, std::va_list a
   if (in_sink) return;
   if (tag == nullptr) tag = "";
   if (format == nullptr) format = "";
+  std::string message;
+  const char* text = format;
   try {
-    deliver(level, tag, formatMessage(format, arguments).c_str());
+    message = formatMessage(format, arguments);
+    text = message.c_str();
   } catch (const std::bad_alloc&) {
-    std::fputs(format, stderr);
+    // An error that cannot be told in full is told in part.
   }
+  deliver(level, tag, text);
 }
 
 }  // namespace

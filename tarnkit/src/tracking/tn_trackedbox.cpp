@@ -17,7 +17,9 @@ TarnTrackedBoundingBox2D<T>::TarnTrackedBoundingBox2D(const TarnBoundingBox2D& b
 template <class T>
 void TarnTrackedBoundingBox2D<T>::update(const TarnBoundingBox2D& det) {
   if (det.label == label) {
-    confidence = std::min(confidence + 1, trackerParams->maxConfidence);
+    // Compared before the step up, which must not overflow at the largest maxConfidence.
+    const std::int32_t most = trackerParams->maxConfidence;
+    confidence = confidence < most ? confidence + 1 : most;
     score = det.score;
   } else {
     confidence = std::max(confidence - 1, -trackerParams->maxConfidence);

@@ -23,10 +23,13 @@ void setTrackerParams(const TarnBoundingBoxesTrackerParams& params) {
     const char* name;
     float value;
   } floats[] = {
-      {"iouThreshold", params.iouThreshold}, {"fps", params.fps},
-      {"minCutoff", params.minCutoff},       {"beta", params.beta},
-      {"dCutoff", params.dCutoff},           {"processNoise", params.processNoise},
-      {"reserved", params.reserved},         {"measurementNoise", params.measurementNoise},
+      {"iouThreshold", params.iouThreshold},
+      {"fps", params.fps},
+      {"minCutoff", params.minCutoff},
+      {"beta", params.beta},
+      {"dCutoff", params.dCutoff},
+      {"processNoise", params.processNoise},
+      {"measurementNoise", params.measurementNoise},
   };
   for (const auto& field : floats) require(std::isfinite(field.value), field.name, "must be finite");
 
