@@ -110,12 +110,13 @@ class TN_KITS_API TN_CV {
   /// bilinear weights of 11 bits.
   ///
   /// src: sw * sh pairs. dst: dw * dh pairs. sw, sh: at least 2, for which the rule below is made; a
-  /// 1-pair direction gives its one pair everywhere. dw, dh: if either is below 1 nothing is written.
+  /// 1-pair direction gives its one pair everywhere, and below 1 there is no source to read, so callers
+  /// must not pass that. dw, dh: if either is below 1 nothing is read or written.
   ///
-  /// Output column dx lies at f = float((dx + 0.5) * (sw / double(dw)) - 0.5) in the source; s is its
-  /// floor and f - s the weight of column s + 1 (float); s < 0 becomes column 0 alone, s >= sw - 1 the
-  /// last column alone. Both weights, 1 - f and f, times 2048 and rounded, halves up, are a0 and a1;
-  /// they may add up to 2049. Rows work alike, with b0 and b1. For each byte of a pair
+  /// Output column dx lies at p = float((dx + 0.5) * (sw / double(dw)) - 0.5) in the source; s is its
+  /// floor and f = p - s (float) the share of column s + 1; s < 0 becomes column 0 alone, s >= sw - 1
+  /// the last column alone. Both shares, 1 - f and f, times 2048 and rounded, halves up, are the weights
+  /// a0 and a1, which may add up to 2049. Rows work alike, with b0 and b1. For each byte of a pair
   ///   row value = (S[s] * a0 + S[s + 1] * a1) >> 4,
   ///   D = (((row value 0 * b0) >> 16) + ((row value 1 * b1) >> 16) + 2) >> 2.
   /// Scratch memory: one block per call. Errors: std::bad_alloc.
@@ -130,7 +131,8 @@ class TN_KITS_API TN_CV {
 ///   min(255, int((G * 0.587 + R * 0.299) + B * 0.114)), the luma weights of BT.601.
 /// That is floor((587 G + 299 R + 114 B) / 1000) but for 3464 colours whose sum is a multiple of 1000:
 /// there the rounding of the double sum ends just below the integer, so grey 128 gives 127. Callers
-/// rely on it, and every instruction set gives it.
+/// rely on it, and every instruction set gives it. Such sums take time: a picture that is all of one
+/// of these colours, other than a pure grey, takes some five times as long as others.
 ///
 /// src: 4 * n bytes B, G, R, ignored. dst: n bytes.
 TN_KITS_API void getGray_from_BGRA_HWC(const unsigned char* src, unsigned char* dst, int n);

@@ -55,8 +55,9 @@ class TN_KITS_API TarnYUVToolKit {
   /// byte of the plane, which at the end of a row is the next row's first.
   ///
   /// Keeps 36 bytes for each output pixel. Sizes are not validated: below 1 on the output side means no
-  /// output, on the input side a frame without that kind of bytes, which reads as 0. Memory that cannot
-  /// be had for the tables is not noticed here and ends the process.
+  /// output, on the input side a frame without that kind of bytes (a frame without any reads as 0).
+  /// Errors: std::bad_alloc when a table by axis cannot be had; that a table by pixel cannot be had is
+  /// not noticed, and ends the process.
   TarnYUVToolKit(const int& src_width, const int& src_height, const int& src_uv_width,
                  const int& src_uv_height, const int& dst_width, const int& dst_height);
   ~TarnYUVToolKit();

@@ -13,33 +13,44 @@ float apply(const _ConvertMatrixFromYUV& mat, int row, float y, float c1, float 
          mat.offset[row];
 }
 
-// Sample values that the standards themselves give for pure colours, so nothing of the derivation is
-// repeated here. Encoded samples are rounded to 8 bits: half a step of luma and of chroma, amplified.
-TEST(ColorMatrix, DecodesTheStandardsColours) {
+// The coefficients as they are published for full range, to their six decimals: red from Cr, green from
+// Cb and Cr, blue from Cb. Limited range stretches 219 steps of luma and 224 of chroma to 255.
+TEST(ColorMatrix, HasThePublishedCoefficients) {
   struct Case {
-    const char* name;
     YuvStandard standard;
-    YuvRange range;
-    float yuv[3], rgb[3];
+    double red_cr, green_cb, green_cr, blue_cb;
   };
   static const Case cases[] = {
-      {"601 limited white", YuvStandard::kBt601, YuvRange::kLimited, {235, 128, 128}, {255, 255, 255}},
-      {"601 limited black", YuvStandard::kBt601, YuvRange::kLimited, {16, 128, 128}, {0, 0, 0}},
-      {"601 limited red", YuvStandard::kBt601, YuvRange::kLimited, {81, 90, 240}, {255, 0, 0}},
-      {"601 full blue", YuvStandard::kBt601, YuvRange::kFull, {29, 255.5f, 107}, {0, 0, 255}},
-      {"709 limited green", YuvStandard::kBt709, YuvRange::kLimited, {173, 42, 26}, {0, 255, 0}},
-      {"709 limited blue", YuvStandard::kBt709, YuvRange::kLimited, {32, 240, 118}, {0, 0, 255}},
-      {"2020 limited red", YuvStandard::kBt2020, YuvRange::kLimited, {74, 97, 240}, {255, 0, 0}},
-      {"2020 full grey", YuvStandard::kBt2020, YuvRange::kFull, {77, 128, 128}, {77, 77, 77}},
+      {YuvStandard::kBt601, 1.402, -0.344136, -0.714136, 1.772},
+      {YuvStandard::kBt709, 1.5748, -0.187324, -0.468124, 1.8556},
+      {YuvStandard::kBt2020, 1.4746, -0.164553, -0.571353, 1.8814},
   };
-  for (const Case& c : cases) {
-    YuvToRgbOptions options;
-    options.standard = c.standard;
-    options.range = c.range;
-    const _ConvertMatrixFromYUV mat = makeYuvToRgbMatrix(options);
-    for (int i = 0; i < 3; ++i)
-      EXPECT_NEAR(apply(mat, i, c.yuv[0], c.yuv[1], c.yuv[2]), c.rgb[i], 2.0f) << c.name << " " << i;
-  }
+  for (const Case& c : cases)
+    for (const bool limited : {false, true}) {
+      SCOPED_TRACE(testing::Message() << c.red_cr << (limited ? " limited" : " full"));
+      YuvToRgbOptions options;
+      options.standard = c.standard;
+      options.range = limited ? YuvRange::kLimited : YuvRange::kFull;
+      const _ConvertMatrixFromYUV mat = makeYuvToRgbMatrix(options);
+
+      const double luma = limited ? 255.0 / 219.0 : 1.0, chroma = limited ? 255.0 / 224.0 : 1.0;
+      const double coef[9] = {luma,
+                              0,
+                              chroma * c.red_cr,
+                              luma,
+                              chroma * c.green_cb,
+                              chroma * c.green_cr,
+                              luma,
+                              chroma * c.blue_cb,
+                              0};
+      // Half a unit of the last published decimal, stretched by the range.
+      for (int i = 0; i < 9; ++i) EXPECT_NEAR(mat.coef[i], coef[i], 1e-6) << "coefficient " << i;
+      // Black and white are exact colours whatever the standard.
+      for (int channel = 0; channel < 3; ++channel) {
+        EXPECT_NEAR(apply(mat, channel, limited ? 16 : 0, 128, 128), 0.0, 1e-4) << channel;
+        EXPECT_NEAR(apply(mat, channel, limited ? 235 : 255, 128, 128), 255.0, 1e-4) << channel;
+      }
+    }
 }
 
 TEST(ColorMatrix, FoldsOrderAndNormalisation) {

@@ -21,6 +21,9 @@ namespace {
 constexpr std::uint8_t kCanary = 0xC5;
 constexpr std::size_t kCanaries = 64;
 
+// Where the unreadable page of new buffers is.
+bool guard_in_front = false;
+
 #if defined(_WIN32)
 std::size_t pageSize() {
   SYSTEM_INFO info;
@@ -55,17 +58,20 @@ Guarded::Guarded(std::size_t size, std::uint8_t fill) : data_(nullptr), size_(si
   pages_ = std::unique_ptr<void, Unmap>(mapPages(usable + page), Unmap{usable + page});
   if (pages_ == nullptr) throw std::bad_alloc();
   std::uint8_t* const first = static_cast<std::uint8_t*>(pages_.get());
-  forbidPage(first + usable, page);
-  std::memset(first, kCanary, usable);
-  data_ = first + usable - size;
+  std::uint8_t* const usable_first = guard_in_front ? first + page : first;
+  forbidPage(guard_in_front ? first : first + usable, page);
+  std::memset(usable_first, kCanary, usable);
+  data_ = guard_in_front ? usable_first : usable_first + usable - size;
+  canaries_ = guard_in_front ? data_ + size : data_ - kCanaries;
   std::memset(data_, fill, size);
 }
 
 Guarded::~Guarded() {
   if (pages_ == nullptr) return;
-  for (std::size_t i = 1; i <= kCanaries; ++i)
-    if (data_[-static_cast<std::ptrdiff_t>(i)] != kCanary) {
-      ADD_FAILURE() << "byte " << i << " before a buffer of " << size_ << " was overwritten";
+  for (std::size_t i = 0; i < kCanaries; ++i)
+    if (canaries_[i] != kCanary) {
+      ADD_FAILURE() << "a byte " << (canaries_ < data_ ? "before" : "behind") << " a buffer of " << size_
+                    << " was overwritten";
       break;
     }
 }
@@ -80,11 +86,16 @@ Guarded RandomBytes(std::size_t size, std::uint32_t seed) {
 void ForEachTarget(const std::function<void()>& body) {
   for (std::int64_t rest = hwy::SupportedTargets() & HWY_TARGETS; rest != 0; rest &= rest - 1) {
     const std::int64_t target = rest & -rest;
-    SCOPED_TRACE(testing::Message() << "instruction set " << hwy::TargetName(target));
     hwy::SetSupportedTargetsForTest(target);
     hwy::GetChosenTarget().Update(hwy::SupportedTargets());
-    body();
+    for (const bool in_front : {false, true}) {
+      SCOPED_TRACE(testing::Message() << "instruction set " << hwy::TargetName(target) << ", page "
+                                      << (in_front ? "in front" : "behind"));
+      guard_in_front = in_front;
+      body();
+    }
   }
+  guard_in_front = false;
   hwy::SetSupportedTargetsForTest(0);
   hwy::GetChosenTarget().Update(hwy::SupportedTargets());
 }

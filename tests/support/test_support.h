@@ -11,7 +11,7 @@
 namespace tn_test {
 
 // Bytes whose last one is followed by an unreadable page and whose first one is preceded by canaries,
-// which the destructor checks.
+// which the destructor checks; or the other way round (see ForEachTarget).
 class Guarded {
  public:
   explicit Guarded(std::size_t size, std::uint8_t fill = 0);
@@ -33,14 +33,16 @@ class Guarded {
   };
   std::unique_ptr<void, Unmap> pages_;
   std::uint8_t* data_;
+  std::uint8_t* canaries_ = nullptr;
   std::size_t size_;
 };
 
 // Uniform bytes; the same for the same seed.
 Guarded RandomBytes(std::size_t size, std::uint32_t seed = 1);
 
-// Runs `body` once for every instruction set that both the build and the machine have, best first, with
-// dispatch restricted to it; a failure names the set.
+// Runs `body` for every instruction set that both the build and the machine have, best first, with
+// dispatch restricted to it: once with the unreadable page behind each Guarded that it makes, and once
+// with the page in front. A failure names the set and the place.
 void ForEachTarget(const std::function<void()>& body);
 
 }  // namespace tn_test

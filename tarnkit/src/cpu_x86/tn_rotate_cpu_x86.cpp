@@ -8,7 +8,7 @@
 // pixels into each of the strip's destination rows, so that a destination line is filled by consecutive
 // steps while it is still in the first-level cache. Neither side is a sequence that the processor's own
 // prefetcher follows, so each step asks for the lines of the next one, on both sides: with that, a
-// 1920x1080 turn costs what copying the picture costs.
+// 1920x1080 turn costs hardly more than copying the picture.
 
 #include <cstddef>
 #include <cstdint>
