@@ -27,6 +27,10 @@ namespace Tarn {
 
 class KalmanFilter;
 class OneEuroFilter;
+template <class T>
+class TarnTrackedBoundingBox2D;
+template <class T>
+class TarnBoundingBoxesTracker;
 
 /// One box, as a detector gives it and as a tracker returns it.
 struct TarnBoundingBox2D {
@@ -87,7 +91,8 @@ using TrackerClock = double (*)();
 
 /// Installs the clock of all One-Euro filters of the process, for offline files and for tests; null
 /// brings the platform's monotonic clock back. Each track and each predict of a per-box tracker reads
-/// the clock exactly once, init never. The time -1.0 means "no time": it leaves the rate as it is.
+/// the clock exactly once, init never; a frame of a multi-box tracker reads it once for each track that
+/// it already has, oldest first. The time -1.0 means "no time": it leaves the rate as it is.
 /// Threads: may be called at any time; the clock must itself be callable from every tracking thread.
 TN_KITS_API void setTrackerClock(TrackerClock clock);
 
@@ -167,6 +172,11 @@ class TN_KITS_API TarnOneEuroFilterBoxTracker2D : TarnBoxTracker2D {
   void predict(float* x, float* y, float* w, float* h) override;
 
  private:
+  friend class TarnTrackedBoundingBox2D<TarnOneEuroFilterBoxTracker2D>;
+  // track and predict with a clock reading that the caller made.
+  void trackAt(double seconds, float* x, float* y, float* w, float* h);
+  void predictAt(double seconds, float* x, float* y, float* w, float* h);
+
   OneEuroFilter* filter;
 };
 
@@ -191,6 +201,17 @@ class TN_KITS_API TarnTrackedBoundingBox2D : public TarnBoundingBox2D {
 
   std::int32_t confidence;     ///< within plus and minus maxConfidence after the first update or miss
   std::shared_ptr<T> tracker;  ///< may be empty: then update and miss leave the box unfiltered
+
+ private:
+  friend class TarnBoundingBoxesTracker<T>;
+  // What a frame does to the record, but for the filter's part.
+  void accept(const TarnBoundingBox2D& det);
+  void decline();
+  // update and miss in two steps, for records whose tracker is a T and nothing derived from it: the
+  // clock reading that the filter's next call takes (0 if it takes none), and the rest.
+  double readClock() const;
+  void updateAt(double seconds, const TarnBoundingBox2D& det);
+  void missAt(double seconds);
 };
 
 template <class T>

@@ -63,16 +63,17 @@ class RestoreTracking {
   Tarn::TarnBoundingBoxesTrackerParams params_ = Tarn::getTrackerParams();
 };
 
-// A clock that stands where a test puts it and counts how often it is read.
+// A clock that stands where a test puts it, or goes on by `tick` at each reading, and counts the
+// readings.
 struct ManualClock {
-  static inline double seconds = 0.0;
+  static inline double seconds = 0.0, tick = 0.0;
   static inline int reads = 0;
   static double read() {
     ++reads;
-    return seconds;
+    return seconds += tick;
   }
   static void install() {
-    seconds = 0.0;
+    seconds = tick = 0.0;
     reads = 0;
     Tarn::setTrackerClock(read);
   }

@@ -2,6 +2,7 @@
 #ifndef TN_KITS_SRC_TRACKING_TN_BOXCORNERS_H_
 #define TN_KITS_SRC_TRACKING_TN_BOXCORNERS_H_
 
+#include <Eigen/Core>
 #include <cstdint>
 
 namespace Tarn {
@@ -22,14 +23,14 @@ struct BoxCorners {
 template <class Real, class Corners>
 void storeBox(const Corners& corners, std::int32_t width, std::int32_t height, float* x, float* y,
               float* w, float* h) {
+  using Four = Eigen::Array<Real, 4, 1>;
   const Real columns = static_cast<Real>(width);
   const Real rows = static_cast<Real>(height);
-  const Real left = corners[0] / columns;
-  const Real top = corners[1] / rows;
-  *x = static_cast<float>(left);
-  *y = static_cast<float>(top);
-  *w = static_cast<float>(corners[2] / columns - left);
-  *h = static_cast<float>(corners[3] / rows - top);
+  const Four edges = Eigen::Map<const Four>(&corners[0]) / Four(columns, rows, columns, rows);
+  *x = static_cast<float>(edges[0]);
+  *y = static_cast<float>(edges[1]);
+  *w = static_cast<float>(edges[2] - edges[0]);
+  *h = static_cast<float>(edges[3] - edges[1]);
 }
 
 }  // namespace Tarn

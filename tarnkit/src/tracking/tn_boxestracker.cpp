@@ -28,12 +28,20 @@ std::vector<TarnBoundingBox2D> TarnBoundingBoxesTracker<T>::track(
   for (std::size_t i = 0; i < track_count; ++i) matching.setTrack(i, *tracks[i]);
   matching.match(detections, trackerParams->iouThreshold);
 
-  for (std::size_t i = 0; i < track_count; ++i) {
-    const std::int32_t detection = matching.detectionOf(i);
-    if (detection != Matching::kNone)
-      tracks[i]->update(detections[static_cast<std::size_t>(detection)]);
-    else
-      tracks[i]->miss();
+  // A clock waits for all work before it. Read in front of the filters that it times, not between them,
+  // it lets the processor run several filters, each a chain of divisions, side by side.
+  constexpr std::size_t kBlock = 16;
+  for (std::size_t first = 0; first < track_count; first += kBlock) {
+    const std::size_t count = std::min(kBlock, track_count - first);
+    double seconds[kBlock];
+    for (std::size_t i = 0; i < count; ++i) seconds[i] = tracks[first + i]->readClock();
+    for (std::size_t i = 0; i < count; ++i) {
+      const std::int32_t detection = matching.detectionOf(first + i);
+      if (detection != Matching::kNone)
+        tracks[first + i]->updateAt(seconds[i], detections[static_cast<std::size_t>(detection)]);
+      else
+        tracks[first + i]->missAt(seconds[i]);
+    }
   }
   for (std::size_t j = 0; j < detections.size(); ++j)
     if (!matching.isTaken(j))

@@ -36,13 +36,21 @@ void TarnOneEuroFilterBoxTracker2D::init(const float& x, const float& y, const f
 }
 
 void TarnOneEuroFilterBoxTracker2D::track(float* x, float* y, float* w, float* h) {
-  const BoxCorners corners(*x, *y, *w, *h, width, height);
-  const Vector4d measured = Map<const Vector4f>(corners.at).cast<double>();
-  storeBox<double>(filter->step(measured, nowSeconds()), width, height, x, y, w, h);
+  trackAt(nowSeconds(), x, y, w, h);
 }
 
 void TarnOneEuroFilterBoxTracker2D::predict(float* x, float* y, float* w, float* h) {
-  storeBox<double>(filter->extrapolate(nowSeconds()), width, height, x, y, w, h);
+  predictAt(nowSeconds(), x, y, w, h);
+}
+
+void TarnOneEuroFilterBoxTracker2D::trackAt(double seconds, float* x, float* y, float* w, float* h) {
+  const BoxCorners corners(*x, *y, *w, *h, width, height);
+  const Vector4d measured = Map<const Vector4f>(corners.at).cast<double>();
+  storeBox<double>(filter->step(measured, seconds), width, height, x, y, w, h);
+}
+
+void TarnOneEuroFilterBoxTracker2D::predictAt(double seconds, float* x, float* y, float* w, float* h) {
+  storeBox<double>(filter->extrapolate(seconds), width, height, x, y, w, h);
 }
 
 }  // namespace Tarn

@@ -12,7 +12,8 @@ OneEuroFilter::OneEuroFilter(float fps, float minCutoff, float beta, float dCuto
       rate(static_cast<double>(fps)),
       betaCoeff(static_cast<double>(beta)),
       minCutoffs(Vector4d::Constant(static_cast<double>(minCutoff))),
-      derivativeCutoffs(Vector4d::Constant(static_cast<double>(dCutoff))) {}
+      derivativeCutoffs(Vector4d::Constant(static_cast<double>(dCutoff))),
+      derivative_tau_(1.0 / (kTwoPi * static_cast<double>(dCutoff))) {}
 
 VectorXd OneEuroFilter::filter(VectorXd value, double timestamp) { return step(value, timestamp); }
 

@@ -54,6 +54,10 @@ class OneEuroFilter {
 
  private:
   void updateRate(double timestamp);
+
+  // 1 / (2 pi dCutoff), which all coordinates share: the derivatives' part of a step is then one
+  // division instead of eight. derivativeCutoffs stays as it was constructed.
+  double derivative_tau_;
 };
 
 // Defined here to be compiled into the box tracker: a step is a few dozen operations.
@@ -86,8 +90,9 @@ inline Eigen::Vector4d OneEuroFilter::step(const Eigen::Vector4d& value, double 
   const Eigen::Vector4d speed = valueFilter.hasInput
                                     ? Eigen::Vector4d(rate * (value - valueFilter.lastInput))
                                     : Eigen::Vector4d(Eigen::Vector4d::Zero());
+  const double speed_alpha = 1.0 / (rate * derivative_tau_ + 1.0);
   const Eigen::Vector4d smooth_speed =
-      derivativeFilter.smooth(speed, smoothingFactors(derivativeCutoffs));
+      derivativeFilter.smooth(speed, Eigen::Vector4d::Constant(speed_alpha));
   const Eigen::Vector4d cutoffs = minCutoffs + betaCoeff * smooth_speed.cwiseAbs();
   return valueFilter.smooth(value, smoothingFactors(cutoffs));
 }
