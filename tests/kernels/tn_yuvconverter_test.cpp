@@ -79,6 +79,10 @@ TEST(YuvConvert, EqualsThePlainFormToTheBit) {
       {192, 108, 96, 32, 32},
       {324, 40, 162, 36, 20},
       {640, 48, 320, 32, 24},
+      // By even whole numbers and onto samples, where the last group of a row is short.
+      {1926, 20, 963, 321, 9},
+      {350, 14, 175, 50, 6},
+      {400, 16, 200, 50, 6},
       {1280, 8, 640, 32, 4},
       {333, 77, 166, 31, 19},
       {97, 55, 48, 68, 38},

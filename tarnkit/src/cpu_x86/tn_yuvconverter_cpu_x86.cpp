@@ -189,11 +189,16 @@ struct FetchTables {
   explicit FetchTables(const YuvFetch& fetch)
       : offset{fetch.offset[0].data(), fetch.offset[1].data()},
         lookup{fetch.lookup[0].data(), fetch.lookup[1].data()},
-        word(fetch.word.data()) {}
+        word(fetch.word.data()),
+        lane(fetch.lane.data()),
+        shift(fetch.shift.data()) {}
   const std::int32_t* offset[2];
   const std::uint32_t* lookup[2];
-  const std::int32_t* word;
+  const std::int32_t *word, *lane, *shift;
 };
+
+// In place of a number of loads: outputs fetch from spans.
+constexpr int kSpans = 3;
 
 // The words of outputs [i, i + lanes) in two source rows.
 template <int kLoads>
@@ -201,7 +206,27 @@ HWY_INLINE HWY_ATTR void FetchWords(const FetchTables& fetch, const std::uint8_t
                                     const std::uint8_t* bottom_row, std::size_t i, VU& top, VU& bottom) {
   const DU d;
 #if HWY_TARGET != HWY_SCALAR
-  if constexpr (kLoads > 0) {
+  if constexpr (kLoads == kSpans) {
+    const DI di;
+    const auto lane = hn::LoadU(di, fetch.lane + i);
+    const auto shift = hn::BitCast(d, hn::LoadU(di, fetch.shift + i));
+    const auto in_first = hn::RebindMask(d, hn::Lt(lane, hn::Set(di, static_cast<int>(kYuvMaxLanes))));
+    // A lookup takes the low bits of its index, so that one index serves both halves of a span.
+    const auto index =
+        hn::IndicesFromVec(d, hn::And(lane, hn::Set(di, static_cast<int>(kYuvMaxLanes) - 1)));
+    const auto pick = [&](const std::uint8_t* row) HWY_ATTR {
+      const D8 d8;
+      const std::uint8_t* const start = row + fetch.word[i];
+      const auto first = hn::BitCast(d, hn::LoadU(d8, start));
+      const auto second = hn::BitCast(d, hn::LoadU(d8, start + hn::Lanes(d8)));
+      const auto words = hn::IfThenElse(in_first, hn::TableLookupLanes(first, index),
+                                        hn::TableLookupLanes(second, index));
+      return hn::Shr(words, shift);
+    };
+    top = pick(top_row);
+    bottom = pick(bottom_row);
+    return;
+  } else if constexpr (kLoads > 0) {
     const D8 d8;
     const std::size_t group = i / kYuvGroup;
     hn::Vec<D8> upper, lower;
@@ -279,23 +304,30 @@ HWY_INLINE HWY_ATTR VF InterpolateOnSamples(VU top, VU bottom, VF fy0, VF fy1) {
   return hn::Add(hn::Mul(ByteOf<kFirst>(top), fy0), hn::Mul(ByteOf<kFirst>(bottom), fy1));
 }
 
+// What is known about the weights of all outputs of a row.
+enum class Along { kVarying, kUniform, kOnSamples };
+
 // A row of luma; writes up to the padding.
-template <int kLoads, bool kOnSamples>
+template <int kLoads, Along kAlong>
 HWY_ATTR void SampleLuma(const YuvPlan& plan, const std::uint8_t* const rows[2], RowWeights f,
                          float* out) {
   const DF d;
   const VF fy0 = hn::Set(d, f.f0), fy1 = hn::Set(d, f.f1);
   const FetchTables fetch(plan.luma);
   const float *const fx0 = plan.x.f0.data(), *const fx1 = plan.x.f1.data();
+  const Weights same = WeightsAt(fx0, fx1, 0, fy0, fy1);
+  const auto weights = [&](std::size_t i) HWY_ATTR {
+    return kAlong == Along::kUniform ? same : WeightsAt(fx0, fx1, i, fy0, fy1);
+  };
   const std::size_t count = plan.x.count;
   const std::uint8_t *const row0 = rows[0], *const row1 = rows[1];
   for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
     VU top, bottom;
     FetchWords<kLoads>(fetch, row0, row1, i, top, bottom);
-    if constexpr (kOnSamples)
+    if constexpr (kAlong == Along::kOnSamples)
       hn::StoreU(InterpolateOnSamples<0>(top, bottom, fy0, fy1), d, out + i);
     else
-      hn::StoreU(Interpolate<0, 1>(top, bottom, WeightsAt(fx0, fx1, i, fy0, fy1)), d, out + i);
+      hn::StoreU(Interpolate<0, 1>(top, bottom, weights(i)), d, out + i);
   }
 }
 
@@ -308,38 +340,49 @@ HWY_INLINE HWY_ATTR void StoreTwice(VF v, float* dst) {
 }
 
 // A row of chroma, every value twice; writes up to the padding.
-template <int kLoads, bool kOnSamples>
+template <int kLoads, Along kAlong>
 HWY_ATTR void SampleChroma(const YuvPlan& plan, const std::uint8_t* const rows[2], RowWeights f,
                            float* c1, float* c2) {
   const DF d;
   const VF fy0 = hn::Set(d, f.f0), fy1 = hn::Set(d, f.f1);
   const FetchTables fetch(plan.chroma);
   const float *const fx0 = plan.x.f0.data(), *const fx1 = plan.x.f1.data();
+  const Weights same = WeightsAt(fx0, fx1, 0, fy0, fy1);
+  const auto weights = [&](std::size_t i) HWY_ATTR {
+    return kAlong == Along::kUniform ? same : WeightsAt(fx0, fx1, i, fy0, fy1);
+  };
   const std::size_t count = plan.x.count / 2;
   const std::uint8_t *const row0 = rows[0], *const row1 = rows[1];
   for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
     VU top, bottom;
     FetchWords<kLoads>(fetch, row0, row1, i, top, bottom);
-    if constexpr (kOnSamples) {
+    if constexpr (kAlong == Along::kOnSamples) {
       StoreTwice(InterpolateOnSamples<0>(top, bottom, fy0, fy1), c1 + 2 * i);
       StoreTwice(InterpolateOnSamples<1>(top, bottom, fy0, fy1), c2 + 2 * i);
     } else {
-      const Weights w = WeightsAt(fx0, fx1, i, fy0, fy1);
+      const Weights w = weights(i);
       StoreTwice(Interpolate<0, 2>(top, bottom, w), c1 + 2 * i);
       StoreTwice(Interpolate<1, 2>(top, bottom, w), c2 + 2 * i);
     }
   }
 }
 
-// Calls job(loads, on_samples) with both as types.
+// Calls job(loads, along) with both as types.
 template <class Job>
-HWY_ATTR void WithShape(int loads, bool on_samples, const Job& job) {
+HWY_ATTR void WithShape(const YuvFetch& fetch, const YuvAxis& axis, const Job& job) {
   const auto with = [&](auto l) HWY_ATTR {
-    if (on_samples)
-      job(l, std::true_type());
+    if (axis.on_samples)
+      job(l, std::integral_constant<Along, Along::kOnSamples>());
+    else if (axis.uniform)
+      job(l, std::integral_constant<Along, Along::kUniform>());
     else
-      job(l, std::false_type());
+      job(l, std::integral_constant<Along, Along::kVarying>());
   };
+  const int loads = fetch.loads;
+#if HWY_TARGET != HWY_SCALAR
+  if constexpr (hn::MaxLanes(DF()) == kYuvMaxLanes)
+    if (fetch.spans) return with(std::integral_constant<int, kSpans>());
+#endif
   if (loads == 1)
     with(std::integral_constant<int, 1>());
   else if (loads == 2)
@@ -382,20 +425,21 @@ void ChromaRows(const YuvFrame& frame, YuvPlan& plan, std::size_t y, const std::
 
 HWY_ATTR void ConvertResampled(const YuvFrame& frame, YuvPlan& plan, const _ConvertMatrixFromYUV& mat,
                                const YuvTensor& tensor) {
+  if (plan.x.count == 0) return;
   const float* const luma[2] = {plan.luma_out[0].data(), plan.luma_out[1].data()};
   const float* const chroma[2] = {plan.chroma_out[0].data(), plan.chroma_out[1].data()};
   for (std::size_t y = 0; y + 1 < plan.y.count; y += 2) {
     const std::uint8_t* rows[2];
     ChromaRows(frame, plan, y / 2, rows);
-    WithShape(plan.chroma.loads, plan.x.on_samples, [&](auto loads, auto on_samples) HWY_ATTR {
-      SampleChroma<loads(), on_samples()>(plan, rows, {plan.y.f0[y / 2], plan.y.f1[y / 2]},
-                                          plan.chroma_out[0].data(), plan.chroma_out[1].data());
+    WithShape(plan.chroma, plan.x, [&](auto loads, auto along) HWY_ATTR {
+      SampleChroma<loads(), along()>(plan, rows, {plan.y.f0[y / 2], plan.y.f1[y / 2]},
+                                     plan.chroma_out[0].data(), plan.chroma_out[1].data());
     });
     for (std::size_t i = 0; i < 2; ++i) {
       LumaRows(frame, plan, y + i, rows);
-      WithShape(plan.luma.loads, plan.x.on_samples, [&](auto loads, auto on_samples) HWY_ATTR {
-        SampleLuma<loads(), on_samples()>(plan, rows, {plan.y.f0[y + i], plan.y.f1[y + i]},
-                                          plan.luma_out[i].data());
+      WithShape(plan.luma, plan.x, [&](auto loads, auto along) HWY_ATTR {
+        SampleLuma<loads(), along()>(plan, rows, {plan.y.f0[y + i], plan.y.f1[y + i]},
+                                     plan.luma_out[i].data());
       });
     }
     ColourRowPair(luma, chroma, plan.x.count / 2 * 2, mat, tensor, tensor.data + y * tensor.pitch);

@@ -22,12 +22,28 @@ YuvAxis makeAxis(int src, int dst) {
     axis.f0.push_back(static_cast<float>(i0 + 1) - p);
     axis.f1.push_back(p - static_cast<float>(i0));
     axis.on_samples = axis.on_samples && axis.f0.back() == 1.0f && axis.f1.back() == 0.0f;
+    axis.uniform = axis.uniform && axis.f0.back() == axis.f0[0] && axis.f1.back() == axis.f1[0];
     axis.identity = axis.identity && axis.on_samples && i0 == i;
   }
   axis.index.resize(yuvPadded(axis.count), axis.index.back());
   axis.f0.resize(yuvPadded(axis.count), axis.f0.back());
   axis.f1.resize(yuvPadded(axis.count), axis.f1.back());
   return axis;
+}
+
+// Tries whether pairs of vectors will do.
+void addSpans(YuvFetch& fetch, std::int32_t bytes) {
+  constexpr std::int32_t kSpanBytes = 2 * kYuvMaxLanes * kWordBytes;
+  const std::size_t padded = fetch.word.size();
+  for (std::size_t i = 0; i < padded; ++i) {
+    const std::int32_t at = fetch.word[i] - fetch.word[i / kYuvMaxLanes * kYuvMaxLanes];
+    if (at % kWordBytes + bytes > kWordBytes || at + bytes > kSpanBytes) return;
+    fetch.lane.push_back(at / kWordBytes);
+    fetch.shift.push_back(8 * (at % kWordBytes));
+  }
+  fetch.spans = true;
+  fetch.reach =
+      std::max(fetch.reach, static_cast<std::size_t>(fetch.word[padded - kYuvMaxLanes] + kSpanBytes));
 }
 
 // For the first `count` outputs of `axis`, whose samples are `step` bytes apart and which need `bytes`
@@ -66,6 +82,7 @@ YuvFetch makeFetch(const YuvAxis& axis, std::size_t count, std::int32_t step, st
     fetch.reach = static_cast<std::size_t>(fetch.word.back() + kLoadBytes);
     break;
   }
+  if (fetch.loads == 2) addSpans(fetch, bytes);
   return fetch;
 }
 

@@ -46,6 +46,7 @@ struct YuvAxis {
   YuvTable<float> f0, f1;
   bool on_samples = true;  // every output falls on a sample: f0 is 1 and f1 is 0 throughout
   bool identity = true;    // and it is the sample of the output's own number
+  bool uniform = true;     // every output has the same f0 and the same f1
 };
 
 // How the outputs of a row fetch their bytes: each a 32-bit word whose lowest byte is the one at the
@@ -57,7 +58,11 @@ struct YuvFetch {
   YuvTable<std::int32_t> offset[2];   // for each group, the first byte of each load
   YuvTable<std::uint32_t> lookup[2];  // for each output, the bytes of each load that make its word
   YuvTable<std::int32_t> word;        // for each output, the first byte of its word
-  std::size_t reach = 0;              // bytes from the row's start that any of these loads may touch
+  // Where every kYuvMaxLanes outputs lie within two vectors of 64 bytes from the first one's word on,
+  // and none of their words lies across 32 bits as counted from there, as with even whole scales.
+  bool spans = false;
+  YuvTable<std::int32_t> lane, shift;  // for each output, the 32 bits with its word, and its lowest bit
+  std::size_t reach = 0;               // bytes from the row's start that any of these loads may touch
 };
 
 struct YuvPlan {
