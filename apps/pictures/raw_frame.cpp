@@ -1,0 +1,46 @@
+#include "apps/pictures/raw_frame.h"
+
+#include "tn_cv.h"
+
+namespace tarnkit {
+namespace {
+
+using TarnCPU::TN_CV;
+
+// The semi-planar kernels go on to the next chroma row with every row of luma, not with every second
+// one, which colours the lower half of a frame with bytes from behind it. Where each chroma row comes
+// twice, that walk takes every pixel's own chroma.
+std::vector<std::uint8_t> withChromaRowsTwice(int width, int height,
+                                              const std::vector<std::uint8_t>& frame) {
+  const auto chroma = frame.begin() + static_cast<std::ptrdiff_t>(byteCount(width, height, 1));
+  std::vector<std::uint8_t> doubled(frame.begin(), chroma);
+  doubled.reserve(byteCount(width, height, 2));
+  for (int y = 0; y < height; ++y) {
+    const auto row = chroma + static_cast<std::ptrdiff_t>(byteCount(width, y / 2, 1));
+    doubled.insert(doubled.end(), row, row + width);
+  }
+  return doubled;
+}
+
+}  // namespace
+
+std::size_t rawFrameBytes(int width, int height) { return byteCount(width, height, 3) / 2; }
+
+Picture decodeRawFrame(RawFormat format, int width, int height, const std::vector<std::uint8_t>& frame) {
+  Picture picture{width, height, PixelLayout::kRgb, {}};
+  if (format == RawFormat::kI420) {
+    picture.bytes.resize(byteCount(width, height, 3));
+    TN_CV::yuv420f_to_rgb(frame.data(), width, height, picture.bytes.data());
+    return picture;
+  }
+  const std::vector<std::uint8_t> source = withChromaRowsTwice(width, height, frame);
+  // The kernels write one row more than the picture has.
+  picture.bytes.resize(byteCount(width, height + 1, 3));
+  const auto convert =
+      format == RawFormat::kNv12 ? TN_CV::nv12_to_rgb_fast_asm : TN_CV::yuv420sp_to_rgb_fast_asm;
+  convert(source.data(), width, height, picture.bytes.data());
+  picture.bytes.resize(byteCount(width, height, 3));
+  return picture;
+}
+
+}  // namespace tarnkit
