@@ -1,0 +1,21 @@
+// Pictures from PNG and JPEG files, and to PNG files.
+#ifndef TN_KITS_APPS_PICTURES_PICTURE_FILE_H_
+#define TN_KITS_APPS_PICTURES_PICTURE_FILE_H_
+
+#include <string>
+
+#include "apps/pictures/picture.h"
+
+namespace tarnkit {
+
+// Grey, RGB, or RGBA where a PNG file has alpha; samples of 16 bits are rounded to 8. JPEG pictures
+// are upright, whichever way the camera was held. "-" is standard input. Throws Failure.
+Picture readPicture(const std::string& path);
+
+// The planes of a planar picture come below one another, in grey. "-" is standard output. Throws
+// Failure.
+void writePicture(const std::string& path, const Picture& picture);
+
+}  // namespace tarnkit
+
+#endif  // TN_KITS_APPS_PICTURES_PICTURE_FILE_H_
