@@ -1,4 +1,4 @@
-// tarnkit: the library's trackers and tensors at the command line.
+// tarnkit: the library's trackers, tensors and pixel kernels at the command line.
 //
 // Exit status: 0 done; 1 bad input, with one line on standard error; 2 wrong usage; 128 + the signal's
 // number after an interrupt.
@@ -35,12 +35,14 @@ int report(const std::string& fault, int status) {
 }
 
 int parseAndRun(int argument_count, char** arguments) {
-  CLI::App tool("Follow objects through videos, and turn frames into network input.", "tarnkit");
+  CLI::App tool("Follow objects through videos, turn frames into network input, and convert pictures.",
+                "tarnkit");
   tool.footer("Run 'tarnkit COMMAND --help' for a command's options.");
   tool.set_version_flag("--version", "tarnkit " TARNKIT_VERSION);
   tool.require_subcommand(1);
   const std::vector<Command> commands = {makeTrackCommand(tool), makeRunCommand(tool),
-                                         makeTensorCommand(tool), makeSampleCommand(tool)};
+                                         makeTensorCommand(tool), makeConvertCommand(tool),
+                                         makeSampleCommand(tool)};
   try {
     tool.parse(argument_count, arguments);
   } catch (const CLI::ParseError& error) {

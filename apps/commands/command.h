@@ -12,10 +12,11 @@ struct Command {
   std::function<int()> run;  // returns the exit status; throws Failure
 };
 
-Command makeTrackCommand(CLI::App& tool);   // track.cpp
-Command makeRunCommand(CLI::App& tool);     // run.cpp
-Command makeTensorCommand(CLI::App& tool);  // tensor.cpp
-Command makeSampleCommand(CLI::App& tool);  // sample.cpp
+Command makeTrackCommand(CLI::App& tool);    // track.cpp
+Command makeRunCommand(CLI::App& tool);      // run.cpp
+Command makeTensorCommand(CLI::App& tool);   // tensor.cpp
+Command makeConvertCommand(CLI::App& tool);  // convert.cpp
+Command makeSampleCommand(CLI::App& tool);   // sample.cpp
 
 }  // namespace tarnkit
 
