@@ -96,7 +96,7 @@ YuvPlan::YuvPlan(int src_width, int src_height, int dst_width, int dst_height)
       same_size(src_width == dst_width && src_height == dst_height && x.identity && y.identity) {
   for (int i = 0; i < 2; ++i) {
     luma_rows[i].resize(luma.reach);
-    chroma_rows[i].resize(std::max(chroma.reach, x.count));
+    chroma_rows[i].resize(chroma.reach);
     luma_out[i].resize(yuvPadded(x.count));
     chroma_out[i].resize(2 * yuvPadded(x.count / 2));
   }
