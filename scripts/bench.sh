@@ -21,7 +21,7 @@ done
 
 sets=$(cat "$results"/*.json | sed -n 's/.*"instruction_set": "\(.*\)".*/\1/p' | sort -u)
 processor=$(sed -n 's/^model name[^:]*: *//p' /proc/cpuinfo | head -n 1)
-title="Commit $(git describe --always --dirty --abbrev=10), $(c++ --version | head -n 1), $processor, instruction set $sets; one thread, medians of ${REPETITIONS:-9} interleaved runs."
+title="Commit $(git describe --always --dirty --abbrev=10 2>/dev/null || echo unknown), $(c++ --version | head -n 1), $processor, instruction set $sets; one thread, medians of ${REPETITIONS:-9} interleaved runs."
 out=docs/performance
 [ $# -eq 0 ] || out=build/bench
 mkdir -p "$out"

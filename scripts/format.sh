@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 
 tool() { command -v "$1-14" || command -v "$1" || { echo "scripts/format.sh: $1 is missing; run scripts/setup.sh lint" >&2; exit 1; }; }
 format=$(tool clang-format)
-mapfile -t files < <(git ls-files '*.h' '*.cpp')
+mapfile -t files < <(find apps benchmarks examples platform tarnkit tests -name '*.h' -o -name '*.cpp' | sort)
 
 if [ "${1:-}" != --check ]; then
   "$format" -i "${files[@]}"
@@ -20,7 +20,7 @@ tidy=$(tool clang-tidy)
 build=build/release
 [ -f "$build/compile_commands.json" ] || { echo "scripts/format.sh: configure the release preset first" >&2; exit 1; }
 # Benchmarks and examples are not part of that build; headers are linted through the files that use them.
-git ls-files '*.cpp' | grep -Ev '^(benchmarks|examples)/' |
+printf '%s\n' "${files[@]}" | grep '\.cpp$' | grep -Ev '^(benchmarks|examples)/' |
   xargs -P "$(nproc)" -n 1 "$tidy" -p "$build" --quiet --warnings-as-errors='*' \
     --extra-arg=-Wno-unknown-warning-option 2>/dev/null
 echo "format and lint: clean"
