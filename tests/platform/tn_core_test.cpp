@@ -52,13 +52,13 @@ TEST(Logging, StandardErrorIsTheDefault) {
 TEST(LoggingDeathTest, TheEnvironmentAsksForVerboseLines) {
 #if !defined(_WIN32)
   testing::FLAGS_gtest_death_test_style = "threadsafe";
-  const auto logVerboseWith = [](const char* value) {
+  const auto log_verbose_with = [](const char* value) {
     setenv("TN_LOG", value, 1);
     Tarn::_LogVerbose("Tarn", "seen");
     std::exit(0);
   };
-  EXPECT_EXIT(logVerboseWith("verbose"), testing::ExitedWithCode(0), "^V/Tarn: seen\n$");
-  EXPECT_EXIT(logVerboseWith("1"), testing::ExitedWithCode(0), "^$");
+  EXPECT_EXIT(log_verbose_with("verbose"), testing::ExitedWithCode(0), "^V/Tarn: seen\n$");
+  EXPECT_EXIT(log_verbose_with("1"), testing::ExitedWithCode(0), "^$");
 #endif
 }
 
