@@ -50,11 +50,13 @@ fetch_pedestrians() {
     dpkg-deb -x ./opencv-doc_*.deb .
   ) >"$out/package.log" 2>&1 || return 1
   found=$(find "$out/package" -name 'vtest.avi' -o -name 'vtest.avi.gz' | head -n 1)
+  # Under its own name only when it is whole: a video that is there is taken for good.
   case $found in
-    *.gz) gzip -dc "$found" >"$out/vtest.avi" ;;
-    ?*) cp "$found" "$out/vtest.avi" ;;
+    *.gz) gzip -dc "$found" >"$out/vtest.avi.part" || return 1 ;;
+    ?*) cp "$found" "$out/vtest.avi.part" || return 1 ;;
     *) return 1 ;;
   esac
+  mv "$out/vtest.avi.part" "$out/vtest.avi" || return 1
   rm -rf "$out/package"
 }
 
