@@ -117,7 +117,7 @@ void addOperations(CLI::App& app, ConvertOptions& options) {
 }
 
 int convert(const ConvertOptions& options) {
-  requireDistinctFiles(options.input, {options.output});
+  requireDistinctFiles({options.input}, {options.output});
   Picture picture = options.format ? readRawFrame(options) : readPicture(options.input);
   for (const Operation& operation : options.operations) picture = operation(picture);
   writePicture(options.output, picture);

@@ -47,15 +47,20 @@ struct Counts {
   std::set<std::int64_t> identities;
 };
 
-std::string checkDetector(const std::string& detector) {
+// FILE of mot:FILE, empty for everything else.
+std::string motFile(const std::string& detector) {
   const bool is_mot = detector.compare(0, kMotPrefixLength, kMotPrefix) == 0;
-  if (detector == "hog" || (is_mot && detector.size() > kMotPrefixLength)) return {};
+  return is_mot ? detector.substr(kMotPrefixLength) : std::string();
+}
+
+std::string checkDetector(const std::string& detector) {
+  if (detector == "hog" || !motFile(detector).empty()) return {};
   return "'" + detector + "' is neither hog nor mot:FILE";
 }
 
 std::unique_ptr<Detector> makeDetector(const RunOptions& options) {
   if (options.detector == "hog") return std::make_unique<HogDetector>(options.hog);
-  return std::make_unique<MotFileDetector>(options.detector.substr(kMotPrefixLength));
+  return std::make_unique<MotFileDetector>(motFile(options.detector));
 }
 
 void checkOptions(const RunOptions& options) {
@@ -63,8 +68,9 @@ void checkOptions(const RunOptions& options) {
   if (options.frames) requirePositive("--frames", *options.frames);
   if (options.hog.smallest_person < 24 || options.hog.smallest_person > 2000)
     throw Failure("--hog-smallest", "must be from 24 to 2000 pixels");
-  requireDistinctFiles(options.video, {options.pictures.video, options.tracks,
-                                       options.pictures.contact_sheet, options.pictures.trajectories});
+  requireDistinctFiles({options.video, motFile(options.detector)},
+                       {options.pictures.video, options.tracks, options.pictures.contact_sheet,
+                        options.pictures.trajectories});
   if (options.pictures.video == "-") throw Failure("--output", "a video cannot go to standard output");
 }
 

@@ -29,7 +29,7 @@ int sample(const SampleOptions& options) {
   if (options.frame.width < WalkerScene::kSmallestSide ||
       options.frame.height < WalkerScene::kSmallestSide)
     throw Failure("--frame", "is too small for the figures: 64x64 is the least");
-  requireDistinctFiles("-", {options.video, options.detections});
+  requireDistinctFiles({}, {options.video, options.detections});
   catchInterrupts();
   const WalkerScene scene(options.frame.width, options.frame.height);
   VideoInfo info = {options.frame.width, options.frame.height, 25, 1, options.frames, YuvColour()};

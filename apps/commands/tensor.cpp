@@ -27,7 +27,7 @@ struct TensorOptions {
 int tensor(const TensorOptions& options) {
   requirePositive("--frame", options.frame);
   requireSize("--size", options.size, kLargestTensor, Sides::kEven);
-  requireDistinctFiles(options.video, {options.output});
+  requireDistinctFiles({options.video}, {options.output});
   catchInterrupts();
   VideoReader video(options.video);
   const VideoInfo& info = video.info();

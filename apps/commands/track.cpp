@@ -32,7 +32,7 @@ std::int64_t longestLifeUnseen(const Tarn::TarnBoundingBoxesTrackerParams& param
 int track(const TrackOptions& options) {
   requireSize("--frame", options.frame, kLargestFrame, Sides::kAny);
   applyTrackerParams(options.tracker);
-  requireDistinctFiles("-", {options.tracks});
+  requireDistinctFiles({options.detections}, {options.tracks});
   const MotFrames frames = readMotFrames(options.detections);
 
   catchInterrupts();

@@ -79,13 +79,16 @@ void writeFile(const std::string& path, const std::string& header, const void* d
   file.close();
 }
 
-void requireDistinctFiles(const std::string& input, const std::vector<std::string>& outputs) {
+void requireDistinctFiles(const std::vector<std::string>& inputs,
+                          const std::vector<std::string>& outputs) {
+  const auto is_file = [](const std::string& path) { return !path.empty() && path != "-"; };
   for (auto output = outputs.begin(); output != outputs.end(); ++output) {
-    if (output->empty() || *output == "-") continue;
-    if (input != "-" && sameFile(*output, input))
-      throw Failure(*output, "is the input and would be overwritten");
+    if (!is_file(*output)) continue;
+    for (const std::string& input : inputs)
+      if (is_file(input) && sameFile(*output, input))
+        throw Failure(*output, "is the input and would be overwritten");
     for (auto other = outputs.begin(); other != output; ++other)
-      if (!other->empty() && *other != "-" && sameFile(*output, *other))
+      if (is_file(*other) && sameFile(*output, *other))
         throw Failure(*output, "is given for two outputs");
   }
 }

@@ -41,9 +41,10 @@ class OutputFile {
 // Writes a whole file at once, or leaves none behind.
 void writeFile(const std::string& path, const std::string& header, const void* data, std::size_t size);
 
-// Throws Failure if one of the outputs is the input's file or another output's ("-" and "" are neither):
+// Throws Failure if one of the outputs is an input's file or another output's ("-" and "" are none):
 // replacing a file while it is read, or twice, loses it.
-void requireDistinctFiles(const std::string& input, const std::vector<std::string>& outputs);
+void requireDistinctFiles(const std::vector<std::string>& inputs,
+                          const std::vector<std::string>& outputs);
 
 }  // namespace tarnkit
 

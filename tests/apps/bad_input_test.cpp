@@ -86,6 +86,8 @@ TEST_F(BadInput, FaultsAreOneLineAndStatusOne) {
       {"run walk.mp4 --fps -3", "tracker parameters: fps "},
       {"run walk.mp4 --hog-smallest 0", "--hog-smallest: "},
       {"run walk.mp4 -o walk.mp4", "walk.mp4: is the input"},
+      {"run walk.mp4 --detector mot:walk.txt --tracks ./walk.txt", "./walk.txt: is the input"},
+      {"track walk.txt --frame 640x480 -o walk.txt", "walk.txt: is the input"},
       {"run walk.mp4 -o ./out --tracks out", "out: is given for two outputs"},
       {"run walk.mp4 --tensors walk.txt", "walk.txt: cannot be made: "},
       {"tensor walk.mp4 --frame 4 --size 64x64 -o out", "walk.mp4: has 3 frames, no frame 4"},
@@ -103,6 +105,7 @@ TEST_F(BadInput, FaultsAreOneLineAndStatusOne) {
     EXPECT_FALSE(exists("out"));
   }
   EXPECT_EQ(countFrames(path("walk.mp4")), 3);
+  EXPECT_EQ(readMotFrames(path("walk.txt")).size(), 3u);
 }
 
 TEST_F(BadInput, WrongUsageIsStatusTwoAndHelpIsNot) {
