@@ -1,11 +1,27 @@
 #include "apps/tracking/frame_tracker.h"
 
+#include <cmath>
+#include <string>
+
+#include "apps/support/failure.h"
+
 namespace tarnkit {
 namespace {
 
 double frame_seconds = 0.0;
 
 double frameClock() { return frame_seconds; }
+
+// Parameters that the library accepts one by one can still undo the filter together: two noises of 0
+// leave the Kalman filter nothing to divide by.
+void requireFinite(std::int64_t frame, const std::vector<Tarn::TarnIdentifiedBox>& boxes) {
+  for (const Tarn::TarnIdentifiedBox& box : boxes)
+    for (const float value : {box.x, box.y, box.w, box.h})
+      if (!std::isfinite(value))
+        throw Failure("tracker parameters", "they make the filter singular: in frame " +
+                                                std::to_string(frame) + " the box of track " +
+                                                std::to_string(box.id) + " is not finite");
+}
 
 template <class BoxFilter>
 class TrackerOf final : public FrameTracker {
@@ -19,7 +35,9 @@ class TrackerOf final : public FrameTracker {
   std::vector<Tarn::TarnIdentifiedBox> track(
       std::int64_t frame, const std::vector<Tarn::TarnBoundingBox2D>& detections) override {
     frame_seconds = static_cast<double>(frame) / fps_;
-    return tracker_.track(detections);
+    std::vector<Tarn::TarnIdentifiedBox> boxes = tracker_.track(detections);
+    requireFinite(frame, boxes);
+    return boxes;
   }
 
  private:

@@ -21,6 +21,7 @@ class FrameTracker {
 
   // One frame: detections in, reported boxes with their identities out. `frame` sets the trackers'
   // clock to frame / fps, so the same detections give the same boxes however fast they come in.
+  // Throws Failure naming the frame if the parameters make a box come out infinite or no number.
   virtual std::vector<Tarn::TarnIdentifiedBox> track(
       std::int64_t frame, const std::vector<Tarn::TarnBoundingBox2D>& detections) = 0;
 };

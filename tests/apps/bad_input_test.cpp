@@ -108,6 +108,25 @@ TEST_F(BadInput, FaultsAreOneLineAndStatusOne) {
   EXPECT_EQ(readMotFrames(path("walk.txt")).size(), 3u);
 }
 
+// Two noises of 0 leave the Kalman filter nothing to divide by, from the second frame of a track on.
+TEST_F(BadInput, FramesBeforeTheFilterBrokeDownStayWhole) {
+  makeSample(5);
+  static const char* const commands[] = {
+      "track walk.txt --frame 320x240 -o out.txt",
+      "run walk.mp4 --detector mot:walk.txt --tracks out.txt -o out.mp4",
+  };
+  for (const char* command : commands) {
+    SCOPED_TRACE(command);
+    const ToolResult result = tool(std::string(command) + " --process-noise 0 --measurement-noise 0");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_TRUE(isOneLineWith(result.err, "make the filter singular: in frame 2 the box of track 1 "));
+    const MotFrames frames = readMotFrames(path("out.txt"));
+    ASSERT_EQ(frames.size(), 1u);
+    EXPECT_EQ(frames.at(1).size(), 4u);
+  }
+  EXPECT_EQ(countFrames(path("out.mp4")), 1);
+}
+
 TEST_F(BadInput, WrongUsageIsStatusTwoAndHelpIsNot) {
   static const char* const wrong[] = {
       "",
