@@ -8,6 +8,8 @@
 #include "apps/commands/options.h"
 #include "apps/detections/mot_text.h"
 #include "apps/output/output_file.h"
+#include "apps/support/failure.h"
+#include "apps/support/input_file.h"
 #include "apps/support/interrupt.h"
 #include "apps/tracking/frame_tracker.h"
 
@@ -15,6 +17,8 @@ namespace tarnkit {
 namespace {
 
 constexpr int kLargestFrame = 65535;
+// Eleven hours at 25 frames a second. A longer gap is rather a wrong frame number.
+constexpr std::int64_t kLongestGap = 1000000;
 
 struct TrackOptions {
   std::string detections, tracks;
@@ -29,17 +33,33 @@ std::int64_t longestLifeUnseen(const Tarn::TarnBoundingBoxesTrackerParams& param
   return lost < -most ? std::numeric_limits<std::int64_t>::max() : most - lost;
 }
 
+// Throws Failure for a gap that tracks outlive and that would take hours to follow them through.
+void requireShortGaps(const std::string& file, const MotFrames& frames, std::int64_t longest_life) {
+  if (frames.empty() || longest_life <= kLongestGap) return;
+  std::int64_t previous = frames.begin()->first;
+  for (const auto& [number, boxes] : frames) {
+    if (number - previous > kLongestGap)
+      throw Failure(inputName(file), "no boxes between frames " + std::to_string(previous) + " and " +
+                                         std::to_string(number) +
+                                         ": tracks that live that long unseen " +
+                                         "(--lost-threshold) are followed through " +
+                                         std::to_string(kLongestGap) + " frames at most");
+    previous = number;
+  }
+}
+
 int track(const TrackOptions& options) {
   requireSize("--frame", options.frame, kLargestFrame, Sides::kAny);
   applyTrackerParams(options.tracker);
   requireDistinctFiles({options.detections}, {options.tracks});
   const MotFrames frames = readMotFrames(options.detections);
+  const std::int64_t longest_gap = longestLifeUnseen(options.tracker.params);
+  requireShortGaps(options.detections, frames, longest_gap);
 
   catchInterrupts();
   OutputFile out(options.tracks);
   const std::unique_ptr<FrameTracker> tracker =
       makeFrameTracker(options.tracker.filter, options.frame.width, options.frame.height);
-  const std::int64_t longest_gap = longestLifeUnseen(options.tracker.params);
 
   const auto track_frame = [&](std::int64_t number, const std::vector<MotBox>& boxes) {
     std::string lines;

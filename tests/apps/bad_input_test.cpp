@@ -63,6 +63,7 @@ TEST_F(BadInput, FaultsAreOneLineAndStatusOne) {
   makeSample(3);
   write("notes.txt", "These are notes.\n");
   write("empty.mp4", "");
+  write("gap.txt", "1,-1,10,10,5,5,1\n2000000000,-1,10,10,5,5,1\n3,-1,10,10,5,5,1\n");
   write("head.mp4", read("walk.mp4").substr(0, 200));
   struct Case {
     const char *arguments, *fault;
@@ -74,6 +75,8 @@ TEST_F(BadInput, FaultsAreOneLineAndStatusOne) {
       {"track walk.txt --frame 0x480 -o out", "--frame: 0x480: "},
       {"track walk.txt --frame 640x-1 -o out", "--frame: 640x-1: "},
       {"track walk.txt --frame 640x480 -o no/where", "no/where: cannot be written: No such file"},
+      {"track gap.txt --frame 640x480 --lost-threshold -100 -o out",
+       "gap.txt: no boxes between frames 3 and 2000000000: "},
       {"run nofile.mp4", "nofile.mp4: cannot be read: No such file or directory"},
       {"run notes.txt", "notes.txt: is not a video"},
       {"run empty.mp4", "empty.mp4: "},
