@@ -34,6 +34,14 @@ int report(const std::string& fault, int status) {
   return interruptSignal() != 0 ? exitStatus() : status;
 }
 
+// The parser misses a command before it looks at the words that it took for none.
+std::string faultOf(const CLI::ParseError& error, const CLI::App& tool) {
+  const std::vector<std::string> unknown = tool.remaining();
+  if (!tool.get_subcommands().empty() || unknown.empty()) return error.what();
+  const bool is_option = unknown.front().rfind('-', 0) == 0;
+  return "'" + unknown.front() + "' is not " + (is_option ? "an option" : "a command");
+}
+
 int parseAndRun(int argument_count, char** arguments) {
   CLI::App tool("Follow objects through videos, turn frames into network input, and convert pictures.",
                 "tarnkit");
@@ -59,7 +67,7 @@ int parseAndRun(int argument_count, char** arguments) {
       return 0;
     }
     const std::string command = asked == &tool ? "" : " " + asked->get_name();
-    return report(std::string(error.what()) + " (see 'tarnkit" + command + " --help')", kWrongUsage);
+    return report(faultOf(error, tool) + " (see 'tarnkit" + command + " --help')", kWrongUsage);
   }
   for (const Command& command : commands)
     if (command.options->parsed()) return command.run();

@@ -131,26 +131,32 @@ TEST_F(BadInput, FramesBeforeTheFilterBrokeDownStayWhole) {
 }
 
 TEST_F(BadInput, WrongUsageIsStatusTwoAndHelpIsNot) {
-  static const char* const wrong[] = {
-      "",
-      "fly",
-      "track",
-      "track det.txt -o out",
-      "track det.txt --frame 640x480",
-      "track det.txt --frame 640 -o out",
-      "track det.txt --frame 640x480x3 -o out",
-      "track det.txt --frame 640x480 --filter median -o out",
-      "track det.txt --frame 640x480 --fps fast -o out",
-      "run walk.mp4 --detector cat",
-      "run walk.mp4 --detector mot:",
-      "tensor walk.mp4 --size 64x64 --mean 1,2 -o out",
-      "tensor walk.mp4 --size 64x64 --matrix bt000 -o out",
-      "sample out.mp4",
+  struct Case {
+    const char *arguments, *fault;
   };
-  for (const char* arguments : wrong) {
-    SCOPED_TRACE(arguments);
-    const ToolResult result = tool(arguments);
+  static const Case wrong[] = {
+      {"", "subcommand is required"},
+      {"fly", "'fly' is not a command"},
+      {"--fast", "'--fast' is not an option"},
+      {"fly walk.txt --frame 640x480", "'fly' is not a command"},
+      {"track", ""},
+      {"track det.txt -o out", ""},
+      {"track det.txt --frame 640x480", ""},
+      {"track det.txt --frame 640 -o out", ""},
+      {"track det.txt --frame 640x480x3 -o out", ""},
+      {"track det.txt --frame 640x480 --filter median -o out", ""},
+      {"track det.txt --frame 640x480 --fps fast -o out", ""},
+      {"run walk.mp4 --detector cat", ""},
+      {"run walk.mp4 --detector mot:", ""},
+      {"tensor walk.mp4 --size 64x64 --mean 1,2 -o out", ""},
+      {"tensor walk.mp4 --size 64x64 --matrix bt000 -o out", ""},
+      {"sample out.mp4", ""},
+  };
+  for (const Case& c : wrong) {
+    SCOPED_TRACE(c.arguments);
+    const ToolResult result = tool(c.arguments);
     EXPECT_EQ(result.status, 2);
+    EXPECT_TRUE(isOneLineWith(result.err, c.fault));
     EXPECT_TRUE(isOneLineWith(result.err, "--help'"));
     EXPECT_EQ(result.out, "");
   }
