@@ -7,6 +7,7 @@
 
 #include "apps/support/failure.h"
 #include "apps/support/interrupt.h"
+#include "apps/video/next_picture.h"
 
 namespace tarnkit {
 namespace {
@@ -84,6 +85,7 @@ struct VideoReader::Impl {
   void openDecoder();
   void describe();
   bool decodeNext();
+  Answer ask();
   bool feed();
   void pack();
 };
@@ -144,8 +146,10 @@ void VideoReader::Impl::describe() {
   info.colour = colourOf(*decoded);
 }
 
-// Gives the decoder one more packet, or tells it that there are none. False when reading was stopped.
+// Gives the decoder one more packet, or tells it that there are none. False if it was told so before,
+// and when reading was stopped.
 bool VideoReader::Impl::feed() {
+  if (at_end) return false;
   const int read = av_read_frame(input.get(), packet.get());
   if (interruptSignal() != 0) return false;
   if (read == AVERROR_EOF) {
@@ -160,17 +164,15 @@ bool VideoReader::Impl::feed() {
   return true;
 }
 
+Answer VideoReader::Impl::ask() {
+  const int received = avcodec_receive_frame(decoder.get(), decoded.get());
+  if (received >= 0) return Answer::kPicture;
+  if (received == AVERROR_EOF) return Answer::kEnd;
+  return received == AVERROR(EAGAIN) ? Answer::kWantsInput : Answer::kFault;
+}
+
 bool VideoReader::Impl::decodeNext() {
-  for (;;) {
-    const int received = avcodec_receive_frame(decoder.get(), decoded.get());
-    if (received >= 0) return true;
-    if (received == AVERROR_EOF) return false;
-    if (received == AVERROR(EAGAIN)) {
-      if (at_end || !feed()) return false;
-    } else {
-      ++damaged;
-    }
-  }
+  return nextPicture([this] { return ask(); }, [this] { return feed(); }, damaged);
 }
 
 // The decoded picture as rows without padding.

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "apps/support/failure.h"
+#include "apps/video/next_picture.h"
 #include "apps/video/video_reader.h"
 #include "tests/apps/tool_test_support.h"
 
@@ -112,6 +113,39 @@ TEST_F(Video, OtherSamplingsBecomeFourTwoZero) {
     std::string expected = ramp(16, 16);
     for (int pair = 0; pair < 4; ++pair) expected += {c.u, c.v};
     EXPECT_EQ(samplesOf(frame), expected);
+  }
+}
+
+// Answers: p a picture, w wants input, f a fault, e the end; the last one for ever.
+struct Script {
+  const char* answers;
+  int packets;
+  bool picture;
+  std::int64_t faults;
+};
+
+TEST(NextPicture, EndsWhateverTheDecoderAnswers) {
+  // A decoder of nothing but faults has 64 tries before each packet and after the last.
+  static const Script scripts[] = {
+      {"p", 0, true, 0},  {"wwp", 2, true, 0},  {"wffp", 1, true, 2},    {"we", 1, false, 0},
+      {"w", 3, false, 0}, {"wfe", 1, false, 1}, {"f", 3, false, 4 * 64}, {"wf", 3, false, 3 * 64},
+  };
+  for (const Script& script : scripts) {
+    SCOPED_TRACE(script.answers);
+    const char* at = script.answers;
+    int packets = script.packets;
+    std::int64_t faults = 0;
+    const auto ask = [&] {
+      const char answer = at[1] == '\0' ? *at : *at++;
+      return answer == 'p'   ? tarnkit::Answer::kPicture
+             : answer == 'w' ? tarnkit::Answer::kWantsInput
+             : answer == 'e' ? tarnkit::Answer::kEnd
+                             : tarnkit::Answer::kFault;
+    };
+    EXPECT_EQ(tarnkit::nextPicture(
+                  ask, [&] { return packets-- > 0; }, faults),
+              script.picture);
+    EXPECT_EQ(faults, script.faults);
   }
 }
 
