@@ -8,6 +8,7 @@
 #include "apps/support/failure.h"
 #include "apps/support/interrupt.h"
 #include "apps/video/next_picture.h"
+#include "apps/video/pipe_input.h"
 
 namespace tarnkit {
 namespace {
@@ -67,6 +68,7 @@ YuvColour colourOf(const AVFrame& frame) {
 
 struct VideoReader::Impl {
   std::string name;
+  PipeInput pipe;  // outlives `input`, which reads from it
   std::unique_ptr<AVFormatContext, CloseInput> input;
   FfmpegPointer<AVCodecContext> decoder;
   FfmpegPointer<AVPacket> packet = owned(av_packet_alloc());
@@ -87,17 +89,25 @@ struct VideoReader::Impl {
   bool decodeNext();
   Answer ask();
   bool feed();
+  [[noreturn]] void refuse(const std::string& fault) const;
   void pack();
 };
 
+// Whatever FFmpeg makes of a file whose reading was interrupted is no fault of the file.
+void VideoReader::Impl::refuse(const std::string& fault) const {
+  throw Failure(name, interruptSignal() != 0 ? "interrupted" : fault);
+}
+
 void VideoReader::Impl::open(const std::string& path) {
   name = path == "-" ? "standard input" : path;
+  pipe = openPipe(path);
   AVFormatContext* context = avformat_alloc_context();
   if (context == nullptr) throw std::bad_alloc();
   context->interrupt_callback.callback = stopReading;
+  context->pb = pipe.get();
   const int error = avformat_open_input(&context, urlOf(path).c_str(), nullptr, nullptr);
-  if (error == AVERROR_INVALIDDATA) throw Failure(name, "is not a video in any known format");
-  if (error < 0) throw Failure(name, "cannot be read: " + ffmpegErrorText(error));
+  if (error == AVERROR_INVALIDDATA) refuse("is not a video in any known format");
+  if (error < 0) refuse("cannot be read: " + ffmpegErrorText(error));
   input.reset(context);
   // This demuxer draws any file named .txt as characters on a screen: notes are not a video.
   if (std::strcmp(input->iformat->name, "tty") == 0)
@@ -107,7 +117,7 @@ void VideoReader::Impl::open(const std::string& path) {
 
 void VideoReader::Impl::openDecoder() {
   const int probed = avformat_find_stream_info(input.get(), nullptr);
-  if (probed < 0) throw Failure(name, "is not a video: " + ffmpegErrorText(probed));
+  if (probed < 0) refuse("is not a video: " + ffmpegErrorText(probed));
   // FFmpeg 4 takes the decoder by pointer to non-const: the one difference between its versions here.
   const AVCodec* codec = nullptr;
 #if LIBAVFORMAT_VERSION_MAJOR < 59
@@ -118,8 +128,8 @@ void VideoReader::Impl::openDecoder() {
   stream_index = av_find_best_stream(input.get(), AVMEDIA_TYPE_VIDEO, -1, -1, &codec, 0);
 #endif
   if (stream_index == AVERROR_DECODER_NOT_FOUND)
-    throw Failure(name, "is coded in a way that this FFmpeg cannot decode");
-  if (stream_index < 0 || codec == nullptr) throw Failure(name, "holds no video");
+    refuse("is coded in a way that this FFmpeg cannot decode");
+  if (stream_index < 0 || codec == nullptr) refuse("holds no video");
   const AVStream* const stream = input->streams[stream_index];
   decoder = owned(avcodec_alloc_context3(codec));
   decoder->thread_count = 0;  // as many as the machine has processors

@@ -9,6 +9,7 @@
 
 #if !defined(_WIN32)
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #endif
@@ -212,10 +213,12 @@ TEST_F(BadInput, WhatWasWrittenBeforeTheDiskFilledUpStaysWhole) {
   EXPECT_GT(countFrames(path("out.mp4")), 0);
 }
 
-// Starts the tool in the background with standard output going to `out`.
-pid_t startTool(const std::vector<std::string>& arguments, int out, const std::string& err) {
+// Starts the tool in the background with standard output going to `out` and standard input from `in`.
+pid_t startTool(const std::vector<std::string>& arguments, int out, const std::string& err,
+                int in = STDIN_FILENO) {
   const pid_t child = fork();
   if (child != 0) return child;
+  dup2(in, STDIN_FILENO);
   const int err_file = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
   dup2(out, STDOUT_FILENO);
   dup2(err_file, STDERR_FILENO);
@@ -229,9 +232,13 @@ pid_t startTool(const std::vector<std::string>& arguments, int out, const std::s
   _exit(127);
 }
 
+// -1 if a signal ended the tool: one of its own accord, or ours after 20 seconds.
 int exitStatusOf(pid_t child) {
   int status = 0;
-  waitpid(child, &status, 0);
+  for (int tenths = 0; waitpid(child, &status, WNOHANG) == 0; ++tenths) {
+    if (tenths == 200) kill(child, SIGKILL);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
@@ -282,6 +289,61 @@ TEST_F(BadInput, AnInterruptFinishesTheFrameAndTheFiles) {
     EXPECT_LT(frames, kFrames);
     EXPECT_EQ(countFrames(path("out.mp4")), frames);
     EXPECT_EQ(read("summary.txt").rfind("frames " + std::to_string(frames) + ",", 0), 0u);
+  }
+}
+
+TEST_F(BadInput, AnInterruptEndsTheWaitForAPipeThatStalls) {
+  // Frames so large that no buffer of the reader's holds the first of them back.
+  constexpr int kSide = 1024, kFrames = 3;
+  std::string video = "YUV4MPEG2 W1024 H1024 F25:1 C420jpeg\n";
+  for (int i = 0; i < kFrames; ++i) video += "FRAME\n" + std::string(kSide * kSide * 3 / 2, 'a');
+  write("none.txt", "");
+  ASSERT_EQ(mkfifo(path("fifo").c_str(), 0600), 0);
+  struct Case {
+    const char *input, *first;
+    std::size_t bytes;
+  };
+  const Case cases[] = {
+      {"-", "tensors/000001.npy", video.size()},
+      {"fifo", "tensors/000001.npy", video.size()},
+      {"fifo", "", 20},  // not even the head
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.input << ", " << c.bytes << " bytes");
+    std::filesystem::remove_all(path("tensors"));
+    const bool is_stdin = c.input == std::string("-");
+    int ends[2] = {STDIN_FILENO, -1};
+    if (is_stdin) {
+      ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    }
+    const int summary = open(path("summary.txt").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    const pid_t child =
+        startTool({"run", is_stdin ? "-" : path(c.input), "--detector", "mot:" + path("none.txt"),
+                   "--tensors", path("tensors"), "--size", "16x16"},
+                  summary, path("err.txt"), ends[0]);
+    close(summary);
+    if (is_stdin) {
+      close(ends[0]);
+    } else {
+      ends[1] = open(path(c.input).c_str(), O_WRONLY | O_CLOEXEC);
+    }
+    EXPECT_EQ(::write(ends[1], video.data(), c.bytes), static_cast<ssize_t>(c.bytes));
+    // The tool has the pipe open, and its own handler of signals installed before.
+    const bool shows = *c.first != '\0';
+    EXPECT_TRUE(!shows || waitForFile(path(c.first)));
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    const auto signalled = std::chrono::steady_clock::now();
+    kill(child, SIGINT);
+    EXPECT_EQ(exitStatusOf(child), 128 + SIGINT);
+    EXPECT_LT(std::chrono::steady_clock::now() - signalled, std::chrono::seconds(5));
+    close(ends[1]);
+    if (shows) {
+      EXPECT_EQ(read("err.txt"), "");
+      EXPECT_EQ(read("summary.txt").rfind("frames ", 0), 0u);
+    } else {
+      EXPECT_TRUE(isOneLineWith(read("err.txt"), "fifo: interrupted"));
+      EXPECT_EQ(read("summary.txt"), "");
+    }
   }
 }
 
