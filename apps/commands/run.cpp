@@ -99,6 +99,18 @@ int run(RunOptions options) {
   const std::unique_ptr<Detector> detector = makeDetector(options);
   catchInterrupts();
   VideoReader video(options.video);
+  StageTimes times({"decode", "tensor", "detect", "track", "draw and encode"});
+  Counts counts;
+  _TN_Image frame;
+  const auto next_frame = [&] {
+    if (interruptSignal() != 0 || (options.frames && counts.frames >= *options.frames)) return false;
+    times.start();
+    if (!video.next(frame)) return false;
+    times.finish(kDecode);
+    return true;
+  };
+  // What the files to be written look like is known from the first frame on.
+  bool has_frame = next_frame();
   const VideoInfo& info = video.info();
   if (options.tracker.fps->count() == 0) options.tracker.params.fps = static_cast<float>(info.fps());
   applyTrackerParams(options.tracker);
@@ -114,18 +126,13 @@ int run(RunOptions options) {
 
   const std::unique_ptr<FrameTracker> tracker =
       makeFrameTracker(options.tracker.filter, info.width, info.height);
-  StageTimes times({"decode", "tensor", "detect", "track", "draw and encode"});
-  Counts counts;
   std::int64_t expected = info.frames_expected;
   if (options.frames && (expected == 0 || *options.frames < expected)) expected = *options.frames;
   std::optional<ProgressBar> progress(std::in_place, expected);
 
-  while (interruptSignal() == 0 && (!options.frames || counts.frames < *options.frames)) {
-    _TN_Image frame;
-    times.start();
-    if (!video.next(frame)) break;
-    times.finish(kDecode);
+  for (; has_frame; has_frame = next_frame()) {
     const std::int64_t number = ++counts.frames;
+    times.start();
     const _TN_Image& tensor = tensor_maker.make(frame);
     times.finish(kTensor);
     if (!options.tensors.empty())

@@ -80,12 +80,14 @@ struct VideoReader::Impl {
   VideoInfo info = {};
   int stream_index = -1;
   std::int64_t damaged = 0;
-  bool at_end = false;     // every packet has gone to the decoder
-  bool has_first = false;  // `decoded` holds the first frame, not handed out yet
+  bool at_end = false;       // every packet has gone to the decoder
+  bool has_first = false;    // the first frame was decoded and `info` filled
+  bool first_waits = false;  // `decoded` holds the first frame, not handed out yet
 
   void open(const std::string& path);
   void openDecoder();
   void describe();
+  void decodeFirst();
   bool decodeNext();
   Answer ask();
   bool feed();
@@ -185,6 +187,13 @@ bool VideoReader::Impl::decodeNext() {
   return nextPicture([this] { return ask(); }, [this] { return feed(); }, damaged);
 }
 
+void VideoReader::Impl::decodeFirst() {
+  if (has_first) return;
+  if (!decodeNext()) refuse("holds no frame that can be decoded");
+  describe();
+  has_first = first_waits = true;
+}
+
 // The decoded picture as rows without padding.
 void VideoReader::Impl::pack() {
   const AVPixelFormat pixels = static_cast<AVPixelFormat>(decoded->format);
@@ -213,22 +222,21 @@ void VideoReader::Impl::pack() {
 
 VideoReader::VideoReader(const std::string& path) : impl_(std::make_unique<Impl>()) {
   impl_->open(path);
-  impl_->has_first = impl_->decodeNext();
-  if (!impl_->has_first)
-    throw Failure(impl_->name,
-                  interruptSignal() != 0 ? "interrupted" : "holds no frame that can be decoded");
-  impl_->describe();
 }
 
 VideoReader::~VideoReader() = default;
 
-const VideoInfo& VideoReader::info() const { return impl_->info; }
+const VideoInfo& VideoReader::info() {
+  impl_->decodeFirst();
+  return impl_->info;
+}
 
 std::int64_t VideoReader::damagedPackets() const { return impl_->damaged; }
 
 bool VideoReader::next(_TN_Image& frame) {
-  if (!impl_->has_first && !impl_->decodeNext()) return false;
-  impl_->has_first = false;
+  impl_->decodeFirst();
+  if (!impl_->first_waits && !impl_->decodeNext()) return false;
+  impl_->first_waits = false;
   impl_->pack();
   frame = {0, TN_PIX_FMT_NV12, impl_->info.width, impl_->info.height, 0, impl_->packed.data()};
   return true;

@@ -32,17 +32,19 @@ struct VideoInfo {
 // and BT.709 from there on, limited range.
 class VideoReader {
  public:
-  // path: a file, a URL, or "-" for standard input. Decodes the first frame, so that info() is known.
-  // Throws Failure naming the path if it cannot be opened, is no video, or holds no whole frame.
+  // path: a file, a URL, or "-" for standard input. Throws Failure naming the path if it cannot be
+  // opened or is no video, or if an interrupt was noted before that was known.
   explicit VideoReader(const std::string& path);
   ~VideoReader();
   VideoReader(const VideoReader&) = delete;
   VideoReader& operator=(const VideoReader&) = delete;
 
-  const VideoInfo& info() const;
+  // Decodes the first frame if next() has not yet, and throws as it does for that frame.
+  const VideoInfo& info();
 
   // The next frame, valid until the next call; false at the end, or when an interrupt was noted while
-  // reading. Damaged packets are passed over. Throws Failure when reading fails midway.
+  // reading. Damaged packets are passed over. Throws Failure when reading fails midway, and in place of
+  // the first frame if there is none that can be decoded or an interrupt was noted before it.
   bool next(_TN_Image& frame);
 
   // Packets so far that could not be decoded.

@@ -80,7 +80,9 @@ TEST_F(Video, OddSizesLoseTheirLastColumnAndRow) {
   EXPECT_EQ(samplesOf(frame), expected);
 
   writeY4m("W1 H5 F25:1 C420jpeg", {ramp(1, 11)});
-  EXPECT_THROW(VideoReader(path("raw.y4m")), tarnkit::Failure);
+  // Opening leaves the first frame to whoever asks for it, so that its decoding can be timed.
+  VideoReader narrow(path("raw.y4m"));
+  EXPECT_THROW(narrow.info(), tarnkit::Failure);
 }
 
 TEST_F(Video, UntaggedColoursGoByTheNumberOfLines) {
