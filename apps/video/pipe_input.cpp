@@ -33,6 +33,7 @@ constexpr int kBufferSize = 1 << 16;
 
 // FFmpeg hands the descriptor back as the pointer that it was given with.
 void* asPointer(int descriptor) {
+  // NOLINTNEXTLINE(performance-no-int-to-ptr)
   return reinterpret_cast<void*>(static_cast<std::intptr_t>(descriptor));
 }
 
