@@ -6,8 +6,6 @@
 #include <cstdio>
 #include <exception>
 #include <new>
-#include <opencv2/core.hpp>
-#include <opencv2/core/utils/logger.hpp>
 #include <string>
 #include <vector>
 
@@ -15,7 +13,14 @@
 #include "apps/output/output_file.h"
 #include "apps/support/failure.h"
 #include "apps/support/interrupt.h"
+#include "apps/support/version.h"
+
+#if defined(TARNKIT_MEDIA)
+#include <opencv2/core.hpp>
+#include <opencv2/core/utils/logger.hpp>
+
 #include "apps/video/ffmpeg.h"
+#endif
 
 namespace tarnkit {
 namespace {
@@ -24,9 +29,11 @@ constexpr int kBadInput = 1, kWrongUsage = 2;
 
 // The libraries' own messages would come on top of ours.
 void silenceLibraries() {
+#if defined(TARNKIT_MEDIA)
   av_log_set_level(AV_LOG_QUIET);
   cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
   cv::redirectError([](int, const char*, const char*, const char*, int, void*) { return 0; });
+#endif
 }
 
 int report(const std::string& fault, int status) {
@@ -42,15 +49,28 @@ std::string faultOf(const CLI::ParseError& error, const CLI::App& tool) {
   return "'" + unknown.front() + "' is not " + (is_option ? "an option" : "a command");
 }
 
+std::vector<Command> makeCommands(CLI::App& tool) {
+  std::vector<Command> commands;
+  for (const auto make :
+       {makeTrackCommand, makeScoreCommand, makeLayersCommand, makeExportConfigCommand})
+    commands.push_back(make(tool));
+#if defined(TARNKIT_MEDIA)
+  for (const auto make : {makeRunCommand, makeTensorCommand, makeConvertCommand, makePrepareCommand,
+                          makeWarpCommand, makeSampleCommand})
+    commands.push_back(make(tool));
+#endif
+  return commands;
+}
+
 int parseAndRun(int argument_count, char** arguments) {
   CLI::App tool("Follow objects through videos, turn frames into network input, and convert pictures.",
                 "tarnkit");
   tool.footer("Run 'tarnkit COMMAND --help' for a command's options.");
-  tool.set_version_flag("--version", "tarnkit " TARNKIT_VERSION);
+  tool.set_version_flag("--version", versionText);
   tool.require_subcommand(1);
-  const std::vector<Command> commands = {makeTrackCommand(tool), makeRunCommand(tool),
-                                         makeTensorCommand(tool), makeConvertCommand(tool),
-                                         makeSampleCommand(tool)};
+  // On Windows the parser would take paths that begin with a slash for options.
+  tool.allow_windows_style_options(false);
+  const std::vector<Command> commands = makeCommands(tool);
   try {
     tool.parse(argument_count, arguments);
   } catch (const CLI::ParseError& error) {

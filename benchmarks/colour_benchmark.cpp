@@ -17,6 +17,7 @@ extern "C" {
 }
 
 #include "benchmarks/benchmark_main.h"
+#include "tn_checked.h"
 #include "tn_cv.h"
 
 namespace {
@@ -164,6 +165,16 @@ void addPlanar(const Frame& f, const PackedFormat& p) {
   addLimit(f, row, f.n * (p.channels + 3));
 }
 
+// What the checks cost where they weigh most: on a picture so small that it takes a microsecond. The
+// peer is the routine itself.
+void addChecked(const Frame& f) {
+  const Tarn::checked::ConstBytes src = {f.src, static_cast<std::size_t>(f.src_rows.cols)};
+  const Tarn::checked::Bytes dst = {f.dst, static_cast<std::size_t>(f.dst_rows.cols)};
+  add(f, "checked i420_to_rgb", "tn_kits",
+      [&f, src, dst] { Tarn::checked::yuv420f_to_rgb(src, f.w, f.h, dst); });
+  add(f, "checked i420_to_rgb", "unchecked", [&f] { TN_CV::yuv420f_to_rgb(f.src, f.w, f.h, f.dst); });
+}
+
 // Every pixel the same in all channels, as grey cameras deliver it: each one's exact sum is an integer.
 void makeGray(Frame& f) {
   for (int i = 0; i + 3 < f.src_rows.cols; i += 4) std::memset(f.src + i, f.src[i], 4);
@@ -181,7 +192,7 @@ void registerRows() {
   cv::setNumThreads(1);
 
   // Registered rows keep pointers to these.
-  static Frame full(1920, 1080), small(640, 480), gray(640, 480), flat(640, 480);
+  static Frame full(1920, 1080), small(640, 480), tiny(64, 48), gray(640, 480), flat(640, 480);
   makeGray(gray);
   makeFlat(flat);
   for (const Frame* const f : {&full, &small}) {
@@ -189,6 +200,7 @@ void registerRows() {
     for (const PackedFormat& p : kPacked) addGray(*f, p, "");
     for (const PackedFormat& p : kPacked) addPlanar(*f, p);
   }
+  addChecked(tiny);
   addGray(gray, kPacked[0], " gray footage");
   addGray(flat, kPacked[0], " slowest colour");
 }

@@ -11,7 +11,7 @@ if(OpenCV_FOUND)
   foreach(component IN LISTS TnOpenCV_FIND_COMPONENTS)
     set(TnOpenCV_${component}_FOUND TRUE)
     if(NOT TARGET TnOpenCV::${component})
-      add_library(TnOpenCV::${component} INTERFACE IMPORTED)
+      add_library(TnOpenCV::${component} INTERFACE IMPORTED GLOBAL)
       set_target_properties(TnOpenCV::${component} PROPERTIES
         INTERFACE_INCLUDE_DIRECTORIES "${OpenCV_INCLUDE_DIRS}"
         INTERFACE_LINK_LIBRARIES opencv_${component})
@@ -38,7 +38,7 @@ else()
        AND EXISTS "${TnOpenCV_INCLUDE_DIR}/opencv2/${component}.hpp")
       set(TnOpenCV_${component}_FOUND TRUE)
       if(NOT TARGET TnOpenCV::${component})
-        add_library(TnOpenCV::${component} UNKNOWN IMPORTED)
+        add_library(TnOpenCV::${component} UNKNOWN IMPORTED GLOBAL)
         set_target_properties(TnOpenCV::${component} PROPERTIES
           IMPORTED_LOCATION "${TnOpenCV_${component}_LIBRARY}"
           INTERFACE_INCLUDE_DIRECTORIES "${TnOpenCV_INCLUDE_DIR}")

@@ -11,6 +11,10 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 # An installed tree finds its own libraries wherever it is moved to.
 file(RELATIVE_PATH TN_KITS_BIN_TO_LIB "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
 set(CMAKE_INSTALL_RPATH "$ORIGIN;$ORIGIN/${TN_KITS_BIN_TO_LIB}")
+if(TN_KITS_PLATFORM STREQUAL "external")
+  # That one stays where it was found.
+  set(CMAKE_INSTALL_RPATH_USE_LINK_PATH ON)
+endif()
 
 option(TN_KITS_SANITIZE "Build everything with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
 if(TN_KITS_SANITIZE)
@@ -18,12 +22,20 @@ if(TN_KITS_SANITIZE)
   add_link_options(-fsanitize=address,undefined)
 endif()
 
+if(TN_KITS_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all
+    -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+
 # tn_kits_compile_options(TARGET): warnings, exact floating point, and live assertions.
 function(tn_kits_compile_options target)
   if(MSVC)
     # UNDEBUG: preconditions and the linear-algebra library's assertions stay active in Release.
-    target_compile_options(${target} PRIVATE /W4 /fp:precise /UNDEBUG
+    target_compile_options(${target} PRIVATE /W4 /permissive- /utf-8 /fp:precise /UNDEBUG
       $<$<BOOL:${TN_KITS_WARNINGS_AS_ERRORS}>:/WX>)
+    # std::fopen and std::getenv are deprecated there in favour of functions that exist nowhere else.
+    target_compile_definitions(${target} PRIVATE _CRT_SECURE_NO_WARNINGS)
     return()
   endif()
   target_compile_options(${target} PRIVATE

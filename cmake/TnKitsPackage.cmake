@@ -1,24 +1,32 @@
-# Installation: headers flat in include/tn_kits, one CMake package and one pkg-config file a library.
+# Installation: headers flat in include/tn_kits, one CMake package and one pkg-config file a library, in the
+# components runtime, development and tools.
 
 include(CMakePackageConfigHelpers)
 set(TN_KITS_INCLUDE_DIR "${CMAKE_INSTALL_INCLUDEDIR}/tn_kits")
 
-# tn_kits_install(LIB HEADERS <dir> [DEPENDS <CMake packages>] [PC_REQUIRES <pkg-config packages>])
+# tn_kits_install(LIB HEADERS <dir> [DEPENDS <CMake packages>] [FIND_MODULES <modules>]
+#                 [PC_REQUIRES <pkg-config packages>] [PC_LIBS <linker arguments>])
 # Installs library LIB with the headers of a folder as CMake package LIB (target LIB::LIB) and as
-# pkg-config package LIB.
+# pkg-config package LIB. Each of DEPENDS is what find_package takes, in one string; modules by which it
+# finds them are installed beside the package.
 function(tn_kits_install lib)
-  cmake_parse_arguments(arg "" "HEADERS" "DEPENDS;PC_REQUIRES" ${ARGN})
+  cmake_parse_arguments(arg "" "HEADERS" "DEPENDS;FIND_MODULES;PC_REQUIRES;PC_LIBS" ${ARGN})
   set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/${lib}")
 
   install(TARGETS ${lib} EXPORT ${lib}Targets
-    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
     INCLUDES DESTINATION ${TN_KITS_INCLUDE_DIR})
-  install(DIRECTORY ${arg_HEADERS}/ DESTINATION ${TN_KITS_INCLUDE_DIR} FILES_MATCHING PATTERN "*.h")
-  install(EXPORT ${lib}Targets NAMESPACE ${lib}:: DESTINATION ${package_dir})
+  install(DIRECTORY ${arg_HEADERS}/ DESTINATION ${TN_KITS_INCLUDE_DIR} COMPONENT development
+    FILES_MATCHING PATTERN "*.h")
+  install(EXPORT ${lib}Targets NAMESPACE ${lib}:: DESTINATION ${package_dir} COMPONENT development)
 
   set(dependencies "")
+  if(arg_FIND_MODULES)
+    install(FILES ${arg_FIND_MODULES} DESTINATION ${package_dir} COMPONENT development)
+    set(dependencies "list(APPEND CMAKE_MODULE_PATH \"\${CMAKE_CURRENT_LIST_DIR}\")\n")
+  endif()
   foreach(package IN LISTS arg_DEPENDS)
     string(APPEND dependencies "find_dependency(${package})\n")
   endforeach()
@@ -30,17 +38,19 @@ function(tn_kits_install lib)
     VERSION ${PROJECT_VERSION} COMPATIBILITY SameMinorVersion)
   install(FILES "${PROJECT_BINARY_DIR}/${lib}Config.cmake"
                 "${PROJECT_BINARY_DIR}/${lib}ConfigVersion.cmake"
-    DESTINATION ${package_dir})
+    DESTINATION ${package_dir} COMPONENT development)
 
   # The .pc file finds its prefix from its own place, so an installed tree can be moved.
   file(RELATIVE_PATH TN_PC_PREFIX "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
   string(REGEX REPLACE "/$" "" TN_PC_PREFIX "${TN_PC_PREFIX}")
   list(JOIN arg_PC_REQUIRES ", " TN_PC_REQUIRES)
+  list(JOIN arg_PC_LIBS " " TN_PC_LIBS)
   set(TN_PC_CFLAGS "")
   get_target_property(type ${lib} TYPE)
   if(type STREQUAL "STATIC_LIBRARY")
     string(TOUPPER "-D${lib}_STATIC" TN_PC_CFLAGS)
   endif()
   configure_file("${PROJECT_SOURCE_DIR}/cmake/package.pc.in" "${PROJECT_BINARY_DIR}/${lib}.pc" @ONLY)
-  install(FILES "${PROJECT_BINARY_DIR}/${lib}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+  install(FILES "${PROJECT_BINARY_DIR}/${lib}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
+    COMPONENT development)
 endfunction()

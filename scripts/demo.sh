@@ -1,14 +1,17 @@
 #!/bin/sh
 # Shows the pipeline at work: people are found and followed through a video.
 #
-#   scripts/demo.sh          the pedestrian video of Debian's package opencv-doc, or a made-up clip
-#   scripts/demo.sh VIDEO    a video of your own
+#   scripts/demo.sh            the pedestrian video of Debian's package opencv-doc; where that is not to be
+#                              had, as with --figures
+#   scripts/demo.sh --figures  a made-up clip of coloured figures, found by the built-in network; the tracks
+#                              are scored against the truth. Nothing is downloaded
+#   scripts/demo.sh VIDEO      a video of your own
 #
 # FRAMES=500 scripts/demo.sh   more frames than the first 200; FRAMES=all for the whole video
 set -eu
 
 if [ $# -gt 1 ] || [ "${1-}" = "-h" ] || [ "${1-}" = "--help" ]; then
-  sed -n '2,7s/^# \{0,1\}//p' "$0"
+  sed -n '2,10s/^# \{0,1\}//p' "$0"
   [ $# -le 1 ] && exit 0
   exit 2
 fi
@@ -17,7 +20,11 @@ root=$(CDPATH='' cd -- "$(dirname -- "$0")/.." && pwd)
 out=$root/build/demo
 tool=$root/build/release/apps/tarnkit
 video=${1-}
-if [ -n "$video" ]; then
+figures=
+if [ "$video" = --figures ]; then
+  figures=yes
+  video=
+elif [ -n "$video" ]; then
   if [ ! -f "$video" ]; then
     echo "demo: $video: no such file" >&2
     exit 1
@@ -69,14 +76,19 @@ quietly "building (a few minutes the first time)" \
 
 detector=hog
 if [ -z "$video" ]; then
-  echo "demo: fetching the pedestrian video of package opencv-doc ..."
-  if fetch_pedestrians; then
-    video=$out/vtest.avi
-  else
-    echo "demo: package opencv-doc is not to be had here; a made-up clip with known boxes takes its place"
-    video=$out/sample.mp4
-    "$tool" sample "$video" --detections "$out/sample.txt" --frames 200
-    detector=mot:$out/sample.txt
+  if [ -z "$figures" ]; then
+    echo "demo: fetching the pedestrian video of package opencv-doc ..."
+    if fetch_pedestrians; then
+      video=$out/vtest.avi
+    else
+      echo "demo: package opencv-doc is not to be had here; coloured figures take the people's place"
+      figures=yes
+    fi
+  fi
+  if [ -n "$figures" ]; then
+    video=$out/figures.mp4
+    detector=onnx
+    "$tool" sample "$video" --scene figures --detections "$out/truth.txt" --frames 200
   fi
 fi
 
@@ -84,13 +96,19 @@ set --
 frames=${FRAMES-200}
 [ "$frames" = all ] || set -- --frames "$frames"
 
-# By default a track ends in the first frame that its person is not found in. These let it live on
+# By default a track ends in the first frame that its object is not found in. These let it live on
 # for up to eight frames, and unseen for three more before its identity is given up.
-echo "demo: following people through $(basename -- "$video") ..."
+echo "demo: following what moves through $(basename -- "$video") ..."
 "$tool" run "$video" --detector "$detector" "$@" \
   --max-confidence 8 --lost-threshold -3 \
   -o "$out/tracked.mp4" --tracks "$out/tracks.txt" \
   --contact-sheet "$out/contact-sheet.png" --trajectories "$out/trajectories.png"
+
+if [ -n "$figures" ]; then
+  echo
+  echo "Against the truth, boxes matching from half of their union on:"
+  "$tool" score "$out/tracks.txt" "$out/truth.txt"
+fi
 
 cat <<END
 

@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 
 tool() { command -v "$1-14" || command -v "$1" || { echo "scripts/format.sh: $1 is missing; run scripts/setup.sh lint" >&2; exit 1; }; }
 format=$(tool clang-format)
-mapfile -t files < <(find apps benchmarks examples platform tarnkit tests -name '*.h' -o -name '*.cpp' | sort)
+mapfile -t files < <(find apps benchmarks common examples fuzz platform tarnkit tests -name '*.h' -o -name '*.cpp' | sort)
 
 if [ "${1:-}" != --check ]; then
   "$format" -i "${files[@]}"
@@ -19,8 +19,9 @@ fi
 tidy=$(tool clang-tidy)
 build=build/release
 [ -f "$build/compile_commands.json" ] || { echo "scripts/format.sh: configure the release preset first" >&2; exit 1; }
-# Benchmarks and examples are not part of that build; headers are linted through the files that use them.
-printf '%s\n' "${files[@]}" | grep '\.cpp$' | grep -Ev '^(benchmarks|examples)/' |
+# Benchmarks, examples, common and the consumers of an installation are not part of that build; headers are
+# linted through the files that use them.
+printf '%s\n' "${files[@]}" | grep '\.cpp$' | grep -Ev '^(benchmarks|common|examples|tests/install)/' |
   xargs -P "$(nproc)" -n 1 "$tidy" -p "$build" --quiet --warnings-as-errors='*' \
     --extra-arg=-Wno-unknown-warning-option 2>/dev/null
 echo "format and lint: clean"

@@ -1,17 +1,22 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that are missing for the named jobs, and nothing else.
-# usage: scripts/setup.sh [build] [test] [lint] [bench]     (default: build)
+# usage: scripts/setup.sh [build] [test] [lint] [fuzz] [bench] [windows] [package]     (default: build)
 set -euo pipefail
 
-# The library needs Eigen and Highway; the tool takes its command line, video, pedestrians and drawing
-# from libraries too.
+# The library needs Eigen, Highway and OpenCV's dnn module; the tool takes its command line, video,
+# pedestrians and drawing from libraries too.
 build=(g++ cmake ninja-build pkg-config
   libeigen3-dev libhwy-dev
   libcli11-dev libavformat-dev libavcodec-dev libavutil-dev libswscale-dev
-  libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev libopencv-objdetect-dev)
-test=(libgtest-dev make)
+  libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev libopencv-objdetect-dev
+  libopencv-dnn-dev)
+test=(libgtest-dev make python3 binutils abigail-tools)
 lint=(clang-format-14 clang-tidy-14)
-bench=(libbenchmark-dev libyuv-dev python3)
+fuzz=(clang-14 libclang-rt-14-dev)
+bench=(libbenchmark-dev libyuv-dev python3 python3-onnx)
+# On top of build, whose headers serve both systems. GoogleTest comes as sources.
+windows=(clang-14 lld-14 llvm-14 g++-mingw-w64-x86-64-posix googletest wine64 wine)
+package=(dpkg-dev file debootstrap)
 
 wanted=()
 for job in "${@:-build}"; do
@@ -19,8 +24,13 @@ for job in "${@:-build}"; do
     build) wanted+=("${build[@]}") ;;
     test) wanted+=("${test[@]}") ;;
     lint) wanted+=("${lint[@]}") ;;
+    fuzz) wanted+=("${fuzz[@]}") ;;
     bench) wanted+=("${bench[@]}") ;;
-    *) echo "scripts/setup.sh: unknown job '$job'; jobs are build, test, lint, bench" >&2; exit 2 ;;
+    windows) wanted+=("${windows[@]}") ;;
+    package) wanted+=("${package[@]}") ;;
+    *)
+      echo "scripts/setup.sh: unknown job '$job'; jobs are build, test, lint, fuzz, bench, windows, package" >&2
+      exit 2 ;;
   esac
 done
 

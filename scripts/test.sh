@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, checks format and lint, builds in Release with warnings as errors, and
-# runs every test; then runs the library's tests once more under the sanitizers.
+# runs every test; then runs the library's tests once more under the sanitizers, and every fuzz target
+# for TN_FUZZ_SECONDS, if that is set; without it the targets only replay their seeds.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -26,4 +27,9 @@ tail -n 4 build/asan/test.log
 
 step "tests"
 ctest --preset release -j "$jobs"
+if [ -n "${TN_FUZZ_SECONDS:-}" ]; then
+  step "fuzz targets, $TN_FUZZ_SECONDS s each"
+  scripts/setup.sh fuzz
+  scripts/fuzz.sh "$TN_FUZZ_SECONDS"
+fi
 step "done"

@@ -9,7 +9,7 @@
 
 namespace tarnkit {
 
-void addColourOptions(CLI::App& app, ColourOptions& options) {
+void addColourOptions(CLI::App& app, ColourOptions& options, const std::string& default_scale) {
   using Tarn::ChannelOrder;
   using Tarn::YuvRange;
   using Tarn::YuvStandard;
@@ -30,25 +30,26 @@ void addColourOptions(CLI::App& app, ColourOptions& options) {
       std::map<std::string, ChannelOrder>{{"rgb", ChannelOrder::kRgb}, {"bgr", ChannelOrder::kBgr}},
       "Order of the tensor's planes (default: rgb)")
       ->group(group);
-  const auto add = [&](const char* name, std::vector<float>& values, const char* help) {
+  const auto add = [&](const char* name, std::vector<float>& values, const std::string& help) {
     app.add_option(name, values, help)->delimiter(',')->expected(3)->type_name("R,G,B")->group(group);
   };
   add("--mean", options.mean,
       "The tensor holds (colour - mean) * scale, with colours from 0 to 255, in the order of its planes "
       "(default: 0,0,0)");
-  add("--scale", options.scale, "See --mean (default: 1,1,1)");
+  add("--scale", options.scale, "See --mean (default: " + default_scale + ")");
 }
 
-Tarn::YuvToRgbOptions resolveColour(const ColourOptions& options, const YuvColour& video) {
+Tarn::YuvToRgbOptions resolveColour(const ColourOptions& options, const YuvColour& video,
+                                    float default_scale) {
   Tarn::YuvToRgbOptions resolved;
   resolved.standard = options.standard.value_or(video.standard);
   resolved.range = options.range.value_or(video.range);
   resolved.channel_order = options.order;
   for (std::size_t channel = 0; channel < 3; ++channel) {
     resolved.mean[channel] = options.mean[channel];
-    resolved.scale[channel] = options.scale[channel];
+    resolved.scale[channel] = options.scale.empty() ? default_scale : options.scale[channel];
     if (!std::isfinite(options.mean[channel])) throw Failure("--mean", "values must be finite");
-    if (!std::isfinite(options.scale[channel])) throw Failure("--scale", "values must be finite");
+    if (!std::isfinite(resolved.scale[channel])) throw Failure("--scale", "values must be finite");
   }
   return resolved;
 }

@@ -15,12 +15,15 @@ struct ColourOptions {
   std::optional<Tarn::YuvStandard> standard;
   std::optional<Tarn::YuvRange> range;
   Tarn::ChannelOrder order = Tarn::ChannelOrder::kRgb;
-  std::vector<float> mean = {0.0f, 0.0f, 0.0f}, scale = {1.0f, 1.0f, 1.0f};
+  std::vector<float> mean = {0.0f, 0.0f, 0.0f};
+  std::vector<float> scale;  // empty if not given
 };
-void addColourOptions(CLI::App& app, ColourOptions& options);
-// What was not given comes from the video's colour. Throws Failure for a mean or scale that is not
-// finite.
-Tarn::YuvToRgbOptions resolveColour(const ColourOptions& options, const YuvColour& video);
+// default_scale: what the help says it is.
+void addColourOptions(CLI::App& app, ColourOptions& options, const std::string& default_scale = "1,1,1");
+// What was not given comes from the video's colour; a scale that was not is `default_scale`. Throws
+// Failure for a mean or scale that is not finite.
+Tarn::YuvToRgbOptions resolveColour(const ColourOptions& options, const YuvColour& video,
+                                    float default_scale = 1.0f);
 
 }  // namespace tarnkit
 

@@ -12,11 +12,16 @@ struct Command {
   std::function<int()> run;  // returns the exit status; throws Failure
 };
 
-Command makeTrackCommand(CLI::App& tool);    // track.cpp
-Command makeRunCommand(CLI::App& tool);      // run.cpp
-Command makeTensorCommand(CLI::App& tool);   // tensor.cpp
-Command makeConvertCommand(CLI::App& tool);  // convert.cpp
-Command makeSampleCommand(CLI::App& tool);   // sample.cpp
+Command makeTrackCommand(CLI::App& tool);         // track.cpp
+Command makeRunCommand(CLI::App& tool);           // run.cpp
+Command makeTensorCommand(CLI::App& tool);        // tensor.cpp
+Command makeConvertCommand(CLI::App& tool);       // convert.cpp
+Command makePrepareCommand(CLI::App& tool);       // prepare.cpp
+Command makeWarpCommand(CLI::App& tool);          // warp.cpp
+Command makeLayersCommand(CLI::App& tool);        // layers.cpp
+Command makeExportConfigCommand(CLI::App& tool);  // export_config.cpp
+Command makeScoreCommand(CLI::App& tool);         // score.cpp
+Command makeSampleCommand(CLI::App& tool);        // sample.cpp
 
 }  // namespace tarnkit
 

@@ -1,20 +1,17 @@
 // tarnkit convert: one picture, or one raw frame, through the pixel kernels to a PNG file.
-#include <charconv>
 #include <functional>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "apps/commands/command.h"
 #include "apps/commands/options.h"
+#include "apps/commands/picture_input.h"
 #include "apps/output/output_file.h"
 #include "apps/pictures/operations.h"
 #include "apps/pictures/picture_file.h"
-#include "apps/pictures/raw_frame.h"
 #include "apps/support/failure.h"
-#include "apps/support/input_file.h"
 
 namespace tarnkit {
 namespace {
@@ -24,46 +21,10 @@ using Operation = std::function<Picture(const Picture&)>;
 constexpr char kOperationGroup[] = "Operations, as often as wanted, in the order given";
 
 struct ConvertOptions {
-  std::string input, output;
-  std::optional<RawFormat> format;
-  Size frame;
+  PictureInput input;
+  std::string output;
   std::vector<Operation> operations;
 };
-
-const std::map<std::string, RawFormat>& rawFormats() {
-  static const std::map<std::string, RawFormat> formats = {
-      {"nv12", RawFormat::kNv12}, {"nv21", RawFormat::kNv21}, {"i420", RawFormat::kI420}};
-  return formats;
-}
-
-Picture readRawFrame(const ConvertOptions& options) {
-  const auto [width, height] = options.frame;
-  requireSize("--frame", options.frame, kLargestPictureSide, Sides::kEven);
-  const std::size_t expected = rawFrameBytes(width, height);
-  // One byte more shows that there are more.
-  const std::vector<std::uint8_t> bytes = readFile(options.input, expected + 1);
-  if (bytes.size() != expected)
-    throw Failure(inputName(options.input),
-                  "has " +
-                      (bytes.size() < expected ? "only " + std::to_string(bytes.size()) + " of"
-                                               : std::string("more than")) +
-                      " the " + std::to_string(expected) + " bytes of one frame of " +
-                      std::to_string(width) + "x" + std::to_string(height));
-  return decodeRawFrame(*options.format, width, height, bytes);
-}
-
-Rectangle parseRectangle(const std::string& text) {
-  Rectangle rectangle;
-  const char *at = text.data(), *const end = text.data() + text.size();
-  for (int* const value : {&rectangle.x, &rectangle.y, &rectangle.width, &rectangle.height}) {
-    const auto [stop, error] = std::from_chars(at, end, *value);
-    const bool last = value == &rectangle.height;
-    if (error != std::errc() || (last ? stop != end : stop == end || *stop != ','))
-      throw CLI::ValidationError("--cut", "'" + text + "' is not of the form X,Y,WIDTH,HEIGHT");
-    at = stop + 1;
-  }
-  return rectangle;
-}
 
 Picture checkedCut(const Picture& picture, const std::string& text, const Rectangle& rectangle) {
   if (!isInside(rectangle, picture))
@@ -105,7 +66,8 @@ void addOperations(CLI::App& app, ConvertOptions& options) {
   app.add_option_function<std::string>(
          "--cut",
          [&options](const std::string& text) {
-           const Rectangle rectangle = parseRectangle(text);
+           const auto [x, y, width, height] = parseFourIntegers("--cut", text, "X,Y,WIDTH,HEIGHT");
+           const Rectangle rectangle = {x, y, width, height};
            options.operations.push_back([text, rectangle](const Picture& picture) {
              return checkedCut(picture, text, rectangle);
            });
@@ -117,8 +79,8 @@ void addOperations(CLI::App& app, ConvertOptions& options) {
 }
 
 int convert(const ConvertOptions& options) {
-  requireDistinctFiles({options.input}, {options.output});
-  Picture picture = options.format ? readRawFrame(options) : readPicture(options.input);
+  requireDistinctFiles({options.input.path}, {options.output});
+  Picture picture = readInput(options.input);
   for (const Operation& operation : options.operations) picture = operation(picture);
   writePicture(options.output, picture);
   return 0;
@@ -137,16 +99,8 @@ Command makeConvertCommand(CLI::App& tool) {
       "rounded down.\n\n"
       "Examples: tarnkit convert photo.jpg thumb.png --cut 100,50,320,240 --rotate 90 --to gray\n"
       "          tarnkit convert camera.yuv frame.png --format nv12 --frame 1920x1080");
-  app->add_option("IN", options->input, "PNG or JPEG, or one raw frame; - reads standard input")
-      ->required();
+  addPictureInput(*app, options->input);
   app->add_option("OUT.png", options->output, "PNG file to write; - writes standard output")->required();
-  CLI::Option* const format = addChoice(*app, "--format", options->format, rawFormats(),
-                                        "IN is a raw 4:2:0 frame with chroma as UVUV... (nv12), VUVU... "
-                                        "(nv21) or a U and a V plane (i420)");
-  CLI::Option* const frame =
-      addSizeOption(*app, "--frame", options->frame, "Size of the raw frame, both even");
-  format->needs(frame);
-  frame->needs(format);
   addOperations(*app, *options);
   return {app, [options] { return convert(*options); }};
 }

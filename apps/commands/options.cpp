@@ -29,12 +29,30 @@ CLI::Option* addSizeOption(CLI::App& app, const std::string& name, Size& size, c
       ->type_name("WxH");
 }
 
+std::array<int, 4> parseFourIntegers(const std::string& option, const std::string& text,
+                                     const char* form) {
+  std::array<int, 4> values = {};
+  const char *at = text.data(), *const end = text.data() + text.size();
+  for (int& value : values) {
+    const auto [stop, error] = std::from_chars(at, end, value);
+    const bool last = &value == &values.back();
+    if (error != std::errc() || (last ? stop != end : stop == end || *stop != ','))
+      throw CLI::ValidationError(option, "'" + text + "' is not of the form " + form);
+    at = stop + 1;
+  }
+  return values;
+}
+
 void requireSize(const std::string& option, const Size& size, int largest, Sides sides) {
   const std::string shown = std::to_string(size.width) + "x" + std::to_string(size.height);
   if (size.width < 1 || size.height < 1 || size.width > largest || size.height > largest)
     throw Failure(option, shown + ": width and height must be from 1 to " + std::to_string(largest));
   if (sides == Sides::kEven && (size.width % 2 != 0 || size.height % 2 != 0))
     throw Failure(option, shown + ": width and height must be even");
+}
+
+void requireShare(const std::string& option, double value) {
+  if (!(value >= 0.0 && value <= 1.0)) throw Failure(option, "must be from 0 to 1");
 }
 
 void requirePositive(const std::string& option, std::int64_t count) {

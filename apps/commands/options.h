@@ -6,6 +6,7 @@
 #define TN_KITS_APPS_COMMANDS_OPTIONS_H_
 
 #include <CLI/CLI.hpp>
+#include <array>
 #include <map>
 #include <string>
 #include <vector>
@@ -33,9 +34,16 @@ CLI::Option* addChoice(CLI::App& app, const std::string& name, Target& target,
       ->check(CLI::IsMember(names));
 }
 
+// "1,2,3,4", the value of `option`; `form` tells the user what was expected, "L,T,R,B" for instance.
+std::array<int, 4> parseFourIntegers(const std::string& option, const std::string& text,
+                                     const char* form);
+
 enum class Sides { kAny, kEven };
 // Throws Failure unless both sides are from 1 to `largest`, and even if asked for.
 void requireSize(const std::string& option, const Size& size, int largest, Sides sides);
+
+// Throws Failure unless the value is from 0 to 1; no number is not.
+void requireShare(const std::string& option, double value);
 
 // Throws Failure for a count below 1.
 void requirePositive(const std::string& option, std::int64_t count);

@@ -1,4 +1,5 @@
 // tarnkit sample: a small video with moving figures, and their boxes.
+#include <map>
 #include <memory>
 #include <string>
 
@@ -7,6 +8,7 @@
 #include "apps/detections/mot_text.h"
 #include "apps/output/output_file.h"
 #include "apps/output/progress.h"
+#include "apps/scene/coloured_figures.h"
 #include "apps/scene/walkers.h"
 #include "apps/support/failure.h"
 #include "apps/support/interrupt.h"
@@ -17,30 +19,37 @@ namespace {
 
 constexpr int kLargestFrame = 8192;
 
+enum class Film { kWalkers, kFigures };
+
 struct SampleOptions {
+  Film film = Film::kWalkers;
   std::string video, detections;
   std::int64_t frames = 150;
   Size frame = {640, 480};
 };
 
+std::unique_ptr<Scene> makeScene(Film film, const Size& frame) {
+  if (film == Film::kFigures) return std::make_unique<ColouredFigureScene>(frame.width, frame.height);
+  return std::make_unique<WalkerScene>(frame.width, frame.height);
+}
+
 int sample(const SampleOptions& options) {
   requirePositive("--frames", options.frames);
   requireSize("--frame", options.frame, kLargestFrame, Sides::kEven);
-  if (options.frame.width < WalkerScene::kSmallestSide ||
-      options.frame.height < WalkerScene::kSmallestSide)
+  if (options.frame.width < Scene::kSmallestSide || options.frame.height < Scene::kSmallestSide)
     throw Failure("--frame", "is too small for the figures: 64x64 is the least");
   requireDistinctFiles({}, {options.video, options.detections});
   catchInterrupts();
-  const WalkerScene scene(options.frame.width, options.frame.height);
+  const std::unique_ptr<Scene> scene = makeScene(options.film, options.frame);
   VideoInfo info = {options.frame.width, options.frame.height, 25, 1, options.frames, YuvColour()};
   VideoWriter video(options.video, info);
   OutputFile detections(options.detections);
   {
     ProgressBar progress(options.frames);
     for (std::int64_t number = 1; number <= options.frames && interruptSignal() == 0; ++number) {
-      video.write(scene.draw(number));
+      video.write(scene->draw(number));
       std::string lines;
-      for (const MotBox& box : scene.boxes(number)) lines += motLine(number, box);
+      for (const MotBox& box : scene->boxes(number)) lines += motLine(number, box);
       detections.write(lines);
       detections.markComplete();
       progress.show(number);
@@ -55,17 +64,24 @@ int sample(const SampleOptions& options) {
 
 Command makeSampleCommand(CLI::App& tool) {
   const auto options = std::make_shared<SampleOptions>();
-  CLI::App* const app = tool.add_subcommand(
-      "sample", "Make a small video of walking figures, and the file of their boxes");
+  CLI::App* const app =
+      tool.add_subcommand("sample", "Make a small video of moving figures, and the file of their boxes");
   app->footer(
       "Something to try the other commands on:\n"
       "  tarnkit sample walk.mp4 --detections walk.txt\n"
-      "  tarnkit run walk.mp4 --detector mot:walk.txt -o tracked.mp4");
+      "  tarnkit run walk.mp4 --detector mot:walk.txt -o tracked.mp4\n"
+      "  tarnkit sample figures.mp4 --scene figures --detections truth.txt\n"
+      "  tarnkit run figures.mp4 --detector onnx --tracks tracks.txt\n"
+      "  tarnkit score tracks.txt truth.txt");
   app->add_option("OUT.mp4", options->video, "Video to write, 25 frames a second")->required();
   app->add_option("--detections", options->detections,
                   "File for the boxes, MOTChallenge text; - writes standard output")
       ->required()
       ->type_name("FILE");
+  addChoice(*app, "--scene", options->film,
+            std::map<std::string, Film>{{"walkers", Film::kWalkers}, {"figures", Film::kFigures}},
+            "walkers go on foot, never meeting (the default); figures are red, green and blue shapes "
+            "that pass in front of each other");
   app->add_option("--frames", options->frames, "Length in frames")->capture_default_str();
   addSizeOption(*app, "--frame", options->frame, "Size of the frames, both even (default: 640x480)");
   return {app, [options] { return sample(*options); }};

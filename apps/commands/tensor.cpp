@@ -40,7 +40,7 @@ int tensor(const TensorOptions& options) {
                                      std::to_string(options.frame));
   }
   TensorMaker maker(info.width, info.height, options.size.width, options.size.height, colour);
-  const _TN_Image& result = maker.make(frame);
+  const _TN_Image& result = maker.make({frame, video.frameBytes()});
   writeNpy(options.output, static_cast<const float*>(result.data), 3, result.height, result.width);
   return exitStatus();
 }

@@ -78,7 +78,17 @@ struct LineParser {
   }
 };
 
-MotFrames readStream(std::istream& in, const std::string& name) {
+template <class Number, class... Format>
+void appendNumber(std::string& text, Number value, Format... format) {
+  // Room for any coordinate that a filter can produce, at three decimals: 308 digits and a few.
+  char digits[400];
+  const auto result = std::to_chars(digits, digits + sizeof(digits), value, format...);
+  text.append(digits, result.ptr);
+}
+
+}  // namespace
+
+MotFrames readMotFrames(std::istream& in, const std::string& name) {
   MotFrames frames;
   std::string line;
   for (LineParser parser{name, 1}; std::getline(in, line); ++parser.line_number) {
@@ -90,22 +100,12 @@ MotFrames readStream(std::istream& in, const std::string& name) {
   return frames;
 }
 
-template <class Number, class... Format>
-void appendNumber(std::string& text, Number value, Format... format) {
-  // Room for any coordinate that a filter can produce, at three decimals: 308 digits and a few.
-  char digits[400];
-  const auto result = std::to_chars(digits, digits + sizeof(digits), value, format...);
-  text.append(digits, result.ptr);
-}
-
-}  // namespace
-
 MotFrames readMotFrames(const std::string& path) {
   errno = 0;
-  if (path == "-") return readStream(std::cin, "standard input");
+  if (path == "-") return readMotFrames(std::cin, "standard input");
   std::ifstream in(path, std::ios::binary);
   if (!in) throw Failure(path, "cannot be read: " + errnoText(errno));
-  return readStream(in, path);
+  return readMotFrames(in, path);
 }
 
 std::string motLine(std::int64_t frame, const MotBox& box) {

@@ -5,6 +5,7 @@
 #define TN_KITS_APPS_DETECTIONS_MOT_TEXT_H_
 
 #include <cstdint>
+#include <iosfwd>
 #include <map>
 #include <string>
 #include <vector>
@@ -27,6 +28,8 @@ using MotFrames = std::map<std::int64_t, std::vector<MotBox>>;
 // than seven fields, a field that is no number, a frame below 1, a width or height not above 0, or
 // a coordinate of a million pixels and more.
 MotFrames readMotFrames(const std::string& path);
+// The same from a stream, which faults call `name`.
+MotFrames readMotFrames(std::istream& in, const std::string& name);
 
 // One line of such a file, line break included, the same on every machine and in every locale:
 // coordinates with three decimals, the score as short as it can be read back, -1 in the last three

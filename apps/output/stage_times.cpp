@@ -18,6 +18,10 @@ void StageTimes::finish(std::size_t stage) {
   last_ = now;
 }
 
+double StageTimes::median(std::size_t stage) const {
+  return milliseconds_[stage].empty() ? 0.0 : percentile(milliseconds_[stage], 50.0);
+}
+
 std::string StageTimes::table() const {
   std::string text = "stage              median ms   99th percentile ms\n";
   for (std::size_t stage = 0; stage < names_.size(); ++stage) {

@@ -18,6 +18,9 @@ class StageTimes {
   // The time since start() or the last finish() goes to stage `stage`, an index into the names.
   void finish(std::size_t stage);
 
+  // The stage's median in milliseconds, 0 if it never ran.
+  double median(std::size_t stage) const;
+
   // One line a stage: median and 99th percentile in milliseconds; a stage that never ran shows "-".
   std::string table() const;
 

@@ -3,17 +3,22 @@
 #include <algorithm>
 #include <cstring>
 
-#include "tn_cv.h"
+#include "tn_checked.h"
 
 namespace tarnkit {
 namespace {
 
-using TarnCPU::TN_CV;
+namespace checked = Tarn::checked;
 
 int bytesOfPackedPixel(PixelLayout layout) {
   if (layout == PixelLayout::kRgba) return 4;
   return layout == PixelLayout::kGray ? 1 : 3;
 }
+
+checked::ConstBytes bytesOf(const Picture& picture) {
+  return {picture.bytes.data(), picture.bytes.size()};
+}
+checked::Bytes bytesOf(Picture& picture) { return {picture.bytes.data(), picture.bytes.size()}; }
 
 Picture makePicture(int width, int height, PixelLayout layout) {
   const std::size_t size = byteCount(width, height, bytesOfPackedPixel(layout));
@@ -51,9 +56,9 @@ Picture onCanvas(const Picture& picture, int width, int height) {
 
 Picture cutPacked(const Picture& source, const Rectangle& rectangle) {
   Picture result = makePicture(rectangle.width, rectangle.height, source.layout);
-  TN_CV::cut_sub_img_inhwc_outhwc(source.bytes.data(), source.width, source.height, result.bytes.data(),
-                                  result.width, result.height, rectangle.x, rectangle.y,
-                                  bytesOfPackedPixel(source.layout));
+  checked::cut_sub_img_inhwc_outhwc(bytesOf(source), source.width, source.height, bytesOf(result),
+                                    result.width, result.height, rectangle.x, rectangle.y,
+                                    bytesOfPackedPixel(source.layout));
   return result;
 }
 
@@ -66,12 +71,12 @@ Picture turnColour(const Picture& source, Turn direction) {
   Picture turned = makePicture(padded_height, padded_width, source.layout);
   if (source.layout == PixelLayout::kRgba) {
     const auto kernel =
-        clockwise ? TN_CV::rotate90_intrinsics_4_channel : TN_CV::anti_rotate90_intrinsics_4_channel;
-    kernel(canvas.bytes.data(), padded_width, padded_height, turned.bytes.data());
+        clockwise ? checked::rotate90_intrinsics_4_channel : checked::anti_rotate90_intrinsics_4_channel;
+    kernel(bytesOf(canvas), padded_width, padded_height, bytesOf(turned));
   } else {
     const auto kernel =
-        clockwise ? TN_CV::rotate90_intrinsics_3_channel : TN_CV::anti_rotate90_intrinsics_3_channel;
-    kernel(canvas.bytes.data(), padded_width, padded_height, turned.bytes.data());
+        clockwise ? checked::rotate90_intrinsics_3_channel : checked::anti_rotate90_intrinsics_3_channel;
+    kernel(bytesOf(canvas), padded_width, padded_height, bytesOf(turned));
   }
   const int x = clockwise ? padded_height - source.height : 0;
   const int y = clockwise ? 0 : padded_width - source.width;
@@ -86,8 +91,9 @@ Picture turnPacked(const Picture& source, Turn direction) {
 
 Picture mirrorPacked(const Picture& source, Mirror direction) {
   Picture result = makePicture(source.width, source.height, source.layout);
-  const auto kernel = direction == Mirror::kHorizontal ? TN_CV::flip_horizontal : TN_CV::flip_vertical;
-  kernel(source.bytes.data(), source.width, source.height, result.bytes.data(),
+  const auto kernel =
+      direction == Mirror::kHorizontal ? checked::flip_horizontal : checked::flip_vertical;
+  kernel(bytesOf(source), source.width, source.height, bytesOf(result),
          bytesOfPackedPixel(source.layout));
   return result;
 }
@@ -111,9 +117,9 @@ Picture toGray(const Picture& source) {
   if (source.layout == PixelLayout::kGray) return source;
   if (source.layout == PixelLayout::kPlanar) return toGray(toRgb(source));
   Picture gray = makePicture(source.width, source.height, PixelLayout::kGray);
-  const auto kernel = source.layout == PixelLayout::kRgba ? TarnCPU::getGray_from_RGBA_HWC
-                                                          : TarnCPU::getGray_from_RGB_HWC;
-  kernel(source.bytes.data(), gray.bytes.data(), source.pixels());
+  const auto kernel = source.layout == PixelLayout::kRgba ? checked::getGray_from_RGBA_HWC
+                                                          : checked::getGray_from_RGB_HWC;
+  kernel(bytesOf(source), bytesOf(gray), source.pixels());
   return gray;
 }
 
@@ -121,9 +127,9 @@ Picture toPlanar(const Picture& source) {
   if (source.layout == PixelLayout::kPlanar) return source;
   if (source.layout == PixelLayout::kGray) return toPlanar(toRgb(source));
   Picture planar = makePicture(source.width, source.height, PixelLayout::kPlanar);
-  const auto kernel = source.layout == PixelLayout::kRgba ? TarnCPU::getRGB_CHW_from_RGBA_HWC
-                                                          : TarnCPU::getRGB_CHW_from_RGB_HWC;
-  kernel(source.bytes.data(), planar.bytes.data(), source.pixels());
+  const auto kernel = source.layout == PixelLayout::kRgba ? checked::getRGB_CHW_from_RGBA_HWC
+                                                          : checked::getRGB_CHW_from_RGB_HWC;
+  kernel(bytesOf(source), bytesOf(planar), source.pixels());
   return planar;
 }
 

@@ -82,14 +82,16 @@ Picture fromMat(const cv::Mat& decoded) {
 
 }  // namespace
 
-Picture readPicture(const std::string& path) {
+Picture readPicture(const std::string& path, JpegTurn turn) {
   const Bytes bytes = readFile(path, kLargestFile);
   const bool png = isPng(bytes);
   if (!png && !isJpeg(bytes))
     throw Failure(inputName(path), "is neither PNG nor JPEG (a raw frame needs --format and --frame)");
   if (!png && !hasJpegEnd(bytes)) throw Failure(inputName(path), "is cut short");
   // Only PNG has alpha to keep; the flag that keeps it would leave JPEG pictures lying on their side.
-  const cv::Mat decoded = decode(bytes, png ? cv::IMREAD_UNCHANGED : cv::IMREAD_ANYCOLOR);
+  const int jpeg_flags = turn == JpegTurn::kStored ? cv::IMREAD_ANYCOLOR | cv::IMREAD_IGNORE_ORIENTATION
+                                                   : cv::IMREAD_ANYCOLOR;
+  const cv::Mat decoded = decode(bytes, png ? cv::IMREAD_UNCHANGED : jpeg_flags);
   if (decoded.empty()) throw Failure(inputName(path), "is damaged or too large");
   if (std::max(decoded.cols, decoded.rows) > kLargestPictureSide)
     throw Failure(inputName(path),

@@ -8,9 +8,14 @@
 
 namespace tarnkit {
 
-// Grey, RGB, or RGBA where a PNG file has alpha; samples of 16 bits are rounded to 8. JPEG pictures
-// are upright, whichever way the camera was held. "-" is standard input. Throws Failure.
-Picture readPicture(const std::string& path);
+enum class JpegTurn {
+  kUpright,  // whichever way the camera was held, by the orientation that it wrote into the file
+  kStored,   // the rows as they are in the file
+};
+
+// Grey, RGB, or RGBA where a PNG file has alpha; samples of 16 bits are rounded to 8. PNG pictures are
+// always as stored. "-" is standard input. Throws Failure.
+Picture readPicture(const std::string& path, JpegTurn turn = JpegTurn::kUpright);
 
 // The planes of a planar picture come below one another, in grey. "-" is standard output. Throws
 // Failure.

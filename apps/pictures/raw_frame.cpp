@@ -1,11 +1,11 @@
 #include "apps/pictures/raw_frame.h"
 
-#include "tn_cv.h"
+#include "tn_checked.h"
 
 namespace tarnkit {
 namespace {
 
-using TarnCPU::TN_CV;
+namespace checked = Tarn::checked;
 
 // The semi-planar kernels go on to the next chroma row with every row of luma, not with every second
 // one, which colours the lower half of a frame with bytes from behind it. Where each chroma row comes
@@ -30,15 +30,16 @@ Picture decodeRawFrame(RawFormat format, int width, int height, const std::vecto
   Picture picture{width, height, PixelLayout::kRgb, {}};
   if (format == RawFormat::kI420) {
     picture.bytes.resize(byteCount(width, height, 3));
-    TN_CV::yuv420f_to_rgb(frame.data(), width, height, picture.bytes.data());
+    checked::yuv420f_to_rgb({frame.data(), frame.size()}, width, height,
+                            {picture.bytes.data(), picture.bytes.size()});
     return picture;
   }
   const std::vector<std::uint8_t> source = withChromaRowsTwice(width, height, frame);
   // The kernels write one row more than the picture has.
   picture.bytes.resize(byteCount(width, height + 1, 3));
   const auto convert =
-      format == RawFormat::kNv12 ? TN_CV::nv12_to_rgb_fast_asm : TN_CV::yuv420sp_to_rgb_fast_asm;
-  convert(source.data(), width, height, picture.bytes.data());
+      format == RawFormat::kNv12 ? checked::nv12_to_rgb_fast_asm : checked::yuv420sp_to_rgb_fast_asm;
+  convert({source.data(), source.size()}, width, height, {picture.bytes.data(), picture.bytes.size()});
   picture.bytes.resize(byteCount(width, height, 3));
   return picture;
 }

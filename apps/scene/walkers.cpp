@@ -11,17 +11,6 @@ namespace {
 constexpr int kLanes = 4;
 // A box is as wide as the legs at full stride.
 constexpr double kWidthOfHeight = 0.42;
-constexpr int kFractionBits = 4;
-
-cv::Point onGrid(double x, double y) {
-  return cv::Point(cvRound(x * (1 << kFractionBits)), cvRound(y * (1 << kFractionBits)));
-}
-
-// To and fro between 0 and `length`.
-double fold(double way, double length) {
-  const double phase = std::fmod(way, 2.0 * length);
-  return phase < length ? phase : 2.0 * length - phase;
-}
 
 }  // namespace
 
@@ -42,7 +31,7 @@ MotBox WalkerScene::box(std::size_t index, std::int64_t number) const {
   const double width = kWidthOfHeight * walker.height;
   const double way = walker.start + walker.stride * static_cast<double>(number);
   return {static_cast<std::int64_t>(index) + 1,
-          fold(way, width_ - width),
+          toAndFro(way, width_ - width),
           walker.feet - walker.height,
           width,
           walker.height,
@@ -64,15 +53,18 @@ void WalkerScene::drawWalker(cv::Mat& picture, std::size_t index, std::int64_t n
   const cv::Scalar dark(45, 40, 40), skin(150, 175, 220);
   const double hip = top + 0.55 * h, shoulder = top + 0.24 * h, foot = top + 0.97 * h;
   const auto line = [&](double x0, double y0, double x1, double y1, const cv::Scalar& colour) {
-    cv::line(picture, onGrid(x0, y0), onGrid(x1, y1), colour, limb, cv::LINE_AA, kFractionBits);
+    cv::line(picture, onSceneGrid(x0, y0), onSceneGrid(x1, y1), colour, limb, cv::LINE_AA,
+             kSceneFractionBits);
   };
   line(middle, hip, middle + 0.17 * h * swing, foot, dark);
   line(middle, hip, middle - 0.17 * h * swing, foot, dark);
-  cv::ellipse(picture, onGrid(middle, (shoulder + hip) / 2.0 - 0.01 * h), onGrid(0.11 * h, 0.19 * h),
-              0.0, 0.0, 360.0, coat, cv::FILLED, cv::LINE_AA, kFractionBits);
+  cv::ellipse(picture, onSceneGrid(middle, (shoulder + hip) / 2.0 - 0.01 * h),
+              onSceneGrid(0.11 * h, 0.19 * h), 0.0, 0.0, 360.0, coat, cv::FILLED, cv::LINE_AA,
+              kSceneFractionBits);
   line(middle, shoulder, middle + 0.15 * h * swing, top + 0.5 * h, coat * 0.7);
-  cv::circle(picture, onGrid(middle, top + 0.09 * h), cvRound(0.085 * h * (1 << kFractionBits)), skin,
-             cv::FILLED, cv::LINE_AA, kFractionBits);
+  cv::circle(picture, onSceneGrid(middle, top + 0.09 * h),
+             cvRound(0.085 * h * (1 << kSceneFractionBits)), skin, cv::FILLED, cv::LINE_AA,
+             kSceneFractionBits);
 }
 
 cv::Mat WalkerScene::draw(std::int64_t number) const {
@@ -82,8 +74,8 @@ cv::Mat WalkerScene::draw(std::int64_t number) const {
     picture.row(y).setTo(cv::Scalar(shade * 0.92, shade * 0.97, shade));
   }
   for (const Walker& walker : walkers_)
-    cv::line(picture, onGrid(0.0, walker.feet), onGrid(width_, walker.feet), cv::Scalar(110, 115, 120),
-             1, cv::LINE_AA, kFractionBits);
+    cv::line(picture, onSceneGrid(0.0, walker.feet), onSceneGrid(width_, walker.feet),
+             cv::Scalar(110, 115, 120), 1, cv::LINE_AA, kSceneFractionBits);
   for (std::size_t index = 0; index < walkers_.size(); ++index) drawWalker(picture, index, number);
   return picture;
 }

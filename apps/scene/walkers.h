@@ -6,23 +6,18 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
-#include "apps/detections/mot_text.h"
+#include "apps/scene/scene.h"
 
 namespace tarnkit {
 
 // Figures walk to and fro, each on a lane of its own and wholly inside the picture, so that their boxes
-// never overlap. The same size and frame number always give the same picture.
-class WalkerScene {
+// never overlap.
+class WalkerScene final : public Scene {
  public:
   // At least kSmallestSide each.
   WalkerScene(int width, int height);
-  static constexpr int kSmallestSide = 64;
-
-  // The boxes in frame `number`, counted from 1; ids 1, 2, 3 ... stay with the figures, the score is 1.
-  std::vector<MotBox> boxes(std::int64_t number) const;
-
-  // The picture, 8 bits, blue, green, red.
-  cv::Mat draw(std::int64_t number) const;
+  std::vector<MotBox> boxes(std::int64_t number) const override;
+  cv::Mat draw(std::int64_t number) const override;
 
  private:
   struct Walker {

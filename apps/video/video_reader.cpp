@@ -242,4 +242,6 @@ bool VideoReader::next(_TN_Image& frame) {
   return true;
 }
 
+std::size_t VideoReader::frameBytes() const { return impl_->packed.size(); }
+
 }  // namespace tarnkit

@@ -2,6 +2,7 @@
 #ifndef TN_KITS_APPS_VIDEO_VIDEO_READER_H_
 #define TN_KITS_APPS_VIDEO_VIDEO_READER_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -46,6 +47,8 @@ class VideoReader {
   // reading. Damaged packets are passed over. Throws Failure when reading fails midway, and in place of
   // the first frame if there is none that can be decoded or an interrupt was noted before it.
   bool next(_TN_Image& frame);
+  // Bytes that may be read at that frame.
+  std::size_t frameBytes() const;
 
   // Packets so far that could not be decoded.
   std::int64_t damagedPackets() const;

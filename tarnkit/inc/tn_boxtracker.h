@@ -11,6 +11,7 @@
 #ifndef TN_BOXTRACKER_H_
 #define TN_BOXTRACKER_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -19,8 +20,9 @@
 
 #if defined(_MSC_VER)
 #pragma warning(push)
-// Exported classes hold standard containers as private members; users and library share one runtime.
-#pragma warning(disable : 4251)
+// Exported classes hold standard containers as private members, and one has a plain record as its base;
+// users and library share one runtime.
+#pragma warning(disable : 4251 4275)
 #endif
 
 namespace Tarn {
@@ -41,7 +43,10 @@ struct TarnBoundingBox2D {
   float score;         ///< the detector's value for the box: carried along, never interpreted
   std::int32_t label;  ///< class; boxes of a track are compared with it for equality
 };
-static_assert(sizeof(TarnBoundingBox2D) == 24,
+static_assert(offsetof(TarnBoundingBox2D, x) == 0 && offsetof(TarnBoundingBox2D, y) == 4 &&
+                  offsetof(TarnBoundingBox2D, w) == 8 && offsetof(TarnBoundingBox2D, h) == 12 &&
+                  offsetof(TarnBoundingBox2D, score) == 16 && offsetof(TarnBoundingBox2D, label) == 20 &&
+                  sizeof(TarnBoundingBox2D) == 24,
               "the layout of TarnBoundingBox2D is part of the binary interface");
 
 /// The parameters of all trackers of the process. With the defaults a track lives exactly as long as
@@ -258,6 +263,8 @@ class TN_KITS_API TarnBoundingBoxesTracker {
 struct TarnIdentifiedBox : TarnBoundingBox2D {
   std::int64_t id;
 };
+static_assert(sizeof(TarnIdentifiedBox) == 32,
+              "the layout of TarnIdentifiedBox is part of the binary interface");
 
 /// A multi-box tracker that also says which box is whose: the same boxes in the same order, each with an
 /// identity that stays with its track for life.

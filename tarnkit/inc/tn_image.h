@@ -31,8 +31,9 @@
 #define TN_PIX_FMT_CHW_F32 13
 
 // Orientation bits: what turns the stored picture upright. Of the rotation bits one is honoured,
-// ROTATE_90 before ANTI_ROTATE_90 before ROTATE_180; of the mirror bits one, FLIP_V before FLIP_H.
-// Rotation comes before mirroring.
+// ROTATE_90 before ANTI_ROTATE_90 before ROTATE_180, but packed frames in network input preparation
+// (TN_CV::getInMat, getInMat_m1) take ANTI_ROTATE_90 before ROTATE_90; of the mirror bits one, FLIP_V
+// before FLIP_H. Rotation comes before mirroring.
 
 /// Turn by the anti-rotate-90 kernel; width and height swap.
 #define TN_ORIENT_ANTI_ROTATE_90 1
@@ -61,7 +62,8 @@ struct _TN_Image {
 
 static_assert(offsetof(_TN_Image, orient) == 0 && offsetof(_TN_Image, pix_fmt) == 4 &&
                   offsetof(_TN_Image, width) == 8 && offsetof(_TN_Image, height) == 12 &&
-                  offsetof(_TN_Image, reserved) == 16 && offsetof(_TN_Image, data) == 24,
+                  offsetof(_TN_Image, reserved) == 16 && offsetof(_TN_Image, data) == 24 &&
+                  sizeof(_TN_Image) == 32,
               "the layout of _TN_Image is part of the binary interface");
 
 #endif  // TN_IMAGE_H_

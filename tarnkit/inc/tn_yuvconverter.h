@@ -2,6 +2,7 @@
 #ifndef TN_YUVCONVERTER_H_
 #define TN_YUVCONVERTER_H_
 
+#include <cstddef>
 #include <cstdint>
 
 #include "tn_image.h"
@@ -28,7 +29,8 @@ struct _ConvertMatrixFromYUV {
       : coef{c0, c1, c2, c3, c4, c5, c6, c7, c8}, offset{o0, o1, o2} {}
 };
 
-static_assert(sizeof(_ConvertMatrixFromYUV) == 12 * sizeof(float),
+static_assert(offsetof(_ConvertMatrixFromYUV, coef) == 0 &&
+                  offsetof(_ConvertMatrixFromYUV, offset) == 36 && sizeof(_ConvertMatrixFromYUV) == 48,
               "the layout of _ConvertMatrixFromYUV is part of the binary interface");
 
 struct YuvPlan;

@@ -149,6 +149,7 @@ TEST_F(BadInput, WrongUsageIsStatusTwoAndHelpIsNot) {
       {"track det.txt --frame 640x480 --fps fast -o out", ""},
       {"run walk.mp4 --detector cat", ""},
       {"run walk.mp4 --detector mot:", ""},
+      {"run walk.mp4 --detector onnx:", ""},
       {"tensor walk.mp4 --size 64x64 --mean 1,2 -o out", ""},
       {"tensor walk.mp4 --size 64x64 --matrix bt000 -o out", ""},
       {"sample out.mp4", ""},
@@ -167,6 +168,10 @@ TEST_F(BadInput, WrongUsageIsStatusTwoAndHelpIsNot) {
     EXPECT_EQ(result.err, "") << arguments;
     EXPECT_NE(result.out.find("tarnkit"), std::string::npos) << arguments;
   }
+  const std::string version = tool("--version").out;
+  for (const std::string part :
+       {"tarnkit ", "\ncommit ", "\ncompiler ", "\nlibrary tn_kits ", "\ninstruction set "})
+    EXPECT_NE(version.find(part), std::string::npos) << part << "in\n" << version;
 }
 
 #if !defined(_WIN32)

@@ -121,21 +121,10 @@ TEST_F(ConvertCommand, KeepsGreyAndAlphaAndRoundsDeepSamples) {
   }
 }
 
-// A file of a picture as a JPEG camera that lies on its side writes it.
-std::string jpegWithOrientation(const std::string& jpeg, char orientation) {
-  std::string exif(
-      "\xFF\xE1\x00\x22"
-      "Exif\x00\x00",
-      10);
-  exif += std::string("II*\x00\x08\x00\x00\x00\x01\x00", 10);
-  exif += std::string("\x12\x01\x03\x00\x01\x00\x00\x00", 8) + orientation + std::string(7, '\0');
-  return jpeg.substr(0, 2) + exif + jpeg.substr(2);
-}
-
 TEST_F(ConvertCommand, ReadsJpegUprightAndFromStandardInput) {
   cv::imwrite(path("in.jpg"), makePicture(CV_8UC3));
   const cv::Mat decoded = cv::imread(path("in.jpg"));
-  write("turned.jpg", jpegWithOrientation(read("in.jpg"), 6));
+  write("turned.jpg", tn_test::jpegWithOrientation(read("in.jpg"), 6));
   const struct {
     const char* arguments;
     cv::Mat expected;

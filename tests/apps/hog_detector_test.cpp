@@ -23,7 +23,7 @@ TEST(HogDetector, FindsNothingInPicturesTooSmallForAPerson) {
   HogDetector detector{HogOptions()};
   std::vector<std::uint8_t> pixels(32 * 16 * 3 / 2, 128);
   const _TN_Image frame = {0, TN_PIX_FMT_NV12, 32, 16, 0, pixels.data()};
-  EXPECT_TRUE(detector.detect({1, frame, frame}).empty());
+  EXPECT_TRUE(detector.detect({1, frame, frame, {0, 0, 32, 16}}).empty());
 }
 
 }  // namespace

@@ -5,9 +5,13 @@
 #include <fstream>
 #include <iterator>
 
+#if defined(TARNKIT_MEDIA)
 #include "apps/video/video_reader.h"
+#endif
 
-#if !defined(_WIN32)
+#if defined(_WIN32)
+#include <process.h>
+#else
 #include <sys/wait.h>
 #include <unistd.h>
 #endif
@@ -17,7 +21,7 @@ namespace {
 
 int processId() {
 #if defined(_WIN32)
-  return std::rand();
+  return _getpid();
 #else
   return getpid();
 #endif
@@ -48,7 +52,12 @@ std::string ToolTest::read(const std::string& name) const {
 }
 
 ToolResult ToolTest::tool(const std::string& arguments, const std::string& before) const {
-  const std::string command = "cd \"" + folder_.string() + "\" && " + before +
+#if defined(_WIN32)
+  const std::string enter = "cd /d ";  // changes the drive as well
+#else
+  const std::string enter = "cd ";
+#endif
+  const std::string command = enter + "\"" + folder_.string() + "\" && " + before +
                               " \"" TARNKIT_PROGRAM "\" " + arguments + " >stdout.txt 2>stderr.txt";
   int status = std::system(command.c_str());
 #if !defined(_WIN32)
@@ -71,6 +80,17 @@ testing::AssertionResult isOneLineWith(const std::string& err, const std::string
   return testing::AssertionSuccess();
 }
 
+#if defined(TARNKIT_MEDIA)
+std::string jpegWithOrientation(const std::string& jpeg, char orientation) {
+  std::string exif(
+      "\xFF\xE1\x00\x22"
+      "Exif\x00\x00",
+      10);
+  exif += std::string("II*\x00\x08\x00\x00\x00\x01\x00", 10);
+  exif += std::string("\x12\x01\x03\x00\x01\x00\x00\x00", 8) + orientation + std::string(7, '\0');
+  return jpeg.substr(0, 2) + exif + jpeg.substr(2);
+}
+
 std::int64_t countFrames(const std::string& video) {
   tarnkit::VideoReader reader(video);
   std::int64_t count = 0;
@@ -78,6 +98,7 @@ std::int64_t countFrames(const std::string& video) {
   EXPECT_EQ(reader.damagedPackets(), 0) << video;
   return count;
 }
+#endif
 
 Npy parseNpy(const std::string& content) {
   Npy npy;

@@ -45,6 +45,9 @@ testing::AssertionResult isOneLineWith(const std::string& err, const std::string
 // Frames that can be decoded from a video.
 std::int64_t countFrames(const std::string& video);
 
+// A JPEG file as a camera writes it that notes how it was held: orientation 1 to 8.
+std::string jpegWithOrientation(const std::string& jpeg, char orientation);
+
 struct Npy {
   std::string header;  // the dictionary
   std::vector<float> values;

@@ -29,7 +29,7 @@ struct Format {
   Kernel gray, planar;
   std::size_t step, red, green, blue;  // bytes in a pixel, and where the channels sit in it
 };
-constexpr Format kFormats[] = {
+const Format kFormats[] = {
     {"BGRA", getGray_from_BGRA_HWC, getRGB_CHW_from_BGRA_HWC, 4, 2, 1, 0},
     {"RGBA", getGray_from_RGBA_HWC, getRGB_CHW_from_RGBA_HWC, 4, 0, 1, 2},
     {"RGB", getGray_from_RGB_HWC, getRGB_CHW_from_RGB_HWC, 3, 0, 1, 2},

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tests/reference/geometry_reference.h"
+#include "tests/reference/resize_reference.h"
 #include "tests/support/test_support.h"
 #include "tn_cv.h"
 
@@ -207,21 +208,13 @@ TEST(Resize, TheSameSizeIsACopy) {
     }
 }
 
-// The rule gives the pair beside a single column or row no weight. The plain form reads it, so its
-// source has something in front; the kernels' source ends at an unreadable page.
+// There is nothing beside a single column or row but an unreadable page.
 TEST(Resize, OnePairIsSpreadWithoutReadingBesideIt) {
   static const int sizes[][2] = {{1, 1}, {1, 2}, {1, 11}, {2, 1}, {7, 1}, {9, 1}, {40, 1}};
   for (const auto& size : sizes)
     for (int dw : {1, 2, 9, 40}) {
-      const int sw = size[0], sh = size[1], dh = 7;
-      SCOPED_TRACE(testing::Message() << sw << "x" << sh << " to " << dw);
-      const Guarded src = RandomBytes(bytes(sw, sh, 2));
-      Guarded in_front = RandomBytes(2 * src.size() + 2, 9);
-      std::uint8_t* const same = in_front.data() + (in_front.size() - src.size());
-      std::memcpy(same, src.data(), src.size());
-      expectOnEveryTarget(tn_reference::resizeBilinear(same, sw, sh, dw, dh, 2), [&](std::uint8_t* dst) {
-        TN_CV::resize_bilinear_c2(src.data(), sw, sh, dst, dw, dh);
-      });
+      const Guarded src = RandomBytes(bytes(size[0], size[1], 2));
+      expectResize(size[0], size[1], dw, 7, src);
     }
 }
 

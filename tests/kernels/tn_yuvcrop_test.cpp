@@ -50,6 +50,8 @@ TEST(YuvCrop, EqualsThePlainForm) {
       {"odd frame sizes", 33, 21, 15, 11, {4, 2, 18, 12}},
       {"one pixel has no even part", 64, 48, 2, 2, {3, 3, 3, 3}},
       {"one row", 64, 48, 8, 2, {0, 5, 7, 5}},
+      {"an output of one row, whose chroma comes last", 45, 42, 23, 1, {24, 24, 46, 24}},
+      {"an output of one short row, whose V comes after U", 25, 33, 5, 1, {5, 25, 9, 25}},
   };
   for (const Case& c : cases)
     for (const bool planar : {false, true}) {

@@ -1,7 +1,5 @@
 #include "tests/reference/geometry_reference.h"
 
-#include <algorithm>
-#include <cmath>
 #include <cstddef>
 
 namespace tn_reference {
@@ -46,37 +44,6 @@ Bytes turn(const std::uint8_t* src, int w, int h, int c, bool clockwise) {
   return dst;
 }
 
-struct Tap {
-  int offset;
-  int weight[2];
-};
-
-int weight(float share) {
-  const float scaled = share * 2048.0f;
-  const int rounded = static_cast<int>(scaled + (scaled >= 0.0f ? 0.5f : -0.5f));
-  return std::min(std::max(rounded, -32768), 32767);
-}
-
-std::vector<Tap> taps(int source, int destination) {
-  const double scale = static_cast<double>(source) / destination;
-  std::vector<Tap> all;
-  for (int d = 0; d < destination; ++d) {
-    float f = static_cast<float>((d + 0.5) * scale - 0.5);
-    int s = static_cast<int>(std::floor(f));
-    f -= static_cast<float>(s);
-    if (s < 0) {
-      s = 0;
-      f = 0.0f;
-    }
-    if (s >= source - 1) {
-      s = source - 2;
-      f = 1.0f;
-    }
-    all.push_back({s, {weight(1.0f - f), weight(f)}});
-  }
-  return all;
-}
-
 }  // namespace
 
 Bytes turnClockwise(const std::uint8_t* src, int w, int h, int c) { return turn(src, w, h, c, true); }
@@ -104,25 +71,6 @@ Bytes cutPacked(const std::uint8_t* src, int src_w, int w, int h, int x0, int y0
   Bytes dst;
   for (int y = y0; y < y0 + h; ++y)
     for (int i = x0 * c; i < (x0 + w) * c; ++i) dst.push_back(src[count(y, src_w, c) + count(i, 1, 1)]);
-  return dst;
-}
-
-Bytes resizeBilinear(const std::uint8_t* src, int sw, int sh, int dw, int dh, int c) {
-  const std::vector<Tap> columns = taps(sw, dw), rows = taps(sh, dh);
-  Bytes dst;
-  for (const Tap& row : rows)
-    for (const Tap& column : columns)
-      for (int k = 0; k < c; ++k) {
-        int sum = 2;
-        for (int i = 0; i < 2; ++i) {
-          const std::ptrdiff_t row_start = static_cast<std::ptrdiff_t>(row.offset + i) * sw * c;
-          const std::uint8_t* const s = src + row_start + column.offset * c + k;
-          const std::int16_t value =
-              static_cast<std::int16_t>((s[0] * column.weight[0] + s[c] * column.weight[1]) >> 4);
-          sum += (value * row.weight[i]) >> 16;
-        }
-        dst.push_back(static_cast<std::uint8_t>((sum >> 2) & 0xFF));
-      }
   return dst;
 }
 

@@ -19,10 +19,6 @@ Bytes flipVertical(const std::uint8_t* src, int w, int h, int c);
 // Rectangle (x0, y0, w, h) of an image of `src_w` pixels a row.
 Bytes cutPacked(const std::uint8_t* src, int src_w, int w, int h, int x0, int y0, int c);
 
-// With sw = 1 it reads, at weight 0, a pixel in front of each row; with sh = 1 a row in front of the
-// image.
-Bytes resizeBilinear(const std::uint8_t* src, int sw, int sh, int dw, int dh, int c);
-
 }  // namespace tn_reference
 
 #endif  // TN_KITS_TESTS_REFERENCE_GEOMETRY_REFERENCE_H_

@@ -79,20 +79,23 @@ void referenceCrop(const _TN_Image& in, const _TN_Image& out, int x0, int y0, in
   const int dx = x0 < 0 ? -x0 : 0, dy = y0 < 0 ? -y0 : 0;
   if (xs > xe || ys > ye) return;
   const int columns = (xe - xs + 1) / 2 * 2;
-  for (int pair = 0; ys + 2 * pair <= ye; ++pair)
-    for (int x = 0; x < columns; ++x) {
-      const int s = ys + 2 * pair, r = dy + 2 * pair;
-      for (int row = 0; row < 2; ++row)
+  for (int pair = 0; ys + 2 * pair <= ye; ++pair) {
+    const int s = ys + 2 * pair, r = dy + 2 * pair;
+    // Whole rows one after the other: in outputs of one row the luma runs on into the chroma, and U into
+    // V.
+    for (int row = 0; row < 2; ++row)
+      for (int x = 0; x < columns; ++x)
         dst[(r + row) * out.width + dx + x] = src[(s + row) * in.width + xs + x];
-      const int src_chroma = (s / 2) * in.width + xs, dst_chroma = (r / 2) * out.width + dx;
-      if (!planar) {
-        dst[dst_luma + dst_chroma + x] = src[src_luma + src_chroma + x];
-      } else {
-        const int v = x % 2;  // even columns carry a byte of U, odd ones its V
-        dst[dst_luma + v * (dst_luma / 4) + dst_chroma / 2 + x / 2] =
-            src[src_luma + v * (src_luma / 4) + src_chroma / 2 + x / 2];
-      }
+    const int src_chroma = (s / 2) * in.width + xs, dst_chroma = (r / 2) * out.width + dx;
+    if (!planar) {
+      for (int x = 0; x < columns; ++x) dst[dst_luma + dst_chroma + x] = src[src_luma + src_chroma + x];
+      continue;
     }
+    for (int v = 0; v < 2; ++v)
+      for (int x = 0; x < columns / 2; ++x)
+        dst[dst_luma + v * (dst_luma / 4) + dst_chroma / 2 + x] =
+            src[src_luma + v * (src_luma / 4) + src_chroma / 2 + x];
+  }
 }
 
 }  // namespace tn_test

@@ -9,6 +9,9 @@
 #include <random>
 
 #if defined(_WIN32)
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
 #include <windows.h>
 #else
 #include <sys/mman.h>
@@ -98,6 +101,15 @@ void ForEachTarget(const std::function<void()>& body) {
   guard_in_front = false;
   hwy::SetSupportedTargetsForTest(0);
   hwy::GetChosenTarget().Update(hwy::SupportedTargets());
+}
+
+std::string FailedCheck(const std::string& condition, const std::string& file, int line) {
+  const std::string number = std::to_string(line);
+#if defined(_WIN32)
+  return "Assertion failed: " + condition + ", file " + file + ", line " + number;
+#else
+  return file + ":" + number + ": .*`" + condition + "'";
+#endif
 }
 
 }  // namespace tn_test

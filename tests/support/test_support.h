@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <string>
 
 namespace tn_test {
 
@@ -44,6 +45,10 @@ Guarded RandomBytes(std::size_t size, std::uint32_t seed = 1);
 // dispatch restricted to it: once with the unreadable page behind each Guarded that it makes, and once
 // with the page in front. A failure names the set and the place.
 void ForEachTarget(const std::function<void()>& body);
+
+// The pattern of what a failed check prints when it ends the process; C libraries word it differently.
+// condition: a pattern itself, of what GoogleTest understands everywhere: no groups, no alternatives.
+std::string FailedCheck(const std::string& condition, const std::string& file, int line);
 
 }  // namespace tn_test
 

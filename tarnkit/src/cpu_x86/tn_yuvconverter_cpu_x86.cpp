@@ -11,7 +11,7 @@
 #include <cstring>
 #include <type_traits>
 
-#include "tarnkit/src/common/tn_check.h"
+#include "common/tn_check.h"
 #include "tarnkit/src/cpu_x86/tn_yuvplan_cpu_x86.h"
 #include "tn_yuvconverter.h"
 

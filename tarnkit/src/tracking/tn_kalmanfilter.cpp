@@ -1,6 +1,6 @@
 #include "tn_kalmanfilter.h"
 
-#include "tarnkit/src/common/tn_check.h"
+#include "common/tn_check.h"
 
 namespace Tarn {
 

@@ -1,0 +1,76 @@
+// tarnkit layers: what each layer of a network takes.
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "apps/commands/command.h"
+#include "apps/commands/model_options.h"
+#include "apps/commands/options.h"
+#include "apps/networks/config_file.h"
+#include "apps/networks/layer_times.h"
+#include "apps/output/output_file.h"
+#include "apps/support/captured_log.h"
+#include "apps/support/failure.h"
+#include "apps/support/interrupt.h"
+#include "tn_cnn.h"
+
+namespace tarnkit {
+namespace {
+
+struct LayersOptions {
+  ModelOptions model;
+  std::int64_t runs = 10;
+};
+
+int layers(const LayersOptions& options) {
+  requirePositive("--runs", options.runs);
+  const ModelOptions& model = options.model;
+  LayerTimes times;
+  catchInterrupts();
+  {
+    const CapturedLog log;
+    const TarnCPU::LayerInferenceConfig config = readConfigFile(model.config);
+    TarnCPU::KRNetLoader loader;
+    TarnCPU::TarnNet net;
+    if (loader.LoadFile(model.model.c_str(), false))
+      net.load_tarn_net_with_inference_config(loader, &config);
+    if (net.empty()) throw Failure(log.reason(model.model + ": cannot be loaded"));
+    const TensorSize size = resolveInput(model, net);
+    TarnCPU::Mat input(size.width, size.height, size.channels);
+    std::fill_n(static_cast<float*>(input.data), input.total(), 0.0f);
+
+    TarnCPU::TarnNetExtractor extractor = net.create_extractor();
+    extractor.set_light_mode(true);
+    const int last = extractor.get_last_layer_index();
+    // The first run also allocates, so it does not count.
+    for (std::int64_t run = 0; run <= options.runs && interruptSignal() == 0; ++run) {
+      TarnCPU::Mat output;
+      if (extractor.input(0, input) != 0 ||
+          extractor.extract(last, output, run == 0 ? nullptr : &times) != 0)
+        throw Failure(log.reason(model.model + ": cannot be run"));
+    }
+    log.pass();
+  }
+  OutputFile out("-");
+  out.write(times.table());
+  out.close();
+  return exitStatus();
+}
+
+}  // namespace
+
+Command makeLayersCommand(CLI::App& tool) {
+  const auto options = std::make_shared<LayersOptions>();
+  CLI::App* const app = tool.add_subcommand("layers", "Show what each layer of a network takes");
+  app->footer(
+      "Times are medians over the runs, on zeros. Without a config that says otherwise, the network\n"
+      "gets as many threads as the machine has processors.\n\n"
+      "Example: tarnkit layers net.onnx --input 3x224x224");
+  addModelOptions(*app, options->model);
+  app->add_option("--runs", options->runs, "How often to run the network, after once to warm up")
+      ->capture_default_str();
+  return {app, [options] { return layers(*options); }};
+}
+
+}  // namespace tarnkit

@@ -1,0 +1,74 @@
+#include "apps/commands/model_options.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <vector>
+
+#include "apps/networks/shape_text.h"
+#include "apps/support/failure.h"
+
+namespace tarnkit {
+namespace {
+
+// A quarter of a gigabyte of floats: more than any picture, less than what ends in an error of memory.
+constexpr std::int64_t kMostElements = std::int64_t{1} << 26;
+
+TensorSize parseTensorSize(const std::string& text) {
+  TensorSize size;
+  const char* at = text.data();
+  const char* const end = at + text.size();
+  for (int* value : {&size.channels, &size.height, &size.width}) {
+    const auto [stop, error] = std::from_chars(at, end, *value);
+    const bool last = value == &size.width;
+    if (error != std::errc() || (last ? stop != end : stop == end || (*stop != 'x' && *stop != 'X')))
+      throw CLI::ValidationError("--input", "'" + text +
+                                                "' is not of the form CHANNELSxHEIGHTxWIDTH, 3x224x224 "
+                                                "for instance");
+    at = stop + 1;
+  }
+  return size;
+}
+
+TensorSize declaredInput(const std::string& model, const TarnCPU::TarnNet& net) {
+  const char* const advice = "; give it with --input";
+  std::vector<int> shape = net.get_input_shape(0);
+  if (shape.empty()) throw Failure(model, std::string("does not say what size its input has") + advice);
+  const std::string shown = shapeText(shape);
+  if (*std::min_element(shape.begin(), shape.end()) < 1)
+    throw Failure(model, "leaves the size of its input open, " + shown + advice);
+  while (shape.size() > 3 && shape.front() == 1) shape.erase(shape.begin());
+  if (shape.size() > 3)
+    throw Failure(model, "takes an input of " + shown + ", which is more than one picture" + advice);
+  shape.insert(shape.begin(), 3 - shape.size(), 1);
+  return {shape[0], shape[1], shape[2]};
+}
+
+}  // namespace
+
+void addModelOptions(CLI::App& app, ModelOptions& options) {
+  app.add_option("MODEL", options.model, "ONNX file of the network")->required();
+  app.add_option_function<std::string>(
+         "--input", [&options](const std::string& text) { options.input = parseTensorSize(text); },
+         "Size of the network's input; by default what the model file says")
+      ->type_name("CxHxW");
+  app.add_option("--config", options.config, "Inference config to build the network with")
+      ->type_name("FILE");
+}
+
+TensorSize resolveInput(const ModelOptions& options, const TarnCPU::TarnNet& net) {
+  const TensorSize size = options.input ? *options.input : declaredInput(options.model, net);
+  std::int64_t elements = 1;
+  for (const int side : {size.channels, size.height, size.width}) {
+    if (side >= 1 && elements * side <= kMostElements) {
+      elements *= side;
+      continue;
+    }
+    throw Failure("--input", shapeText({size.channels, size.height, size.width}) +
+                                 ": sizes must be 1 or more, and all in all " +
+                                 std::to_string(kMostElements) + " values at most");
+  }
+  return size;
+}
+
+}  // namespace tarnkit

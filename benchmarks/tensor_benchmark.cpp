@@ -1,0 +1,189 @@
+// The byte resizers and the float tensor made of packed pixels, beside the libraries that people would
+// otherwise use, on one thread. The memcpy contestant moves as many bytes as the job must read and
+// write: the limit.
+
+#include <benchmark/benchmark.h>
+#include <libyuv.h>
+
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "benchmarks/benchmark_main.h"
+#include "tn_cnn.h"
+
+namespace {
+
+using Job = std::function<void()>;
+
+constexpr int kMaxWidth = 1920, kMaxHeight = 1080;
+constexpr std::size_t kBufferBytes = std::size_t{kMaxWidth} * kMaxHeight * 4;
+
+// All contestants use the same two buffers, so none is favoured by where its pages happen to lie.
+std::uint8_t* source() {
+  static std::vector<std::uint8_t> bytes = [] {
+    std::vector<std::uint8_t> filled(kBufferBytes);
+    std::mt19937 random(7);
+    for (std::uint8_t& byte : filled) byte = static_cast<std::uint8_t>(random() >> 24);
+    return filled;
+  }();
+  return bytes.data();
+}
+std::uint8_t* destination() {
+  static std::vector<std::uint8_t> bytes(kBufferBytes);
+  return bytes.data();
+}
+
+void add(const std::string& row, const char* contestant, Job job) {
+  benchmark::RegisterBenchmark((row + "/" + contestant).c_str(), [job](benchmark::State& state) {
+    for (auto _ : state) {
+      job();
+      benchmark::ClobberMemory();
+    }
+  })->Unit(benchmark::kMicrosecond);
+}
+
+void addLimit(const std::string& row, std::size_t bytes_read, std::size_t bytes_written) {
+  // A copy reads and writes the same number of bytes; where the job's two differ, it moves half their
+  // sum.
+  const std::size_t bytes = (bytes_read + bytes_written) / 2;
+  add(row, "memcpy", [bytes] { std::memcpy(destination(), source(), bytes); });
+}
+
+cv::Mat image(std::uint8_t* pixels, int w, int h, int c) { return cv::Mat(h, w, CV_8UC(c), pixels); }
+
+std::string rowName(const char* name, int sw, int sh, int dw, int dh) {
+  return std::string(name) + " " + std::to_string(sw) + "x" + std::to_string(sh) + " to " +
+         std::to_string(dw) + "x" + std::to_string(dh);
+}
+
+std::size_t pixels(int w, int h) { return static_cast<std::size_t>(w) * static_cast<std::size_t>(h); }
+
+using Resize = void (*)(const unsigned char*, int, int, unsigned char*, int, int);
+
+void addPeers(const std::string& row, int c, int sw, int sh, int dw, int dh, int interpolation,
+              libyuv::FilterMode filter) {
+  add(row, "opencv", [=] {
+    cv::Mat out = image(destination(), dw, dh, c);
+    cv::resize(image(source(), sw, sh, c), out, cv::Size(dw, dh), 0, 0, interpolation);
+  });
+  if (c == 1)
+    add(row, "libyuv",
+        [=] { libyuv::ScalePlane(source(), sw, sw, sh, destination(), dw, dw, dh, filter); });
+  else if (c == 2)
+    add(row, "libyuv",
+        [=] { libyuv::UVScale(source(), 2 * sw, sw, sh, destination(), 2 * dw, dw, dh, filter); });
+  else if (c == 4)
+    add(row, "libyuv",
+        [=] { libyuv::ARGBScale(source(), 4 * sw, sw, sh, destination(), 4 * dw, dw, dh, filter); });
+  addLimit(row, pixels(sw, sh) * static_cast<std::size_t>(c),
+           pixels(dw, dh) * static_cast<std::size_t>(c));
+}
+
+void addBilinear(int sw, int sh, int dw, int dh) {
+  static const struct {
+    const char* name;
+    int c;
+    Resize resize;
+  } kernels[] = {{"resize_bilinear_c1", 1, TarnCPU::resize_bilinear_c1},
+                 {"cnn_resize_bilinear_c2", 2, TarnCPU::resize_bilinear_c2},
+                 {"resize_bilinear_c3", 3, TarnCPU::resize_bilinear_c3},
+                 {"resize_bilinear_c4", 4, TarnCPU::resize_bilinear_c4}};
+  for (const auto& kernel : kernels) {
+    const std::string row = rowName(kernel.name, sw, sh, dw, dh);
+    const Resize resize = kernel.resize;
+    add(row, "tn_kits", [=] { resize(source(), sw, sh, destination(), dw, dh); });
+    addPeers(row, kernel.c, sw, sh, dw, dh, cv::INTER_LINEAR, libyuv::kFilterBilinear);
+  }
+}
+
+void addNearest(int sw, int sh, int dw, int dh) {
+  const std::string row = rowName("resize_nearest_c1", sw, sh, dw, dh);
+  add(row, "tn_kits", [=] { TarnCPU::resize_nearest_c1(source(), sw, sh, destination(), dw, dh); });
+  addPeers(row, 1, sw, sh, dw, dh, cv::INTER_NEAREST, libyuv::kFilterNone);
+}
+
+// The middle of the picture: half its width, all its height.
+void addCropNearest(int sw, int sh, int dw, int dh) {
+  using Crop = void (*)(const unsigned char*, int, int, unsigned char*, int, int, int, int, int, int);
+  static const struct {
+    const char* name;
+    int c;
+    Crop crop;
+  } kernels[] = {{"crop_resize_nearest_c1", 1, TarnCPU::crop_resize_nearest_c1},
+                 {"crop_resize_nearest_c3", 3, TarnCPU::crop_resize_nearest_c3},
+                 {"crop_resize_nearest_c4", 4, TarnCPU::crop_resize_nearest_c4}};
+  const int left = sw / 4, cw = sw / 2;
+  for (const auto& kernel : kernels) {
+    const std::string row = rowName(kernel.name, sw, sh, dw, dh);
+    const Crop crop = kernel.crop;
+    const int c = kernel.c;
+    add(row, "tn_kits",
+        [=] { crop(source(), sw, sh, destination(), dw, dh, left, 0, left + cw - 1, sh - 1); });
+    add(row, "opencv", [=] {
+      cv::Mat out = image(destination(), dw, dh, c);
+      cv::resize(image(source(), sw, sh, c)(cv::Rect(left, 0, cw, sh)), out, cv::Size(dw, dh), 0, 0,
+                 cv::INTER_NEAREST);
+    });
+    addLimit(row, pixels(cw, sh) * static_cast<std::size_t>(c),
+             pixels(dw, dh) * static_cast<std::size_t>(c));
+  }
+}
+
+// The peers write into planes that they are given; ours asks for its tensor's memory each time.
+void addTensor(const char* name, int type, int c, int w, int h) {
+  const std::string row = std::string(name) + " " + std::to_string(w) + "x" + std::to_string(h);
+  const auto planes = [=] {
+    std::vector<cv::Mat> out;
+    float* const first = reinterpret_cast<float*>(destination());
+    for (int k = 0; k < 3; ++k)
+      out.emplace_back(h, w, CV_32FC1, first + pixels(w, h) * static_cast<std::size_t>(k));
+    return out;
+  };
+  const int dropped = c - 3;
+  add(row, "tn_kits", [=] {
+    const TarnCPU::Mat tensor = TarnCPU::Mat::from_pixels(source(), type, w, h);
+    benchmark::DoNotOptimize(tensor.data);
+  });
+  add(row, "opencv_floats+split", [=, floats = cv::Mat(), spare = cv::Mat()]() mutable {
+    std::vector<cv::Mat> out = planes();
+    if (dropped == 1) out.push_back(spare);
+    image(source(), w, h, c).convertTo(floats, CV_32F);
+    cv::split(floats, out);
+    if (dropped == 1) spare = out[3];
+  });
+  add(row, "opencv_split+floats", [=, bytes = std::vector<cv::Mat>()]() mutable {
+    std::vector<cv::Mat> out = planes();
+    cv::split(image(source(), w, h, c), bytes);
+    for (std::size_t k = 0; k < 3; ++k) bytes[k].convertTo(out[k], CV_32F);
+  });
+  add(row, "opencv_extract+floats", [=, byte = cv::Mat()]() mutable {
+    std::vector<cv::Mat> out = planes();
+    for (int k = 0; k < 3; ++k) {
+      cv::extractChannel(image(source(), w, h, c), byte, k);
+      byte.convertTo(out[static_cast<std::size_t>(k)], CV_32F);
+    }
+  });
+  addLimit(row, pixels(w, h) * static_cast<std::size_t>(c), pixels(w, h) * 3 * sizeof(float));
+}
+
+}  // namespace
+
+void registerRows() {
+  cv::setNumThreads(1);
+
+  addBilinear(1920, 1080, 640, 640);
+  addBilinear(1280, 720, 640, 640);
+  addBilinear(320, 240, 640, 480);
+  addNearest(1920, 1080, 640, 640);
+  addNearest(960, 540, 320, 320);
+  addCropNearest(1920, 1080, 640, 640);
+  addTensor("from_pixels RGB", 1, 3, 640, 640);
+  addTensor("from_pixels RGB to BGR", 1 | 2 << 16, 3, 640, 640);
+  addTensor("from_pixels RGBA", 8, 4, 640, 640);
+}

@@ -1,0 +1,60 @@
+# 64-bit Windows from Debian's packages: clang with the headers and libraries of mingw-w64 and the GNU C++
+# library in its variant with POSIX threads. docs/windows.md says why; `scripts/setup.sh windows` installs.
+
+set(CMAKE_SYSTEM_NAME Windows)
+set(CMAKE_SYSTEM_PROCESSOR x86_64)
+
+set(tn_triple x86_64-w64-mingw32)
+set(tn_mingw /usr/${tn_triple})
+file(GLOB tn_gcc LIST_DIRECTORIES true /usr/lib/gcc/${tn_triple}/*-posix)
+list(LENGTH tn_gcc tn_gcc_count)
+find_program(TN_KITS_CLANG NAMES clang++-14 clang++ NO_CMAKE_FIND_ROOT_PATH)
+find_program(TN_KITS_LLVM_AR NAMES llvm-ar-14 llvm-ar NO_CMAKE_FIND_ROOT_PATH)
+find_program(TN_KITS_LLVM_RANLIB NAMES llvm-ranlib-14 llvm-ranlib NO_CMAKE_FIND_ROOT_PATH)
+mark_as_advanced(TN_KITS_CLANG TN_KITS_LLVM_AR TN_KITS_LLVM_RANLIB)
+if(NOT tn_gcc_count EQUAL 1 OR NOT TN_KITS_CLANG OR NOT TN_KITS_LLVM_AR OR NOT TN_KITS_LLVM_RANLIB)
+  message(FATAL_ERROR "clang, lld, llvm and g++-mingw-w64-x86-64-posix are needed: scripts/setup.sh windows")
+endif()
+
+set(CMAKE_CXX_COMPILER "${TN_KITS_CLANG}")
+set(CMAKE_CXX_COMPILER_TARGET x86_64-w64-windows-gnu)
+set(CMAKE_AR "${TN_KITS_LLVM_AR}" CACHE FILEPATH "Archiver")
+set(CMAKE_RANLIB "${TN_KITS_LLVM_RANLIB}" CACHE FILEPATH "Archive indexer")
+set(CMAKE_RC_COMPILER ${tn_triple}-windres)
+
+# clang does not find Debian's folder of the GNU library by itself, and would read the headers of the build
+# machine. Its own headers belong between the two: mingw-w64 has some of the same names.
+set(tn_include "-nostdlibinc")
+foreach(folder "" /${tn_triple} /backward)
+  string(APPEND tn_include " -isystem ${tn_gcc}/include/c++${folder}")
+endforeach()
+set(CMAKE_CXX_FLAGS_INIT "${tn_include} -idirafter ${tn_mingw}/include")
+foreach(kind EXE SHARED MODULE)
+  set(CMAKE_${kind}_LINKER_FLAGS_INIT
+    "-Wno-unused-command-line-argument -fuse-ld=lld -pthread -B${tn_gcc} -L${tn_gcc} -L${tn_mingw}/lib")
+endforeach()
+
+# What programs built here need beside them.
+set(TN_KITS_RUNTIME_DLLS
+  "${tn_gcc}/libstdc++-6.dll" "${tn_gcc}/libgcc_s_seh-1.dll" "${tn_mingw}/lib/libwinpthread-1.dll")
+
+set(CMAKE_FIND_ROOT_PATH "${tn_mingw}")
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+
+# Debian has these packages for its own systems alone. They are headers or come with their sources; the
+# folder debian-windows holds what stands in for them.
+set(Eigen3_DIR /usr/share/eigen3/cmake CACHE PATH "Eigen: headers in a folder of their own")
+foreach(package hwy CLI11 GTest)
+  set(${package}_DIR "${CMAKE_CURRENT_LIST_DIR}/debian-windows" CACHE PATH "Stand-in for package ${package}")
+endforeach()
+
+# Tests run under Wine, which keeps its settings in the build folder.
+find_program(TN_KITS_WINE NAMES wine64 PATHS /usr/lib/wine NO_CMAKE_FIND_ROOT_PATH)
+mark_as_advanced(TN_KITS_WINE)
+if(TN_KITS_WINE)
+  set(CMAKE_CROSSCOMPILING_EMULATOR
+    env WINEDEBUG=-all "WINEPREFIX=${CMAKE_BINARY_DIR}/wine" "${TN_KITS_WINE}")
+endif()

@@ -1,0 +1,13 @@
+# GoogleTest from the sources that Debian ships. Its own project would want a C compiler as well.
+if(NOT TARGET GTest::gtest)
+  set(tn_googletest /usr/src/googletest/googletest)
+  if(NOT EXISTS "${tn_googletest}/src/gtest-all.cc")
+    message(FATAL_ERROR "${tn_googletest} is missing: scripts/setup.sh windows")
+  endif()
+  add_library(gtest STATIC EXCLUDE_FROM_ALL "${tn_googletest}/src/gtest-all.cc")
+  target_include_directories(gtest SYSTEM PUBLIC "${tn_googletest}/include" PRIVATE "${tn_googletest}")
+  add_library(gtest_main STATIC EXCLUDE_FROM_ALL "${tn_googletest}/src/gtest_main.cc")
+  target_link_libraries(gtest_main PUBLIC gtest)
+  add_library(GTest::gtest ALIAS gtest)
+  add_library(GTest::gtest_main ALIAS gtest_main)
+endif()

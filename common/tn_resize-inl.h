@@ -1,0 +1,253 @@
+// Bilinear resizing of packed bytes with any number of channels: the vector form of the resizers' rule.
+// To be included in a file that is compiled again for every CPU target.
+//
+// An output row is a blend of two source rows that were first resized across, into 16-bit values.
+// Across, bytes are picked by windows (common/tn_windows.h): a 32-bit lane gets the first bytes of two
+// samples and then the second ones, to be parted by a mask and a shift and weighed by pairs. The two
+// taps of a 4-byte pixel are 8 bytes in a row: where 64-bit lanes can be gathered that takes one load a
+// pixel and no table of shuffles. Rows are kept as vectors of even samples and of odd samples in turn,
+// so that the blend can join them by a shift and an Or instead of narrowing lanes across blocks.
+#if defined(TN_KITS_COMMON_TN_RESIZE_INL_H_) == defined(HWY_TARGET_TOGGLE)
+#ifdef TN_KITS_COMMON_TN_RESIZE_INL_H_
+#undef TN_KITS_COMMON_TN_RESIZE_INL_H_
+#else
+#define TN_KITS_COMMON_TN_RESIZE_INL_H_
+#endif
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "common/tn_resize_rule.h"
+#include "common/tn_scratch.h"
+#include "common/tn_windows-inl.h"
+#include "hwy/highway.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace TarnCPU::HWY_NAMESPACE {
+namespace {
+
+#if !TN_WINDOWS
+
+template <int kC>
+void ResizeBilinear(const ResizeJob& job) {
+  resizeBilinearPlain<kC>(job);
+}
+
+#else
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+using D8 = hn::ScalableTag<std::uint8_t>;
+using D16 = hn::ScalableTag<std::int16_t>;
+using D32 = hn::ScalableTag<std::int32_t>;
+
+// A step yields kBytes samples.
+struct Columns {
+  std::size_t steps;
+  WindowTables tables;
+  std::int64_t* pixels;   // of 4 bytes: where each one's taps start, in the order of 64-bit lanes
+  std::int16_t* weights;  // a pair for each 32-bit lane, in the order in which they are multiplied
+};
+
+// Packing turns two vectors of 32-bit lanes to one of 16-bit lanes.
+using ColumnLayout = WindowLayout<2, kBlocks>;
+constexpr std::size_t kMostWindows = 8;
+
+// The weights of even and odd samples are the same where the two are of one pixel.
+template <int kC>
+constexpr std::size_t kParities = kC % 2 == 0 ? 1 : 2;
+
+using BuildFunction = void (*)(const std::uint8_t* row, const Columns& columns, std::int16_t* out);
+
+// Adds the products of neighbouring 16-bit lanes: on x86 this operation keeps them in order, as the
+// packing keeps each 128-bit block.
+HWY_INLINE hn::Vec<D32> Weigh(hn::Vec<D16> bytes, const std::int16_t* weights) {
+  const D32 d32;
+  auto unused = hn::Zero(d32);
+  return hn::ShiftRight<4>(
+      hn::ReorderWidenMulAccumulate(d32, bytes, hn::Load(D16(), weights), hn::Zero(d32), unused));
+}
+
+// Taps come from a table of windows, the next vector of them at each call.
+template <std::size_t kWindows>
+class WindowedTaps {
+ public:
+  WindowedTaps(const std::uint8_t* row, const Columns& columns)
+      : row_(row), offsets_(columns.tables.offsets), shuffles_(columns.tables.shuffles) {}
+  HWY_INLINE hn::Vec<D8> next() { return PickBytes<kWindows>(D8(), row_, offsets_, shuffles_); }
+
+ private:
+  const std::uint8_t* row_;
+  const std::int32_t* offsets_;
+  const std::uint8_t* shuffles_;
+};
+
+// Elsewhere gathering is a loop over the lanes.
+#if HWY_TARGET <= HWY_AVX2
+constexpr bool kGathers = true;
+
+// Taps of 4-byte pixels are gathered.
+class GatheredTaps {
+ public:
+  GatheredTaps(const std::uint8_t* row, const Columns& columns)
+      : row_(reinterpret_cast<const std::int64_t*>(row)), pixels_(columns.pixels) {}
+  HWY_INLINE hn::Vec<D8> next() {
+    const hn::ScalableTag<std::int64_t> d64;
+    // First taps of bytes 0 and 1, the second ones, and the same of bytes 2 and 3.
+    HWY_ALIGN static constexpr std::uint8_t kByPairs[16] = {0, 1, 4,  5,  2,  3,  6,  7,
+                                                            8, 9, 12, 13, 10, 11, 14, 15};
+    const auto taps = hn::GatherOffset(d64, row_, hn::Load(d64, pixels_));
+    pixels_ += hn::MaxLanes(d64);
+    return hn::TableLookupBytes(hn::BitCast(D8(), taps), hn::LoadDup128(D8(), kByPairs));
+  }
+
+ private:
+  const std::int64_t* row_;  // of any alignment: only gathered from
+  const std::int64_t* pixels_;
+};
+#else
+constexpr bool kGathers = false;
+using GatheredTaps = WindowedTaps<1>;
+#endif
+
+template <std::size_t kParities, class Taps>
+void BuildRow(const std::uint8_t* row, const Columns& columns, std::int16_t* out) {
+  const D16 d16;
+  const hn::RebindToUnsigned<D16> du16;
+  const auto low_bytes = hn::Set(du16, 0xFF);
+  Taps taps(row, columns);
+  const std::int16_t* weights = columns.weights;
+  constexpr std::size_t kHalf = kBytes / 2, kOdd = kParities == 1 ? 0 : kHalf;
+  for (std::size_t step = 0; step < columns.steps; ++step) {
+    const auto v0 = hn::BitCast(du16, taps.next());
+    const auto v1 = hn::BitCast(du16, taps.next());
+    const std::int16_t* const weights1 = weights + kHalf * kParities;
+    const auto even0 = Weigh(hn::BitCast(d16, hn::And(v0, low_bytes)), weights);
+    const auto even1 = Weigh(hn::BitCast(d16, hn::And(v1, low_bytes)), weights1);
+    const auto odd0 = Weigh(hn::BitCast(d16, hn::ShiftRight<8>(v0)), weights + kOdd);
+    const auto odd1 = Weigh(hn::BitCast(d16, hn::ShiftRight<8>(v1)), weights1 + kOdd);
+    hn::Store(hn::ReorderDemote2To(d16, even0, even1), d16, out);
+    hn::Store(hn::ReorderDemote2To(d16, odd0, odd1), d16, out + kHalf);
+    weights += kBytes * kParities;
+    out += kBytes;
+  }
+}
+
+void BlendRows(const std::int16_t* row0, const std::int16_t* row1, const ResizeTap& tap,
+               std::uint8_t* out, std::size_t bytes) {
+  const D8 d8;
+  const D16 d16;
+  const auto weight0 = hn::Set(d16, tap.weight[0]), weight1 = hn::Set(d16, tap.weight[1]);
+  const auto half = hn::Set(d16, 2);
+  const auto odd_bytes = hn::Set(d16, static_cast<std::int16_t>(-256));
+  const auto sum = [&](std::size_t i) HWY_ATTR {
+    const auto products = hn::Add(hn::MulHigh(hn::Load(d16, row0 + i), weight0),
+                                  hn::MulHigh(hn::Load(d16, row1 + i), weight1));
+    return hn::Add(products, half);
+  };
+  // The odd bytes go down by 2 and up by 8 bits in one shift.
+  const auto blended = [&](std::size_t i) HWY_ATTR {
+    const auto even = hn::ShiftRight<2>(sum(i)), odd = hn::ShiftLeft<6>(sum(i + kBytes / 2));
+    return hn::BitCast(d8, hn::OrAnd(even, odd, odd_bytes));
+  };
+  std::size_t i = 0;
+  for (; i + kBytes <= bytes; i += kBytes) hn::StoreU(blended(i), d8, out + i);
+  if (i < bytes) {
+    HWY_ALIGN std::uint8_t last[kBytes];
+    hn::Store(blended(i), d8, last);
+    std::memcpy(out + i, last, bytes - i);
+  }
+}
+
+template <int kC>
+void FillWeights(const ResizeAxis& across, std::size_t samples, const Columns& columns) {
+  constexpr std::size_t kLanes = 4;  // of a block, two samples each
+  const std::size_t last = static_cast<std::size_t>(across.count) - 1;
+  for (std::size_t n = 0; n < samples / (2 * kLanes); ++n)
+    for (std::size_t parity = 0; parity < kParities<kC>; ++parity) {
+      std::int16_t* const weights =
+          columns.weights + 2 * kLanes * ColumnLayout::placeOf(n, kParities<kC>, parity);
+      for (std::size_t lane = 0; lane < kLanes; ++lane) {
+        const std::size_t sample = 2 * (kLanes * n + lane) + parity;
+        std::memcpy(weights + 2 * lane, across.taps[std::min(sample / kC, last)].weight,
+                    sizeof across.taps->weight);
+      }
+    }
+}
+
+// Fills the tables of `samples` samples, whole steps of them, and tells what builds rows by them.
+template <int kC, std::size_t kWindows>
+BuildFunction PrepareWindows(const std::int32_t* sources, std::size_t samples, std::ptrdiff_t row_bytes,
+                             const Columns& columns) {
+  fillWindows<TapSamples<kC>, ColumnLayout, kWindows>(sources, samples, row_bytes, columns.tables);
+  return BuildRow<kParities<kC>, WindowedTaps<kWindows>>;
+}
+
+template <int kC>
+BuildFunction PrepareColumns(const std::int32_t* sources, std::size_t samples, std::ptrdiff_t row_bytes,
+                             const Columns& columns) {
+  if (kC == 4 && kGathers) {
+    constexpr std::size_t kPixels = 2;  // of a block
+    // The repetitions that fill up the last step are of its last byte, so back to that pixel's first
+    // one.
+    for (std::size_t i = 0; i < samples / 4; ++i)
+      columns.pixels[kPixels * ColumnLayout::placeOf(i / kPixels, 1, 0) + i % kPixels] =
+          sources[4 * i] / 4 * 4;
+    return BuildRow<kParities<kC>, GatheredTaps>;
+  }
+  using Samples = TapSamples<kC>;
+  const auto prepare = windowsHold<Samples, 1>(sources, samples)   ? PrepareWindows<kC, 1>
+                       : windowsHold<Samples, 2>(sources, samples) ? PrepareWindows<kC, 2>
+                       : windowsHold<Samples, 4>(sources, samples) ? PrepareWindows<kC, 4>
+                                                                   : PrepareWindows<kC, 8>;
+  return prepare(sources, samples, row_bytes, columns);
+}
+
+template <int kC>
+void ResizeBilinear(const ResizeJob& job) {
+  const std::ptrdiff_t row_bytes = std::ptrdiff_t{kC} * job.sw;
+  if (!windowsFit(row_bytes)) return resizeBilinearPlain<kC>(job);
+  const std::size_t width = static_cast<std::size_t>(job.dw), height = static_cast<std::size_t>(job.dh);
+  const std::size_t samples = width * kC;
+  const std::size_t padded = (samples + kBytes - 1) / kBytes * kBytes;
+  Scratch scratch(Scratch::bytesFor<ResizeTap>(width) + Scratch::bytesFor<ResizeTap>(height) +
+                  Scratch::bytesFor<std::int32_t>(padded) +
+                  Scratch::bytesFor<std::int32_t>(padded / 8 * kMostWindows) +
+                  Scratch::bytesFor<std::uint8_t>(padded * 2 * kMostWindows) +
+                  Scratch::bytesFor<std::int64_t>(padded / 4) +
+                  Scratch::bytesFor<std::int16_t>(padded * kParities<kC>) +
+                  2 * Scratch::bytesFor<std::int16_t>(padded));
+  const ResizeAxis across = makeResizeAxis(job.sw, job.dw, scratch.take<ResizeTap>(width));
+  const ResizeAxis rows = makeResizeAxis(job.sh, job.dh, scratch.take<ResizeTap>(height));
+  std::int32_t* const sources = scratch.take<std::int32_t>(padded);
+  Columns columns;
+  columns.steps = padded / kBytes;
+  columns.tables.offsets = scratch.take<std::int32_t>(padded / 8 * kMostWindows);
+  columns.tables.shuffles = scratch.take<std::uint8_t>(padded * 2 * kMostWindows);
+  columns.pixels = scratch.take<std::int64_t>(padded / 4);
+  columns.weights = scratch.take<std::int16_t>(padded * kParities<kC>);
+  std::int16_t* const held[2] = {scratch.take<std::int16_t>(padded), scratch.take<std::int16_t>(padded)};
+
+  for (std::size_t i = 0; i < samples; ++i)
+    sources[i] = across.taps[i / kC].first * kC + static_cast<std::int32_t>(i % kC);
+  // The last step is filled up with repetitions, which are not stored.
+  std::fill(sources + samples, sources + padded, sources[samples - 1]);
+
+  const BuildFunction build = PrepareColumns<kC>(sources, padded, row_bytes, columns);
+  FillWeights<kC>(across, padded, columns);
+  forEachResizeRow(
+      rows, [&](std::int32_t row, int slot) { build(job.src + row_bytes * row, columns, held[slot]); },
+      [&](int y, const ResizeTap& tap, int slot0, int slot1) {
+        BlendRows(held[slot0], held[slot1], tap, job.dst + std::ptrdiff_t{kC} * job.dw * y, samples);
+      });
+}
+
+#endif  // TN_WINDOWS
+
+}  // namespace
+}  // namespace TarnCPU::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#endif  // per-target include guard

@@ -1,0 +1,62 @@
+// Files of detections: any bytes give frames of sane numbers or one line that says what is wrong, and
+// what was read comes back when it is written.
+#include <sstream>
+#include <string>
+
+#include "apps/detections/mot_text.h"
+#include "apps/support/failure.h"
+#include "fuzz/fuzz_input.h"
+
+namespace {
+
+tarnkit::MotFrames parse(const std::string& text) {
+  std::istringstream in(text);
+  return tarnkit::readMotFrames(in, "boxes.txt");
+}
+
+void expectSane(const tarnkit::MotFrames& frames) {
+  std::string written;
+  for (const auto& [number, boxes] : frames) {
+    FUZZ_CHECK(number >= 1 && !boxes.empty());
+    for (const tarnkit::MotBox& box : boxes) {
+      FUZZ_CHECK(std::isfinite(box.left) && std::isfinite(box.top) && std::isfinite(box.score));
+      FUZZ_CHECK(box.width > 0.0 && box.height > 0.0 && box.width < 1e6 && box.height < 1e6);
+      // Three decimals make nothing of smaller ones, which the reader then refuses.
+      if (box.width < 0.001 || box.height < 0.001) return;
+      written += tarnkit::motLine(number, box);
+    }
+    for (const Tarn::TarnBoundingBox2D& box : tarnkit::toFractions(boxes, 640, 480))
+      FUZZ_CHECK(std::isfinite(box.x) && std::isfinite(box.y) && std::isfinite(box.w) &&
+                 std::isfinite(box.h) && std::isfinite(box.score));
+  }
+  const tarnkit::MotFrames again = parse(written);
+  FUZZ_CHECK(again.size() == frames.size());
+  for (const auto& [number, boxes] : frames) {
+    const auto& others = again.at(number);
+    FUZZ_CHECK(others.size() == boxes.size());
+    for (std::size_t i = 0; i < boxes.size(); ++i) {
+      const tarnkit::MotBox &a = boxes[i], &b = others[i];
+      FUZZ_CHECK(a.id == b.id && std::abs(a.left - b.left) <= 0.0005001 &&
+                 std::abs(a.top - b.top) <= 0.0005001 && std::abs(a.width - b.width) <= 0.0005001 &&
+                 std::abs(a.height - b.height) <= 0.0005001 &&
+                 static_cast<float>(a.score) == static_cast<float>(b.score));
+    }
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string text(data, data + size);
+  tarnkit::MotFrames frames;
+  try {
+    frames = parse(text);
+  } catch (const tarnkit::Failure& fault) {
+    const std::string line = fault.what();
+    FUZZ_CHECK(line.rfind("boxes.txt:", 0) == 0);
+    for (const char c : line) FUZZ_CHECK(static_cast<unsigned char>(c) >= 0x20);
+    return 0;
+  }
+  expectSane(frames);
+  return 0;
+}

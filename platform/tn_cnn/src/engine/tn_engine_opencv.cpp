@@ -1,0 +1,282 @@
+// Networks on OpenCV's dnn module, on the processor.
+//
+// Layers are never fused. Fused, a network's times and weights could not be told apart by layer, and
+// since fusing multiplies weights together, a layer's rounding would depend on its neighbours.
+#include <algorithm>
+#include <map>
+#include <numeric>
+#include <opencv2/dnn.hpp>
+#include <stdexcept>
+#include <utility>
+
+#include "platform/tn_cnn/src/engine/tn_engine.h"
+#include "platform/tn_cnn/src/engine/tn_onnx_outline.h"
+#include "platform/tn_cnn/src/engine/tn_opencv_guards.h"
+#include "platform/tn_cnn/src/engine/tn_opencv_layers.h"
+#include "platform/tn_cnn/src/tn_config_text.h"
+#include "tn_core.h"
+
+namespace TarnCPU {
+namespace {
+
+using cv::dnn::MatShape;
+
+struct Layer {
+  std::string name;         // as shown
+  std::string engine_name;  // as OpenCV has it
+  int id = 0;               // OpenCV's number
+  std::string type;
+  std::size_t parameters = 0;
+  bool has_weights = false;
+  WeightPrecision precision = WeightPrecision::kF32;
+};
+
+using Precisions = std::map<std::string, WeightPrecision>;  // by the engine's name of the layer
+
+// `rounded` may be empty: even then layers must not share memory, or one that changes its weights as it
+// is made would change another's, and a network without rounding would differ in more than rounding.
+cv::dnn::Net importModel(const ModelFile& model, const Precisions& rounded) {
+  const WeightRounding rounding(rounded);
+  const char* const bytes = reinterpret_cast<const char*>(model.bytes.data());
+  cv::dnn::Net net = cv::dnn::readNetFromONNX(bytes, model.bytes.size());
+  net.setPreferableBackend(cv::dnn::DNN_BACKEND_OPENCV);
+  net.setPreferableTarget(cv::dnn::DNN_TARGET_CPU);
+  net.enableFusion(false);
+  // Some layers, constants among them, are made only once somebody asks for them.
+  for (const std::string& name : net.getLayerNames()) net.getLayer(net.getLayerId(name));
+  return net;
+}
+
+// Runs `body` with OpenCV's faults reduced to what they say: where in OpenCV they arose helps nobody.
+template <class Body>
+auto plainFaults(const Body& body) {
+  try {
+    return body();
+  } catch (const cv::Exception& fault) {
+    throw std::runtime_error(fault.err);
+  }
+}
+
+// The importer puts a mark in front of a node's name, "onnx_node!conv1": people know it without.
+std::string withoutMark(const std::string& engine_name) {
+  const std::size_t end = engine_name.find('!');
+  return engine_name.rfind("onnx_node", 0) == 0 && end != std::string::npos ? engine_name.substr(end + 1)
+                                                                            : engine_name;
+}
+
+std::vector<Layer> listLayers(const cv::dnn::Net& net) {
+  std::vector<Layer> layers;
+  std::map<std::string, int> uses;
+  for (const std::string& engine_name : net.getLayerNames()) {
+    Layer layer;
+    layer.engine_name = engine_name;
+    layer.name = withoutMark(engine_name);
+    ++uses[layer.name];
+    layer.id = net.getLayerId(engine_name);
+    const cv::Ptr<cv::dnn::Layer> made = net.getLayer(layer.id);
+    layer.type = made->type;
+    for (const cv::Mat& blob : made->blobs) {
+      layer.parameters += blob.total();
+      layer.has_weights |= blob.depth() == CV_32F && canRoundWeights(layer.type);
+    }
+    layers.push_back(std::move(layer));
+  }
+  for (Layer& layer : layers)
+    if (layer.name.empty() || uses[layer.name] != 1) layer.name = layer.engine_name;
+  return layers;
+}
+
+// Puts the precisions into the layers, and says which of them are for nothing.
+void applyPrecisions(const LayerInferenceConfig& config, const std::string& path,
+                     std::vector<Layer>& layers) {
+  const auto log = [&](const std::string& name, const char* fault) {
+    Tarn::_LogError("Tarn", "%s: the inference config names layer %s, which %s", path.c_str(),
+                    quoteName(name).c_str(), fault);
+  };
+  for (const auto& [name, precision] : config.get_precisions()) {
+    const auto is_named = [&wanted = name](const Layer& layer) { return layer.name == wanted; };
+    const auto layer = std::find_if(layers.begin(), layers.end(), is_named);
+    if (layer == layers.end())
+      log(name, "the network does not have");
+    else if (layer->has_weights)
+      layer->precision = precision;
+    else if (precision != WeightPrecision::kF32)
+      log(name, "has no weights to round");
+  }
+}
+
+Precisions roundedLayers(const std::vector<Layer>& layers) {
+  Precisions precisions;
+  for (const Layer& layer : layers)
+    if (layer.precision != WeightPrecision::kF32) precisions[layer.engine_name] = layer.precision;
+  return precisions;
+}
+
+std::size_t elementsOf(const MatShape& shape) {
+  return std::accumulate(shape.begin(), shape.end(), std::size_t{1}, [](std::size_t product, int size) {
+    return product * static_cast<std::size_t>(std::max(size, 0));
+  });
+}
+
+// The shape in which an input is fed: as declared where the tensor fills it.
+MatShape shapeToFeed(const Mat& blob, const std::vector<int>& declared) {
+  const bool is_closed = !declared.empty() && *std::min_element(declared.begin(), declared.end()) > 0;
+  if (is_closed && elementsOf(declared) == blob.total()) return declared;
+  return {1, blob.c, blob.h, blob.w};
+}
+
+// A copy of a blob of the engine.
+Mat tensorOf(const cv::Mat& blob) {
+  cv::Mat floats = blob;
+  if (blob.depth() != CV_32F) blob.convertTo(floats, CV_32F);
+  std::vector<int> sizes(floats.size.p, floats.size.p + floats.dims);
+  while (sizes.size() > 3 && sizes.front() == 1) sizes.erase(sizes.begin());
+  while (sizes.size() > 3) {
+    sizes[1] *= sizes[0];
+    sizes.erase(sizes.begin());
+  }
+  while (sizes.size() < 3) sizes.insert(sizes.begin(), 1);
+  Mat tensor(sizes[2], sizes[1], sizes[0]);
+  if (floats.total() == 0) return tensor;
+  if (!floats.isContinuous()) floats = floats.clone();
+  std::copy_n(floats.ptr<float>(), floats.total(), static_cast<float*>(tensor.data));
+  return tensor;
+}
+
+// Of convolutions and matrix products: elements of the output times terms of the sum that each is.
+std::int64_t multiplyAdds(const cv::dnn::Layer& layer, const std::vector<MatShape>& in,
+                          const std::vector<MatShape>& out) {
+  if (in.empty() || out.empty() || in[0].empty()) return 0;
+  const auto terms = [&] {
+    return layer.blobs[0].total() / static_cast<std::size_t>(layer.blobs[0].size[0]);
+  };
+  std::size_t count = 0;
+  if (layer.type == "Convolution" && !layer.blobs.empty())
+    count = elementsOf(out[0]) * terms();
+  else if (layer.type == "Deconvolution" && !layer.blobs.empty())
+    count = elementsOf(in[0]) * terms();
+  else if (layer.type == "InnerProduct")
+    count =
+        elementsOf(out[0]) * (layer.blobs.empty() ? static_cast<std::size_t>(in[0].back()) : terms());
+  return static_cast<std::int64_t>(count);
+}
+
+class OpenCvNetwork final : public EngineNetwork {
+ public:
+  OpenCvNetwork(const cv::dnn::Net& net, std::vector<Layer> layers, std::vector<OnnxInput> inputs)
+      : net_(net), layers_(std::move(layers)), inputs_(std::move(inputs)) {
+    for (const int id : net_.getUnconnectedOutLayers())
+      for (std::size_t i = 0; i < layers_.size(); ++i)
+        if (layers_[i].id == id) outputs_.push_back(static_cast<int>(i) + 1);
+  }
+
+  int lastLayer() const override { return static_cast<int>(layers_.size()); }
+  int inputCount() const override { return static_cast<int>(inputs_.size()); }
+  std::vector<int> inputShape(int index) const override {
+    return inputs_[static_cast<std::size_t>(index)].shape;
+  }
+
+  RunResult run(const RunRequest& request) override {
+    return plainFaults([&] { return runAsItIs(request); });
+  }
+
+ private:
+  RunResult runAsItIs(const RunRequest& request) {
+    const QuietOpenCv quiet;
+    const OpenCvThreads threads(request.threads);
+    RunResult result;
+    result.threads = std::max(1, cv::getNumThreads());
+    const std::vector<MatShape> shapes = feed(request);
+
+    const std::vector<int> kept = keptLayers(request);
+    std::vector<cv::String> names;
+    for (const int index : kept) names.push_back(layer(index).engine_name);
+    std::vector<cv::Mat> blobs;
+    net_.forward(blobs, names);
+    for (std::size_t i = 0; i < kept.size(); ++i) result.blobs[kept[i]] = tensorOf(blobs.at(i));
+    if (request.report) result.layers = reports(request.last, shapes);
+    return result;
+  }
+
+  const Layer& layer(int index) const { return layers_[static_cast<std::size_t>(index) - 1]; }
+
+  std::vector<MatShape> feed(const RunRequest& request) {
+    std::vector<MatShape> shapes;
+    for (const auto& [index, blob] : request.inputs) {
+      const OnnxInput& declared = inputs_[static_cast<std::size_t>(index)];
+      shapes.push_back(shapeToFeed(blob, declared.shape));
+      net_.setInput(cv::Mat(shapes.back(), CV_32F, blob.data), inputs_.size() > 1 ? declared.name : "");
+    }
+    return shapes;
+  }
+
+  std::vector<int> keptLayers(const RunRequest& request) const {
+    std::vector<int> kept;
+    if (request.keep_all) {
+      kept.resize(static_cast<std::size_t>(request.last));
+      std::iota(kept.begin(), kept.end(), 1);
+      return kept;
+    }
+    for (const int output : outputs_)
+      if (output < request.last) kept.push_back(output);
+    kept.push_back(request.last);
+    return kept;
+  }
+
+  std::vector<LayerReport> reports(int last, const std::vector<MatShape>& input_shapes) {
+    std::vector<double> ticks;
+    net_.getPerfProfile(ticks);
+    std::vector<int> ids;
+    std::vector<std::vector<MatShape>> in, out;
+    net_.getLayersShapes(input_shapes, ids, in, out);
+    std::map<int, std::size_t> place;
+    for (std::size_t i = 0; i < ids.size(); ++i) place[ids[i]] = i;
+
+    std::vector<LayerReport> all;
+    for (int index = 1; index <= last; ++index) {
+      const Layer& described = layer(index);
+      LayerReport report;
+      report.index = index;
+      report.name = described.name;
+      report.type = described.type;
+      report.has_weights = described.has_weights;
+      report.precision = described.precision;
+      const std::size_t parameter = described.precision == WeightPrecision::kF32 ? 4 : 2;
+      report.parameter_bytes = static_cast<std::int64_t>(described.parameters * parameter);
+      const std::size_t timed = static_cast<std::size_t>(described.id) - 1;
+      if (timed < ticks.size()) report.milliseconds = ticks[timed] * 1000.0 / cv::getTickFrequency();
+      const auto found = place.find(described.id);
+      if (found != place.end() && !out[found->second].empty()) {
+        report.output_shape = out[found->second][0];
+        report.multiply_adds =
+            multiplyAdds(*net_.getLayer(described.id), in[found->second], out[found->second]);
+      }
+      all.push_back(std::move(report));
+    }
+    return all;
+  }
+
+  cv::dnn::Net net_;
+  std::vector<Layer> layers_;
+  std::vector<OnnxInput> inputs_;
+  std::vector<int> outputs_;  // layers whose blobs no layer takes, ascending
+};
+
+}  // namespace
+
+std::unique_ptr<EngineNetwork> buildNetwork(const ModelFile& model, const LayerInferenceConfig& config) {
+  const QuietOpenCv quiet;
+  std::vector<OnnxInput> inputs = outlineOnnx(model.bytes);
+  if (inputs.empty()) throw std::runtime_error("has no inputs");
+  return plainFaults([&] {
+    cv::dnn::Net net = importModel(model, {});
+    std::vector<Layer> layers = listLayers(net);
+    if (layers.empty()) throw std::runtime_error("has no layers");
+    applyPrecisions(config, model.path, layers);
+    const Precisions rounded = roundedLayers(layers);
+    if (!rounded.empty()) net = importModel(model, rounded);
+    return std::make_unique<OpenCvNetwork>(net, std::move(layers), std::move(inputs));
+  });
+}
+
+}  // namespace TarnCPU

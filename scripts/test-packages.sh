@@ -1,0 +1,65 @@
+#!/usr/bin/env bash
+# Builds the Debian packages and tries them in a fresh Debian root: they install, the tool runs, programs
+# find the library through CMake and through pkg-config, and nothing of them is left when they are gone.
+# Needs root and a Debian mirror; takes some minutes, most of them for the packages of others.
+# usage: scripts/test-packages.sh [--built]     --built: take the .deb files in build/package as they are
+# Environment: SUITE (this machine's release), MIRROR (http://deb.debian.org/debian)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+[ "$(id -u)" -eq 0 ] || { echo "scripts/test-packages.sh: only root can enter another root" >&2; exit 1; }
+step() { printf '\n== %s (%s s)\n' "$1" "$SECONDS"; }
+
+if [ "${1:-}" != --built ]; then
+  step "packages"
+  scripts/package.sh
+fi
+shopt -s nullglob
+packages=(build/package/*.deb)
+[ ${#packages[@]} -eq 3 ] || { echo "scripts/test-packages.sh: three .deb files belong into build/package" >&2; exit 1; }
+
+step "fresh root"
+scripts/setup.sh package
+suite=${SUITE:-$(. /etc/os-release && echo "$VERSION_CODENAME")}
+work=$(mktemp -d)
+root=$work/root
+# Never deletes through a mount that did not come off.
+trap 'umount "$root/proc" 2>/dev/null || true; rm -rf --one-file-system "$work"' EXIT
+debootstrap --variant=minbase "$suite" "$root" "${MIRROR:-http://deb.debian.org/debian}" >"$work/log" ||
+  { tail -n 20 "$work/log"; exit 1; }
+mount -t proc proc "$root/proc"
+# A fresh root must start no services, which a chroot has no business with.
+printf '#!/bin/sh\nexit 101\n' >"$root/usr/sbin/policy-rc.d"
+chmod +x "$root/usr/sbin/policy-rc.d"
+mkdir "$root/try"
+cp "${packages[@]}" "$root/try"
+cp -r examples "$root/try"
+inside() { chroot "$root" /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 \
+  DEBIAN_FRONTEND=noninteractive sh -euc "$1"; }
+quietly() { inside "$1" >"$work/log" 2>&1 || { tail -n 40 "$work/log"; exit 1; }; }
+
+step "runtime and tool"
+quietly 'apt-get update'
+quietly 'cd /try && apt-get install -y --no-install-recommends ./libtn-kits[0-9]*.deb ./tarnkit_*.deb'
+inside 'tarnkit --version'
+version=$(inside 'dpkg-query -W -f "\${Version}" tarnkit')
+inside 'tarnkit --version' | grep -qx "library tn_kits ${version%-*}"
+inside 'cd /try && tarnkit sample walk.mp4 --detections walk.txt --frames 20 >/dev/null &&
+  tarnkit run walk.mp4 --detector mot:walk.txt --tracks tracks.txt >/dev/null && test -s tracks.txt'
+
+step "development"
+quietly 'cd /try && apt-get install -y --no-install-recommends ./libtn-kits-dev_*.deb g++ cmake make pkg-config'
+quietly 'cd /try && cmake -S examples -B cmake && cmake --build cmake && mkdir make && make -C examples OUT=../make'
+for built in cmake make; do
+  inside "/try/$built/frame_to_tensor" | tee "$work/printed.txt"
+  grep -qx 'centre pixel: 0.502 0.502 0.502' "$work/printed.txt"
+  inside "/try/$built/track_boxes" | grep -q '^frame 5: box 2, class'
+done
+
+step "removal"
+files=$(inside 'dpkg -L libtn-kits0 libtn-kits-dev tarnkit' | grep -E 'tn_|tarnkit|tn-kits')
+quietly 'apt-get purge -y libtn-kits0 libtn-kits-dev tarnkit'
+left=$(for file in $files; do if [ -e "$root$file" ] || [ -L "$root$file" ]; then echo "$file"; fi; done)
+left+=$(inside 'ldconfig -p' | grep -E 'libtn_(kits|cnn|core)' || true)
+[ -z "$left" ] || { printf 'left behind:\n%s\n' "$left" >&2; exit 1; }
+echo "purged without leftovers"
+step "done"

@@ -1,0 +1,494 @@
+/// The routines of this library for callers that cannot vouch for their sizes: tools that read files,
+/// bindings to other languages.
+///
+/// Each function has the name of the routine that it calls and takes views, a pointer and the bytes
+/// there, where that one takes pointers. Before the call it checks the formats, the sizes, that there is
+/// room for everything that the routine reads and writes, documented over-reach included, that source,
+/// destination and work buffers lie apart, and that rectangles lie where they must. Of a violation it
+/// throws std::invalid_argument with one sentence, such as "src holds 3110399 bytes; a 1920x1080 NV12
+/// frame needs 3110400"; nothing is touched then. Nothing is copied, and the checks take some
+/// nanoseconds a call.
+///
+/// Stricter than the routines: sizes and counts below 1 are refused, not passed over; sides go up to
+/// kLargestSide, and no buffer may need more than kMostElements elements. Checked are the sizes given;
+/// that as many bytes are really there stays the caller's word.
+///
+/// What a routine does, its threads and its other errors are described at its own declaration.
+#ifndef TN_CHECKED_H_
+#define TN_CHECKED_H_
+
+#include <algorithm>
+#include <cstdint>
+
+#include "tn_checked_rules.h"
+#include "tn_cnn.h"
+#include "tn_cv.h"
+#include "tn_image.h"
+#include "tn_yuvconverter.h"
+
+namespace Tarn::checked {
+
+namespace rules {
+
+using OfSize = void (*)(const unsigned char*, int, int, unsigned char*);
+using OfCount = void (*)(const unsigned char*, unsigned char*, int);
+using Resize = void (*)(const unsigned char*, int, int, unsigned char*, int, int);
+using CropResize = void (*)(const unsigned char*, int, int, unsigned char*, int, int, int, int, int,
+                            int);
+
+inline void semiPlanar(OfSize routine, ConstBytes src, int w, int h, Bytes dst) {
+  sides({{"w", w}, {"h", h}});
+  const std::int64_t rows = (std::int64_t{h} + 1) / 2 * 2;
+  transfer(src, product(w, h + rows), {w, h, "frame with the chroma that is read behind it"}, dst,
+           product(3, w, rows + 1), {w, h, "RGB picture with the rows that are written behind it"});
+  routine(src.data, w, h, dst.data);
+}
+
+inline void turn(OfSize routine, ConstBytes src, int w, int h, Bytes dst, int c) {
+  sides({{"w", w}, {"h", h}});
+  const std::uint64_t bytes = product(w, h, c);
+  transfer(src, bytes, {w, h, "picture", c}, dst, bytes, {h, w, "picture", c});
+  routine(src.data, w, h, dst.data);
+}
+
+inline void mirror(void (*routine)(const unsigned char*, int, int, unsigned char*, int), ConstBytes src,
+                   int w, int h, Bytes dst, int c) {
+  sides({{"w", w}, {"h", h}, {"c", c}});
+  const std::uint64_t bytes = product(w, h, c);
+  transfer(src, bytes, {w, h, "picture", c}, dst, bytes, {w, h, "picture", c});
+  routine(src.data, w, h, dst.data, c);
+}
+
+inline void ofCount(OfCount routine, ConstBytes src, int read_a_pixel, const char* source, Bytes dst,
+                    int written_a_pixel, const char* destination, int n) {
+  within("n", n, 1, static_cast<std::int64_t>(kMostElements));
+  transfer(src, product(n, read_a_pixel), {n, 0, source}, dst, product(n, written_a_pixel),
+           {n, 0, destination});
+  routine(src.data, dst.data, n);
+}
+
+inline void resizable(ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh, int c) {
+  sides({{"sw", sw}, {"sh", sh}, {"dw", dw}, {"dh", dh}});
+  transfer(src, product(sw, sh, c), {sw, sh, "picture", c}, dst, product(dw, dh, c),
+           {dw, dh, "picture", c});
+}
+
+inline void resize(Resize routine, ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh, int c) {
+  resizable(src, sw, sh, dst, dw, dh, c);
+  routine(src.data, sw, sh, dst.data, dw, dh);
+}
+
+inline void notInverted(int x0, int y0, int x1, int y1) {
+  if (x0 <= x1 && y0 <= y1) return;
+  refuse("the rectangle goes from (" + std::to_string(x0) + ", " + std::to_string(y0) + ") to (" +
+         std::to_string(x1) + ", " + std::to_string(y1) + "); it must not be inverted");
+}
+
+inline void cropResize(CropResize routine, ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh,
+                       int left, int top, int right, int bottom, int c) {
+  notInverted(left, top, right, bottom);
+  resizable(src, sw, sh, dst, dw, dh, c);
+  routine(src.data, sw, sh, dst.data, dw, dh, left, top, right, bottom);
+}
+
+/// Bytes of a crop's frame, from the frame itself or, further behind, from what the pair walk touches of
+/// it: `pairs` pairs of rows from (x, y) on, `length` bytes of each.
+inline std::uint64_t cropReach(const _TN_Image& record, bool planar, std::int64_t x, std::int64_t y,
+                               std::int64_t pairs, std::int64_t length) {
+  const std::int64_t w = record.width, luma = w * record.height, last = y + 2 * (pairs - 1);
+  const std::int64_t chroma = last / 2 * w + x;
+  const std::int64_t frame =
+      planar ? luma + luma / 4 + (w / 2) * (record.height / 2) : luma + w * (record.height / 2);
+  const std::int64_t walked =
+      planar ? luma + luma / 4 + chroma / 2 + length / 2 : luma + chroma + length;
+  const std::int64_t reach = pairs > 0 ? std::max({frame, (last + 1) * w + x + length, walked}) : frame;
+  return static_cast<std::uint64_t>(reach);
+}
+
+inline void crop(bool planar, const Image& in, const Image& out, int x0, int y0, int x1, int y1) {
+  const auto accept = [planar](const char* name, const _TN_Image& record) {
+    if (planar)
+      format(name, record, TN_PIX_FMT_YUVI420);
+    else
+      format(name, record, TN_PIX_FMT_NV12, TN_PIX_FMT_NV21, TN_PIX_FMT_YUV420V);
+    sidesOf(name, record);
+  };
+  accept("in", in.record);
+  accept("out", out.record);
+  notInverted(x0, y0, x1, y1);
+  const std::int64_t w = std::int64_t{x1} - x0 + 1, h = std::int64_t{y1} - y0 + 1;
+  if (out.record.width < w || out.record.height < h)
+    refuse("out is " + std::to_string(out.record.width) + "x" + std::to_string(out.record.height) +
+           "; it must be at least " + std::to_string(w) + "x" + std::to_string(h) +
+           " like the rectangle");
+  const std::int64_t xs = std::max(x0, 0), xe = std::min(x1, in.record.width - 1);
+  const std::int64_t ys = std::max(y0, 0), ye = std::min(y1, in.record.height - 1);
+  const std::int64_t length = xs <= xe ? (xe - xs + 1) / 2 * 2 : 0;
+  const std::int64_t pairs = xs <= xe && ys <= ye ? (ye - ys) / 2 + 1 : 0;
+  const std::uint64_t read = cropReach(in.record, planar, xs, ys, pairs, length);
+  const std::uint64_t written = cropReach(out.record, planar, xs - x0, ys - y0, pairs, length);
+  const char* const what = "frame with the rows that a crop takes along";
+  room("in", bytesOf(in), read, {in.record.width, in.record.height, what});
+  room("out", bytesOf(out), written, {out.record.width, out.record.height, what});
+  apart("out", out.record.data, written, "in", in.record.data, read);
+}
+
+}  // namespace rules
+
+// The names are those of the routines.
+// NOLINTBEGIN(readability-identifier-naming)
+
+// ---- Colour (tn_cv.h) ------------------------------------------------------------------------------
+
+inline void nv12_to_rgb_fast_asm(ConstBytes src, int w, int h, Bytes dst) {
+  rules::semiPlanar(TarnCPU::TN_CV::nv12_to_rgb_fast_asm, src, w, h, dst);
+}
+inline void yuv420sp_to_rgb_fast_asm(ConstBytes src, int w, int h, Bytes dst) {
+  rules::semiPlanar(TarnCPU::TN_CV::yuv420sp_to_rgb_fast_asm, src, w, h, dst);
+}
+inline void yuv420f_to_rgb(ConstBytes src, int w, int h, Bytes dst) {
+  rules::sides({{"w", w}, {"h", h}});
+  const std::int64_t pairs = (std::int64_t{h} + 1) / 2, luma = std::int64_t{w} * h;
+  const std::int64_t chroma_end = luma + luma / 4 + pairs * (w / 2);
+  const std::int64_t read = std::max(2 * pairs * w, chroma_end);
+  rules::transfer(src, rules::product(read), {w, h, "I420 frame, its last row paired,"}, dst,
+                  rules::product(6 * pairs, w), {w, h, "RGB picture, its last row paired,"});
+  TarnCPU::TN_CV::yuv420f_to_rgb(src.data, w, h, dst.data);
+}
+
+inline void getGray_from_BGRA_HWC(ConstBytes src, Bytes dst, int n) {
+  rules::ofCount(TarnCPU::getGray_from_BGRA_HWC, src, 4, "BGRA pixels", dst, 1, "grey pixels", n);
+}
+inline void getGray_from_RGBA_HWC(ConstBytes src, Bytes dst, int n) {
+  rules::ofCount(TarnCPU::getGray_from_RGBA_HWC, src, 4, "RGBA pixels", dst, 1, "grey pixels", n);
+}
+inline void getGray_from_RGB_HWC(ConstBytes src, Bytes dst, int n) {
+  rules::ofCount(TarnCPU::getGray_from_RGB_HWC, src, 3, "RGB pixels", dst, 1, "grey pixels", n);
+}
+inline void getRGB_CHW_from_BGRA_HWC(ConstBytes src, Bytes dst, int n) {
+  rules::ofCount(TarnCPU::getRGB_CHW_from_BGRA_HWC, src, 4, "BGRA pixels", dst, 3, "pixels in planes",
+                 n);
+}
+inline void getRGB_CHW_from_RGBA_HWC(ConstBytes src, Bytes dst, int n) {
+  rules::ofCount(TarnCPU::getRGB_CHW_from_RGBA_HWC, src, 4, "RGBA pixels", dst, 3, "pixels in planes",
+                 n);
+}
+inline void getRGB_CHW_from_RGB_HWC(ConstBytes src, Bytes dst, int n) {
+  rules::ofCount(TarnCPU::getRGB_CHW_from_RGB_HWC, src, 3, "RGB pixels", dst, 3, "pixels in planes", n);
+}
+
+// ---- Geometry (tn_cv.h, tn_resize.h) ---------------------------------------------------------------
+
+inline void rotate90_intrinsics_3_channel(ConstBytes src, int w, int h, Bytes dst) {
+  rules::turn(TarnCPU::TN_CV::rotate90_intrinsics_3_channel, src, w, h, dst, 3);
+}
+inline void rotate90_intrinsics_4_channel(ConstBytes src, int w, int h, Bytes dst) {
+  rules::turn(TarnCPU::TN_CV::rotate90_intrinsics_4_channel, src, w, h, dst, 4);
+}
+inline void anti_rotate90_intrinsics_3_channel(ConstBytes src, int w, int h, Bytes dst) {
+  rules::turn(TarnCPU::TN_CV::anti_rotate90_intrinsics_3_channel, src, w, h, dst, 3);
+}
+inline void anti_rotate90_intrinsics_4_channel(ConstBytes src, int w, int h, Bytes dst) {
+  rules::turn(TarnCPU::TN_CV::anti_rotate90_intrinsics_4_channel, src, w, h, dst, 4);
+}
+inline void flip_horizontal(ConstBytes src, int w, int h, Bytes dst, int c) {
+  rules::mirror(TarnCPU::TN_CV::flip_horizontal, src, w, h, dst, c);
+}
+inline void flip_vertical(ConstBytes src, int w, int h, Bytes dst, int c) {
+  rules::mirror(TarnCPU::TN_CV::flip_vertical, src, w, h, dst, c);
+}
+inline void cut_sub_img_inchw_outchw(ConstFloats src, int src_w, int src_h, Floats dst, int w, int h,
+                                     int x0, int y0, int c) {
+  rules::sides({{"src_w", src_w}, {"src_h", src_h}, {"w", w}, {"h", h}, {"c", c}});
+  rules::inside(x0, y0, w, h, src_w, src_h);
+  rules::transfer(src, rules::product(src_w, src_h, c), {src_w, src_h, "tensor", c}, dst,
+                  rules::product(w, h, c), {w, h, "tensor", c});
+  TarnCPU::TN_CV::cut_sub_img_inchw_outchw(src.data, src_w, src_h, dst.data, w, h, x0, y0, c);
+}
+inline void cut_sub_img_inhwc_outhwc(ConstBytes src, int src_w, int src_h, Bytes dst, int w, int h,
+                                     int x0, int y0, int c) {
+  rules::sides({{"src_w", src_w}, {"src_h", src_h}, {"w", w}, {"h", h}, {"c", c}});
+  rules::inside(x0, y0, w, h, src_w, src_h);
+  rules::transfer(src, rules::product(src_w, src_h, c), {src_w, src_h, "picture", c}, dst,
+                  rules::product(w, h, c), {w, h, "picture", c});
+  TarnCPU::TN_CV::cut_sub_img_inhwc_outhwc(src.data, src_w, src_h, dst.data, w, h, x0, y0, c);
+}
+inline void resize_bilinear_c2(ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh) {
+  rules::resize(TarnCPU::TN_CV::resize_bilinear_c2, src, sw, sh, dst, dw, dh, 2);
+}
+inline void resize_bilinear_c1(ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh) {
+  rules::resize(TarnCPU::resize_bilinear_c1, src, sw, sh, dst, dw, dh, 1);
+}
+inline void resize_bilinear_c3(ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh) {
+  rules::resize(TarnCPU::resize_bilinear_c3, src, sw, sh, dst, dw, dh, 3);
+}
+inline void resize_bilinear_c4(ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh) {
+  rules::resize(TarnCPU::resize_bilinear_c4, src, sw, sh, dst, dw, dh, 4);
+}
+inline void resize_nearest_c1(ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh) {
+  rules::resize(TarnCPU::resize_nearest_c1, src, sw, sh, dst, dw, dh, 1);
+}
+inline void crop_resize_nearest_c1(ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh, int left,
+                                   int top, int right, int bottom) {
+  rules::cropResize(TarnCPU::crop_resize_nearest_c1, src, sw, sh, dst, dw, dh, left, top, right, bottom,
+                    1);
+}
+inline void crop_resize_nearest_c3(ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh, int left,
+                                   int top, int right, int bottom) {
+  rules::cropResize(TarnCPU::crop_resize_nearest_c3, src, sw, sh, dst, dw, dh, left, top, right, bottom,
+                    3);
+}
+inline void crop_resize_nearest_c4(ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh, int left,
+                                   int top, int right, int bottom) {
+  rules::cropResize(TarnCPU::crop_resize_nearest_c4, src, sw, sh, dst, dw, dh, left, top, right, bottom,
+                    4);
+}
+
+// ---- Tensors (tn_mat.h) ----------------------------------------------------------------------------
+
+/// Refuses type codes that the routine does not know, for which it would give an empty tensor.
+inline TarnCPU::Mat from_pixels(ConstBytes pixels, int type, int w, int h,
+                                TarnCPU::Allocator* allocator = nullptr) {
+  const int given = type & 0xffff, wanted = type >> 16;
+  if ((given != 1 && given != 2 && given != 8) || wanted < 0 || wanted > 2)
+    rules::refuseValue("type", type, "1, 2 or 8, plus 65536 times 0, 1 or 2");
+  rules::sides({{"w", w}, {"h", h}});
+  const int c = given == 8 ? 4 : 3;
+  rules::room("pixels", pixels, rules::product(w, h, c), {w, h, "picture", c});
+  return TarnCPU::Mat::from_pixels(pixels.data, type, w, h, allocator);
+}
+/// The view of these floats must not outlive them.
+inline TarnCPU::Mat from_float_array(ConstFloats data, int w, int h, int c,
+                                     TarnCPU::TensorShape::Layout layout,
+                                     TarnCPU::Allocator* allocator) {
+  rules::sides({{"w", w}, {"h", h}, {"c", c}});
+  rules::within("layout", layout, TarnCPU::TensorShape::CHW, TarnCPU::TensorShape::HWC);
+  rules::room("data", data, rules::product(w, h, c), {w, h, "tensor", c});
+  return TarnCPU::Mat::from_float_array(data.data, w, h, c, layout, allocator);
+}
+
+namespace rules {
+
+inline std::string sizeOf(const TarnCPU::Mat& mat) {
+  return std::to_string(mat.w) + "x" + std::to_string(mat.h) + "x" + std::to_string(mat.c);
+}
+
+/// A CHW tensor of floats with elements, of any alignment; how many it has.
+inline std::uint64_t planes(const char* name, const TarnCPU::Mat& mat) {
+  const std::string text = name;
+  if (mat.layout != TarnCPU::TensorShape::CHW || mat.elem_size != sizeof(float))
+    refuse(text + " has layout " + std::to_string(mat.layout) + " and elements of " +
+           std::to_string(mat.elem_size) + " bytes; it must have layout 1 (CHW) and floats");
+  if (mat.w < 1 || mat.h < 1 || mat.c < 1 || mat.w > kLargestSide || mat.h > kLargestSide)
+    refuse(text + " is " + sizeOf(mat) + "; its sides must be from 1 to " +
+           std::to_string(kLargestSide));
+  const std::uint64_t elements = product(mat.w, mat.h, mat.c);
+  if (elements > kMostElements || mat.data == nullptr)
+    refuseRoom(name, mat.data == nullptr, 0, elements, sizeof(float), {mat.w, mat.h, "tensor", mat.c});
+  return elements;
+}
+
+inline void warp(void (*routine)(TarnCPU::Mat, TarnCPU::Mat, const float*), const TarnCPU::Mat& src,
+                 const TarnCPU::Mat& dst, ConstFloats matrix, bool one_size, bool may_overlap) {
+  const std::uint64_t read = planes("src", src), written = planes("dst", dst);
+  room("matrix", matrix, 6, {2, 3, "matrix"});
+  if (one_size) {
+    if (src.c != 3 || src.w < 2 || src.h < 2)
+      refuse("src is " + sizeOf(src) + "; it must have 3 planes and sides of 2 or more");
+    if (dst.c != 3 || dst.w != src.w || dst.h != src.h)
+      refuse("dst is " + sizeOf(dst) + "; it must be " + sizeOf(src) + " like src");
+  } else if (src.c < dst.c) {
+    refuse("src has " + std::to_string(src.c) + " planes; it must have at least the " +
+           std::to_string(dst.c) + " of dst");
+  }
+  if (!may_overlap)
+    apart("dst", dst.data, written * sizeof(float), "src", src.data, read * sizeof(float));
+  routine(src, dst, matrix.data);
+}
+
+}  // namespace rules
+
+/// `little` has its own word for its sizes; dst is held against them.
+inline void cover_mid_img_with_littleImg_inMat_outFloatPointer(Floats dst, int dst_width, int dst_height,
+                                                               const TarnCPU::Mat& little) {
+  const std::uint64_t read = rules::planes("little", little);
+  rules::sides({{"dst_width", dst_width}, {"dst_height", dst_height}});
+  if (dst_width < little.w || dst_height < little.h)
+    rules::refuse("dst is " + std::to_string(dst_width) + "x" + std::to_string(dst_height) +
+                  "; it must be at least " + std::to_string(little.w) + "x" + std::to_string(little.h) +
+                  " like little");
+  const std::uint64_t written = rules::product(dst_width, dst_height, little.c);
+  rules::room("dst", dst, written, {dst_width, dst_height, "tensor", little.c});
+  rules::apart("dst", dst.data, written * sizeof(float), "little", little.data, read * sizeof(float));
+  TarnCPU::TN_CV::cover_mid_img_with_littleImg_inMat_outFloatPointer(dst.data, dst_width, dst_height,
+                                                                     little);
+}
+
+// The tensors have their own word for their sizes, which must go together. matrix: six floats.
+inline void affine(const TarnCPU::Mat& src, const TarnCPU::Mat& dst, ConstFloats matrix) {
+  rules::warp(::affine, src, dst, matrix, false, false);
+}
+inline void affine_optimized(const TarnCPU::Mat& src, const TarnCPU::Mat& dst, ConstFloats matrix) {
+  rules::warp(::affine_optimized, src, dst, matrix, false, false);
+}
+inline void affine_sse(const TarnCPU::Mat& src, const TarnCPU::Mat& dst, ConstFloats matrix) {
+  rules::warp(::affine_sse, src, dst, matrix, true, false);
+}
+inline void affine_sse_hwc(const TarnCPU::Mat& src, const TarnCPU::Mat& dst, ConstFloats matrix) {
+  rules::warp(::affine_sse_hwc, src, dst, matrix, true, true);
+}
+
+// ---- Network input (tn_cv.h) -----------------------------------------------------------------------
+
+namespace rules {
+
+/// Bytes of a frame, to the last one that its planes have.
+inline std::uint64_t bytesOfFrame(const _TN_Image& image) {
+  const std::int64_t w = image.width, h = image.height, pixels = w * h, chroma = (w / 2) * (h / 2);
+  switch (image.pix_fmt) {
+    case TN_PIX_FMT_BGRA:
+    case TN_PIX_FMT_RGBA:
+      return product(pixels, 4);
+    case TN_PIX_FMT_BGR:
+    case TN_PIX_FMT_RGB:
+      return product(pixels, 3);
+    case TN_PIX_FMT_YUVI420:
+      return product(chroma > 0 ? pixels + pixels / 4 + chroma : pixels);
+    default:
+      return product(pixels + 2 * chroma);
+  }
+}
+
+inline void networkInput(const Image& image, int width, int height, const Bytes& work_a,
+                         const Bytes& work_b) {
+  const _TN_Image& record = image.record;
+  format("image", record, TN_PIX_FMT_YUVI420, TN_PIX_FMT_NV12, TN_PIX_FMT_NV21, TN_PIX_FMT_BGRA,
+         TN_PIX_FMT_RGBA, TN_PIX_FMT_BGR, TN_PIX_FMT_RGB);
+  sidesOf("image", record);
+  sides({{"width", width}, {"height", height}});
+  const std::uint64_t frame = bytesOfFrame(record);
+  room("image", bytesOf(image), frame,
+       {record.width, record.height, "frame", 0, nameOf(record.pix_fmt)});
+  const bool four = record.pix_fmt == TN_PIX_FMT_BGRA || record.pix_fmt == TN_PIX_FMT_RGBA;
+  const std::uint64_t a = product(width, height, 4), b = product(width, height, four ? 4 : 3);
+  room("work_a", work_a, a, {width, height, "work buffer", 4});
+  room("work_b", work_b, b, {width, height, "work buffer", four ? 4 : 3});
+  apart("work_a", work_a.data, a, "image", record.data, frame);
+  apart("work_b", work_b.data, b, "image", record.data, frame);
+  apart("work_b", work_b.data, b, "work_a", work_a.data, a);
+}
+
+}  // namespace rules
+
+/// Refuses formats that the routine does not know, for which it would log a line and leave `out` alone.
+inline void getInMat(const Image& image, TarnCPU::Mat& out, int to_bgr, int width, int height,
+                     Bytes work_a, Bytes work_b) {
+  rules::networkInput(image, width, height, work_a, work_b);
+  TarnCPU::TN_CV::getInMat(&image.record, out, to_bgr, width, height, work_a.data, work_b.data);
+}
+/// As getInMat. The rectangle may reach outside the frame, and may be empty: then all is background.
+inline void getInMat_m1(const Image& image, TarnCPU::Mat& out, int to_bgr, int width, int height,
+                        Bytes work_a, Bytes work_b, int crop_left, int crop_top, int crop_right,
+                        int crop_bottom, bool pad_grey) {
+  rules::networkInput(image, width, height, work_a, work_b);
+  TarnCPU::TN_CV::getInMat_m1(&image.record, out, to_bgr, width, height, work_a.data, work_b.data,
+                              crop_left, crop_top, crop_right, crop_bottom, pad_grey);
+}
+
+// ---- Frames to tensors (tn_yuvconverter.h) ---------------------------------------------------------
+
+/// Tarn::TarnYUVToolKit for frames and tensors whose records are looked at: formats, sizes and bytes
+/// must be those that the constructor was told.
+class TarnYUVToolKit {
+ public:
+  /// src_uv_width: from 0 to kLargestSide. The tables by pixel take 36 bytes for each output pixel; so
+  /// bound dst_width and dst_height by what you can spare.
+  TarnYUVToolKit(int src_width, int src_height, int src_uv_width, int src_uv_height, int dst_width,
+                 int dst_height)
+      : sizes_(checkedSizes({src_width, src_height, src_uv_width, dst_width, dst_height})),
+        toolkit_(src_width, src_height, src_uv_width, src_uv_height, dst_width, dst_height) {}
+
+  const _ConvertMatrixFromYUV getCvtMat() const { return toolkit_.getCvtMat(); }
+  void setCvtMat(const _ConvertMatrixFromYUV& mat) { toolkit_.setCvtMat(mat); }
+
+  /// in: NV12, NV21 or YUV420V. out: CHW_F32.
+  void convert(const Image& in, const Image& out) {
+    rules::format("in", in.record, TN_PIX_FMT_NV12, TN_PIX_FMT_NV21, TN_PIX_FMT_YUV420V);
+    rules::format("out", out.record, TN_PIX_FMT_CHW_F32);
+    rules::sidesAre("in", in.record, sizes_.src_width, sizes_.src_height);
+    rules::sidesAre("out", out.record, sizes_.dst_width, sizes_.dst_height);
+    const std::uint64_t read = sizes_.frameBytes(), written = sizes_.tensorFloats();
+    rules::room("in", rules::bytesOf(in), read,
+                {sizes_.src_width, sizes_.src_height, "frame", 0, rules::nameOf(in.record.pix_fmt)});
+    rules::room("out", rules::floatsOf(out), written,
+                {sizes_.dst_width, sizes_.dst_height, "tensor", 3});
+    rules::apart("out", out.record.data, written * sizeof(float), "in", in.record.data, read);
+    toolkit_.convert(in.record, out.record);
+  }
+
+  /// in: as for convert, or I420, which is read as if its chroma were interleaved. out: CHW_F32, at
+  /// least as wide and high as the even part of `in`.
+  static void Convert(const Image& in, const Image& out, const _ConvertMatrixFromYUV& mat) {
+    rules::format("in", in.record, TN_PIX_FMT_NV12, TN_PIX_FMT_NV21, TN_PIX_FMT_YUV420V,
+                  TN_PIX_FMT_YUVI420);
+    rules::format("out", out.record, TN_PIX_FMT_CHW_F32);
+    rules::sidesOf("in", in.record);
+    rules::sidesOf("out", out.record);
+    const int w = in.record.width, h = in.record.height;
+    if (out.record.width < w / 2 * 2 || out.record.height < h / 2 * 2)
+      rules::sidesAre("out", out.record, w, h);
+    const std::uint64_t read = rules::product(w, std::int64_t{h} + h / 2);
+    const std::uint64_t written = rules::product(3, out.record.width, out.record.height);
+    rules::room("in", rules::bytesOf(in), read, {w, h, "frame", 0, rules::nameOf(in.record.pix_fmt)});
+    rules::room("out", rules::floatsOf(out), written,
+                {out.record.width, out.record.height, "tensor", 3});
+    rules::apart("out", out.record.data, written * sizeof(float), "in", in.record.data, read);
+    Tarn::TarnYUVToolKit::Convert(in.record, out.record, mat);
+  }
+
+  /// in, out: NV12, NV21 or YUV420V. The rectangle may reach outside `in`, but must not be inverted;
+  /// `out` must be at least as large.
+  static void Crop(const Image& in, const Image& out, int x0, int y0, int x1, int y1) {
+    rules::crop(false, in, out, x0, y0, x1, y1);
+    Tarn::TarnYUVToolKit::Crop(in.record, out.record, x0, y0, x1, y1);
+  }
+  /// The same for I420.
+  static void Crop_YUVI420(const Image& in, const Image& out, int x0, int y0, int x1, int y1) {
+    rules::crop(true, in, out, x0, y0, x1, y1);
+    Tarn::TarnYUVToolKit::Crop_YUVI420(in.record, out.record, x0, y0, x1, y1);
+  }
+
+ private:
+  struct Sizes {
+    int src_width, src_height, src_uv_width, dst_width, dst_height;
+
+    std::uint64_t frameBytes() const {
+      return rules::product(std::int64_t{src_width} * src_height +
+                            std::int64_t{2} * src_uv_width * (src_height / 2));
+    }
+    std::uint64_t tensorFloats() const { return rules::product(3, dst_width, dst_height); }
+  };
+
+  static Sizes checkedSizes(const Sizes& sizes) {
+    rules::sides({{"src_width", sizes.src_width},
+                  {"src_height", sizes.src_height},
+                  {"dst_width", sizes.dst_width},
+                  {"dst_height", sizes.dst_height}});
+    rules::within("src_uv_width", sizes.src_uv_width, 0, kLargestSide);
+    const auto elements = static_cast<std::int64_t>(kMostElements);
+    rules::within("the frame's size in bytes", static_cast<std::int64_t>(sizes.frameBytes()), 1,
+                  elements);
+    rules::within("the tensor's size in floats", static_cast<std::int64_t>(sizes.tensorFloats()), 1,
+                  elements);
+    return sizes;
+  }
+
+  Sizes sizes_;
+  Tarn::TarnYUVToolKit toolkit_;
+};
+
+// NOLINTEND(readability-identifier-naming)
+
+}  // namespace Tarn::checked
+
+#endif  // TN_CHECKED_H_

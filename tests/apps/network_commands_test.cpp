@@ -1,0 +1,163 @@
+// The commands that run model files: export-config and layers.
+#include <gtest/gtest.h>
+
+#include <regex>
+
+#include "apps/networks/layer_times.h"
+#include "tests/apps/tool_test_support.h"
+#include "tn_inference_config.h"
+
+namespace {
+
+using TarnCPU::WeightPrecision;
+using tn_test::isOneLineWith;
+using tn_test::ToolResult;
+using tn_test::ToolTest;
+
+class NetworkCommands : public ToolTest {
+ protected:
+  NetworkCommands() {
+    for (const std::string name : {"small", "two-inputs", "open-size"})
+      std::filesystem::copy_file(TN_TEST_DATA "/" + name + ".onnx", path(name + ".onnx"));
+  }
+};
+
+std::string withoutTimes(const std::string& text) {
+  return std::regex_replace(text, std::regex(" +([0-9]+\\.[0-9]{3}|ms\\b)"), " T");
+}
+
+TEST_F(NetworkCommands, ExportedEditedAndFedBackConfigsComeOutAsEdited) {
+  write("net.txt", "what was there before, and longer than what comes");
+  const ToolResult first = tool("export-config small.onnx --input 3x6x6 -o net.txt");
+  ASSERT_EQ(first.status, 0) << first.err;
+  EXPECT_EQ(first.out + first.err, "");
+  std::string text = read("net.txt");
+  EXPECT_EQ(text.rfind("tarn-inference-config 1\n", 0), 0u);
+
+  const std::string line = "layer conv1             f32 ";
+  ASSERT_NE(text.find(line), std::string::npos) << text;
+  text.replace(text.find(line), line.size(), "layer conv1             bf16");
+  text.replace(text.find("threads auto"), 12, "threads 2");
+  write("edited.txt", text);
+  const ToolResult second = tool("export-config small.onnx --config edited.txt -o again.txt");
+  ASSERT_EQ(second.status, 0) << second.err;
+  const auto config = TarnCPU::LayerInferenceConfig::from_file(path("again.txt"));
+  EXPECT_EQ(config.get_precision("conv1"), WeightPrecision::kBf16);
+  EXPECT_EQ(config.get_precision("fc1"), WeightPrecision::kF32);
+  EXPECT_EQ(config.get_num_threads(), 2);
+
+  const ToolResult third = tool("export-config small.onnx --config again.txt -o -");
+  EXPECT_EQ(withoutTimes(third.out), withoutTimes(read("again.txt")));
+}
+
+TEST_F(NetworkCommands, ConfigLinesThatDoNotApplyAreNamedAndTheRestIsApplied) {
+  write("net.txt", "tarn-inference-config 1\nlayer conv1 bf16\nnonsense\nlayer none f16\n");
+  const std::string said =
+      "tarnkit: net.txt:3: begins with nonsense, not layer or threads\n"
+      "tarnkit: small.onnx: the inference config names layer none, which the network does not have\n";
+  const ToolResult exported = tool("export-config small.onnx --config net.txt -o out.txt");
+  EXPECT_EQ(exported.status, 0);
+  EXPECT_EQ(exported.err, said);
+  EXPECT_NE(read("out.txt").find(" bf16 "), std::string::npos);
+  const ToolResult shown = tool("layers small.onnx --config net.txt --runs 1");
+  EXPECT_EQ(shown.status, 0);
+  EXPECT_EQ(shown.err, said);
+  EXPECT_NE(shown.out.find(" bf16 "), std::string::npos);
+}
+
+TEST_F(NetworkCommands, LayersAreShownInOrderWithTheTotalLast) {
+  const ToolResult result = tool("layers small.onnx --runs 3");
+  EXPECT_EQ(result.status, 0) << result.err;
+  const char* const names[] = {"index  name",      "conv1",     "bn1", "relu 1", "pool1", "conv2",
+                               "flatten1/flatten", "flatten1 ", "fc1", "scores", "total"};
+  std::size_t at = 0;
+  for (const char* name : names) {
+    at = result.out.find(name, at);
+    ASSERT_NE(at, std::string::npos) << name << " in\n" << result.out;
+  }
+  EXPECT_NE(result.out.find("runs: 3\n", at), std::string::npos);
+  EXPECT_EQ(tool("layers open-size.onnx --input 3x40x50 --runs 1").status, 0);
+}
+
+TEST_F(NetworkCommands, FaultsAreOneLineAndTouchNoFile) {
+  write("notes.onnx", "These are notes.\n");
+  write("head.onnx", read("small.onnx").substr(0, 1000));
+  struct Case {
+    const char *arguments, *fault;
+  };
+  static const Case cases[] = {
+      {"missing.onnx", "missing.onnx: cannot be read: No such file or directory"},
+      {".", ".: cannot be read: Is a directory"},
+      {"notes.onnx", "notes.onnx: is no ONNX model"},
+      {"head.onnx", "head.onnx: is no ONNX model, or is damaged or cut off"},
+      {"small.onnx --config missing.txt", "missing.txt: cannot be read: No such file or directory"},
+      {"small.onnx --input 3x9x9", "small.onnx: extract 9: "},
+      {"small.onnx --input 0x9x9", "--input: ?x9x9: sizes must be 1 or more"},
+      {"small.onnx --input 3x99999x99999", "--input: 3x99999x99999: "},
+      {"two-inputs.onnx", "two-inputs.onnx: extract 5: input 1 was not fed"},
+      {"open-size.onnx", "open-size.onnx: leaves the size of its input open, 1x3x?x?; give it with"},
+  };
+  const auto check = [&](const std::string& command, const Case& c) {
+    SCOPED_TRACE(command + c.arguments);
+    const ToolResult result = tool(command + c.arguments);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_TRUE(isOneLineWith(result.err, c.fault));
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(read("out.txt"), "kept");
+  };
+  write("out.txt", "kept");
+  for (const Case& c : cases) check("export-config -o out.txt ", c);
+  for (const std::size_t shared : {0u, 3u, 5u}) check("layers ", cases[shared]);
+  static const Case outputs[] = {
+      {"-o no/where", "no/where: cannot be written: No such file or directory"},
+      {"-o .", ".: cannot be written: Is a directory"},
+      {"-o ./small.onnx", "./small.onnx: is the input"},
+      {"--config out.txt -o out.txt", "out.txt: is the input"},
+  };
+  for (const Case& c : outputs) {
+    const ToolResult result = tool(std::string("export-config small.onnx ") + c.arguments);
+    EXPECT_EQ(result.status, 1) << c.arguments;
+    EXPECT_TRUE(isOneLineWith(result.err, c.fault));
+  }
+  for (const char* usage :
+       {"layers", "layers small.onnx --input 3x4", "layers small.onnx --input 3x4x5x6",
+        "layers small.onnx --input axbxc", "export-config small.onnx"})
+    EXPECT_EQ(tool(usage).status, 2) << usage;
+  EXPECT_EQ(tool("layers small.onnx --runs 0").status, 1);
+}
+
+TEST(LayerTimes, TakesMediansAndDrawsShares) {
+  tarnkit::LayerTimes times;
+  for (const double scale : {1.0, 100.0, 2.0}) {
+    times.on_network({0, 4});
+    TarnCPU::LayerReport layer;
+    layer.index = 1;
+    layer.name = "größe\n1";
+    layer.type = "Convolution";
+    layer.output_shape = {1, 2, 3};
+    layer.has_weights = true;
+    layer.precision = WeightPrecision::kF16;
+    layer.multiply_adds = 70;
+    layer.parameter_bytes = 12;
+    layer.milliseconds = 1.5 * scale;
+    times.on_layer(layer);
+    layer = {};
+    layer.index = 2;
+    layer.name = "relu1";
+    layer.type = "ReLU";
+    layer.output_shape = {1, 2};
+    layer.milliseconds = 0.5 * scale;
+    times.on_layer(layer);
+  }
+  EXPECT_EQ(
+      times.table(),
+      "index  name     type         output  weights  multiply-adds  parameter bytes     ms   share\n"
+      "    1  größe 1  Convolution  1x2x3   f16                 70               12  3.000  75.0 %  "
+      "#######################\n"
+      "    2  relu1    ReLU         1x2     -                    0                0  1.000  25.0 %  "
+      "########\n"
+      "       total                                             70               12  4.000          "
+      "threads: 4, runs: 3\n");
+}
+
+}  // namespace

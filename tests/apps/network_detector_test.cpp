@@ -1,0 +1,157 @@
+// tarnkit run with networks: the built-in one against the truth, and files that cannot be used.
+#include "apps/detectors/network_detector.h"
+
+#include <gtest/gtest.h>
+
+#include "apps/detectors/label_names.h"
+#include "apps/scoring/track_score.h"
+#include "apps/support/failure.h"
+#include "tests/apps/tool_test_support.h"
+#include "tool_export_inference_config.h"
+
+namespace {
+
+using namespace tarnkit;
+using tn_test::isOneLineWith;
+using tn_test::ToolResult;
+
+class NetworkRun : public tn_test::ToolTest {
+ protected:
+  void makeFigures(int frames, const std::string& size) const {
+    const ToolResult made = tool("sample figures.mp4 --scene figures --detections truth.txt --frames " +
+                                 std::to_string(frames) + " --frame " + size);
+    ASSERT_EQ(made.status, 0) << made.err;
+  }
+};
+
+TEST_F(NetworkRun, FollowsTheColouredFigures) {
+  makeFigures(120, "480x360");
+  const ToolResult result =
+      tool("run figures.mp4 --detector onnx --tracks tracks.txt --max-confidence 4");
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.err, "");
+  EXPECT_NE(result.out.find("\nnetwork "), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find(" % of their sum\n"), std::string::npos) << result.out;
+  // Of the 720 boxes some are hidden for more than half while figures pass each other.
+  const TrackScore score =
+      scoreTracks(readMotFrames(path("tracks.txt")), readMotFrames(path("truth.txt")), 0.5);
+  EXPECT_GT(score.recall(), 0.9) << score.table();
+  EXPECT_GT(score.precision(), 0.85) << score.table();
+  EXPECT_LE(score.identity_switches, 6) << score.table();
+}
+
+// Points of a diamond are narrower than what the network counts as covered, so its boxes are smaller by
+// a few pixels; all others fit to a pixel or two of the network's input.
+TEST_F(NetworkRun, BoxesFitInLandscapeAndPortrait) {
+  struct Case {
+    const char* size;
+    int found;  // of six figures: in the narrow picture one stands half behind another
+  };
+  for (const Case& c : {Case{"640x360", 6}, Case{"320x480", 5}}) {
+    SCOPED_TRACE(c.size);
+    makeFigures(3, c.size);
+    ASSERT_EQ(tool("run figures.mp4 --detector onnx --tracks tracks.txt").status, 0);
+    const TrackScore score =
+        scoreTracks(readMotFrames(path("tracks.txt")), readMotFrames(path("truth.txt")), 0.7);
+    EXPECT_EQ(score.matches, 3 * c.found) << score.table();
+  }
+}
+
+// What the network's own config says is what holds without one.
+TEST_F(NetworkRun, FileAndConfigGiveTheSameTracks) {
+  makeFigures(5, "320x240");
+  TarnCPU::ToolExportInferenceConfig().exportConfig(BLOB_DETECTOR, 3, 256, 256, path("config.txt"),
+                                                    nullptr);
+  EXPECT_NE(read("config.txt").find("saturation"), std::string::npos);
+  write("names.txt", "\xEF\xBB\xBFrot\r\n  gr\xC3\xBCn \r\nblau\n\n");
+  ASSERT_EQ(tool("run figures.mp4 --detector onnx --tracks built-in.txt").status, 0);
+  const std::string file = "run figures.mp4 --detector onnx:" BLOB_DETECTOR;
+  const ToolResult result = tool(file + " --labels names.txt --config config.txt --tracks file.txt");
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(read("file.txt"), read("built-in.txt"));
+  EXPECT_EQ(readLabelNames(path("names.txt")), (std::vector<std::string>{"rot", "gr\xC3\xBCn", "blau"}));
+}
+
+TEST_F(NetworkRun, LabelsNameTheClasses) {
+  NetworkOptions options;
+  EXPECT_EQ(NetworkDetector(options).labelName(1), "green");
+  EXPECT_EQ(NetworkDetector(options).labelName(7), "class 7");
+  options.model = BLOB_DETECTOR;
+  EXPECT_EQ(NetworkDetector(options).labelName(1), "class 1");
+}
+
+TEST_F(NetworkRun, ATensorOfAnotherSizeIsNamed) {
+  NetworkDetector detector{NetworkOptions()};
+  std::vector<float> values(3 * 64 * 32);
+  const _TN_Image tensor = {0, TN_PIX_FMT_CHW_F32, 64, 32, 0, values.data()};
+  try {
+    detector.runNetwork({1, tensor, tensor, {0, 0, 64, 32}});
+    FAIL() << "the network takes 256x256";
+  } catch (const Failure& fault) {
+    EXPECT_NE(std::string(fault.what()).find("; its tensor was 1x3x32x64"), std::string::npos)
+        << fault.what();
+  }
+}
+
+TEST_F(NetworkRun, FaultsAreOneLineAndStatusOne) {
+  makeFigures(2, "320x240");
+  const std::string model = read(BLOB_DETECTOR);
+  write("net.onnx", model);
+  write("cut.onnx", model.substr(0, model.size() / 2));
+  write("empty.onnx", "");
+  write("text.onnx", "These are notes.\n");
+  write("none.txt", "");
+  write("blank.txt", "\n \n");
+  write("two.txt", "red\ngreen\n");
+  write("gap.txt", "red\n\nblue\n");
+  write("bell.txt", "red\ngr\x07n\nblue\n");
+  struct Case {
+    const char *options, *fault;
+  };
+  static const Case cases[] = {
+      {"--detector onnx:nofile.onnx", "nofile.onnx: "},
+      {"--detector onnx:.", ".: "},
+      {"--detector onnx:empty.onnx", "empty.onnx: is empty"},
+      {"--detector onnx:text.onnx", "text.onnx: "},
+      {"--detector onnx:cut.onnx", "cut.onnx: "},
+      // Ten scores, no table of boxes.
+      {"--detector onnx:" TN_TEST_DATA "/small.onnx",
+       "its output of 1x1x10 is neither N x (4 + 1 + classes) nor (4 + classes) x N"},
+      {"--detector onnx:" TN_TEST_DATA "/two-inputs.onnx", "takes 2 inputs, not one picture"},
+      // Runs at any size, so at the one asked for.
+      {"--detector onnx:" TN_TEST_DATA "/open-size.onnx --size 32x16", "is neither N x "},
+      {"--detector onnx --size 320x320", "--size: the network takes 256x256"},
+      {"--detector onnx --labels nofile.txt", "nofile.txt: cannot be read: "},
+      {"--detector onnx --labels none.txt", "none.txt: has no labels"},
+      {"--detector onnx --labels blank.txt", "blank.txt: has no labels"},
+      {"--detector onnx --labels gap.txt", "gap.txt:2: is empty; each line names a class"},
+      {"--detector onnx --labels bell.txt", "bell.txt:2: a label has control characters"},
+      {"--detector onnx --labels two.txt",
+       "two.txt: has 2 labels for the 3 classes of built-in network"},
+      {"--detector onnx --config nofile.txt", "nofile.txt: cannot be read: "},
+      {"--detector onnx --score 1.5", "--score: must be from 0 to 1"},
+      {"--detector onnx --nms nan", "--nms: must be from 0 to 1"},
+      {"--detector hog --labels two.txt", "--labels: is for --detector onnx only"},
+      {"--detector onnx:net.onnx --tracks net.onnx", "net.onnx: is the input"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.options);
+    const ToolResult result = tool(std::string("run figures.mp4 ") + c.options);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_TRUE(isOneLineWith(result.err, c.fault));
+    EXPECT_EQ(result.out, "");
+  }
+  EXPECT_EQ(read("net.onnx"), model);
+}
+
+// What a config asks for and the network lacks is said, and the rest goes on.
+TEST_F(NetworkRun, LinesOfAConfigThatDoNotApplyAreReported) {
+  makeFigures(2, "320x240");
+  write("odd.txt", "tarn-inference-config 1\nlayer nolayer bf16\nthreads 1\n");
+  const ToolResult result = tool("run figures.mp4 --detector onnx --config odd.txt");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_TRUE(isOneLineWith(result.err, "nolayer"));
+}
+
+}  // namespace

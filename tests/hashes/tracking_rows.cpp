@@ -1,0 +1,127 @@
+// Rows of the trackers: many frames of boxes that appear, move and vanish.
+#include "tests/hashes/digest.h"
+#include "tn_boxtracker.h"
+#include "tn_kalmanfilter.h"
+
+namespace tn_test {
+namespace {
+
+using namespace Tarn;
+
+constexpr int kWidth = 640, kHeight = 480;
+
+double seconds = 0.0;
+
+// From 0 to 1, of 24 random bits, exact in a float.
+float fraction(std::mt19937& random) { return static_cast<float>(random() >> 8) / 16777216.0f; }
+
+void add(Digest& digest, const TarnBoundingBox2D& box) {
+  for (const float value : {box.x, box.y, box.w, box.h, box.score}) digest.add(value);
+  digest.add(std::int64_t{box.label});
+}
+
+// Frames of up to twelve walkers; each is seen in three frames of four.
+std::vector<std::vector<TarnBoundingBox2D>> scene() {
+  constexpr int kFrames = 200, kWalkers = 12;
+  std::mt19937 random(5);
+  std::vector<TarnBoundingBox2D> walkers(kWalkers);
+  std::vector<float> speed(kWalkers);
+  for (std::size_t i = 0; i < kWalkers; ++i) {
+    walkers[i] = {fraction(random), fraction(random) * 0.5f, 0.08f, 0.3f, 0.0f, static_cast<int>(i % 3)};
+    speed[i] = (fraction(random) - 0.5f) * 0.02f;
+  }
+  std::vector<std::vector<TarnBoundingBox2D>> frames(kFrames);
+  for (auto& frame : frames)
+    for (std::size_t i = 0; i < kWalkers; ++i) {
+      walkers[i].x += speed[i];
+      if (random() % 4 == 0) continue;
+      TarnBoundingBox2D seen = walkers[i];
+      seen.x += (fraction(random) - 0.5f) * 0.01f;
+      seen.y += (fraction(random) - 0.5f) * 0.01f;
+      seen.score = fraction(random);
+      frame.push_back(seen);
+    }
+  return frames;
+}
+
+template <class Filter>
+void oneBox(Digest& digest) {
+  seconds = 0.0;
+  setTrackerClock([] { return seconds += 0.04; });
+  Filter filter(kWidth, kHeight);
+  std::mt19937 random(3);
+  filter.init(0.25f, 0.25f, 0.125f, 0.5f);
+  for (int frame = 0; frame < 300; ++frame) {
+    TarnBoundingBox2D box = {0.25f + fraction(random) * 0.1f,
+                             0.25f + fraction(random) * 0.1f,
+                             0.125f,
+                             0.5f + fraction(random) * 0.1f,
+                             0.0f,
+                             0};
+    if (frame % 5 == 4)
+      filter.predict(&box.x, &box.y, &box.w, &box.h);
+    else
+      filter.track(&box.x, &box.y, &box.w, &box.h);
+    add(digest, box);
+  }
+  setTrackerClock(nullptr);
+}
+
+// With tracks that outlive frames in which nothing was found for them.
+template <class Filter>
+void manyBoxes(Digest& digest) {
+  const TarnBoundingBoxesTrackerParams before = getTrackerParams();
+  TarnBoundingBoxesTrackerParams params = before;
+  params.maxConfidence = 4;
+  params.lostThreshold = -3;
+  setTrackerParams(params);
+  seconds = 0.0;
+  setTrackerClock([] { return seconds += 0.003; });
+  TarnIdentifiedBoxesTracker<Filter> tracker(kWidth, kHeight);
+  for (const auto& detections : scene())
+    for (const TarnIdentifiedBox& box : tracker.track(detections)) {
+      add(digest, box);
+      digest.add(box.id);
+    }
+  setTrackerClock(nullptr);
+  setTrackerParams(before);
+}
+
+// Of the sizes that the library's own tracker has, and of others.
+void kalmanFilter(Digest& digest) {
+  struct Sizes {
+    int states, measured;
+  };
+  constexpr Sizes kSizes[] = {{12, 4}, {7, 3}, {4, 4}};
+  for (const auto [states, measured] : kSizes) {
+    KalmanFilter filter(states, measured, 0);
+    std::mt19937 random(7);
+    for (int i = 0; i < states; ++i)
+      for (int j = i + 1; j < states; ++j) filter.transition(i, j) = fraction(random) * 0.1f;
+    for (int i = 0; i < measured; ++i) filter.measurement(i, i) = 1.0f;
+    for (int frame = 0; frame < 50; ++frame) {
+      filter.predict();
+      Eigen::MatrixXf z(measured, 1);
+      for (int i = 0; i < measured; ++i) z(i) = fraction(random) * 100.0f;
+      filter.correct(z);
+      for (const Eigen::MatrixXf* m : {&filter.correctedState, &filter.correctedErrorCov, &filter.gain})
+        digest.add(m->data(), count(m->size()) * sizeof(float));
+    }
+  }
+}
+
+}  // namespace
+
+std::vector<HashRow> trackingRows() {
+  return {
+      {"TarnKalmanFilterBoxTracker2D", oneBox<TarnKalmanFilterBoxTracker2D>},
+      {"TarnOneEuroFilterBoxTracker2D", oneBox<TarnOneEuroFilterBoxTracker2D>},
+      {"TarnIdentifiedBoxesTracker<TarnKalmanFilterBoxTracker2D>",
+       manyBoxes<TarnKalmanFilterBoxTracker2D>},
+      {"TarnIdentifiedBoxesTracker<TarnOneEuroFilterBoxTracker2D>",
+       manyBoxes<TarnOneEuroFilterBoxTracker2D>},
+      {"KalmanFilter", kalmanFilter},
+  };
+}
+
+}  // namespace tn_test

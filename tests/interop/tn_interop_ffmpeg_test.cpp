@@ -1,0 +1,155 @@
+#include "tn_interop_ffmpeg.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tests/support/test_support.h"
+
+namespace {
+
+using Tarn::interop::asImage;
+using Tarn::interop::packFrame;
+
+struct FrameDelete {
+  void operator()(AVFrame* frame) const { av_frame_free(&frame); }
+};
+using Frame = std::unique_ptr<AVFrame, FrameDelete>;
+
+Frame makeFrame(int format, int width, int height) {
+  Frame frame(av_frame_alloc());
+  frame->format = format;
+  frame->width = width;
+  frame->height = height;
+  return frame;
+}
+
+// A frame whose planes and rows lie in `memory` as a record has them.
+Frame packedFrame(int format, int width, int height, unsigned char* memory) {
+  Frame frame = makeFrame(format, width, height);
+  frame->data[0] = memory;
+  const Tarn::interop::FramePacking packing = Tarn::interop::packingOf(*frame);
+  for (int i = 0; i < packing.planes; ++i) {
+    frame->data[i] = memory + packing.plane[i].offset;
+    frame->linesize[i] = static_cast<int>(packing.plane[i].row_bytes);
+  }
+  return frame;
+}
+
+// A frame as FFmpeg makes one: padded rows, planes apart; every byte random.
+Frame paddedFrame(int format, int width, int height) {
+  Frame frame = makeFrame(format, width, height);
+  EXPECT_EQ(av_frame_get_buffer(frame.get(), 64), 0);
+  std::uint32_t seed = 1;
+  for (int i = 0; i < AV_NUM_DATA_POINTERS && frame->buf[i] != nullptr; ++i) {
+    const tn_test::Guarded bytes = tn_test::RandomBytes(frame->buf[i]->size, seed++);
+    std::memcpy(frame->buf[i]->data, bytes.data(), bytes.size());
+  }
+  return frame;
+}
+
+template <class F>
+std::string faultOf(F&& call) {
+  try {
+    call();
+  } catch (const std::invalid_argument& error) {
+    return error.what();
+  }
+  return "";
+}
+
+struct Format {
+  int frame;
+  int record;
+  int planes;
+  int pixel;  // bytes a pixel of the first plane
+};
+constexpr Format kFormats[] = {
+    {AV_PIX_FMT_YUV420P, TN_PIX_FMT_YUVI420, 3, 1}, {AV_PIX_FMT_YUVJ420P, TN_PIX_FMT_YUVI420, 3, 1},
+    {AV_PIX_FMT_NV12, TN_PIX_FMT_NV12, 2, 1},       {AV_PIX_FMT_NV21, TN_PIX_FMT_NV21, 2, 1},
+    {AV_PIX_FMT_BGRA, TN_PIX_FMT_BGRA, 1, 4},       {AV_PIX_FMT_BGR0, TN_PIX_FMT_BGRA, 1, 4},
+    {AV_PIX_FMT_RGBA, TN_PIX_FMT_RGBA, 1, 4},       {AV_PIX_FMT_RGB0, TN_PIX_FMT_RGBA, 1, 4},
+    {AV_PIX_FMT_BGR24, TN_PIX_FMT_BGR, 1, 3},       {AV_PIX_FMT_RGB24, TN_PIX_FMT_RGB, 1, 3},
+};
+
+TEST(InteropFfmpeg, PackedFramesBecomeRecordsWithoutACopy) {
+  tn_test::Guarded memory(64 * 48 * 4);
+  for (const Format& f : kFormats) {
+    SCOPED_TRACE(av_get_pix_fmt_name(static_cast<AVPixelFormat>(f.frame)));
+    const Frame frame = packedFrame(f.frame, 64, 48, memory.data());
+    const _TN_Image image = asImage(*frame);
+    EXPECT_EQ(image.data, memory.data());
+    EXPECT_EQ(image.pix_fmt, f.record);
+    EXPECT_EQ(image.width, 64);
+    EXPECT_EQ(image.height, 48);
+    EXPECT_EQ(image.orient, 0u);
+
+    // A padded row or a plane elsewhere is found in every plane.
+    for (int i = 0; i < f.planes; ++i) {
+      SCOPED_TRACE(i);
+      frame->linesize[i] += 2;
+      EXPECT_NE(faultOf([&] {
+                  asImage(*frame);
+                }).find("plane " + std::to_string(i) + " of the frame has rows"),
+                std::string::npos);
+      frame->linesize[i] -= 2;
+      if (i == 0) continue;
+      ++frame->data[i];
+      EXPECT_NE(faultOf([&] { asImage(*frame); }).find("packFrame"), std::string::npos);
+      --frame->data[i];
+    }
+    // Bottom row first: the right distance in the wrong direction.
+    frame->linesize[0] = -frame->linesize[0];
+    EXPECT_NE(faultOf([&] { asImage(*frame); }), "");
+  }
+}
+
+TEST(InteropFfmpeg, PackingPutsEveryByteWhereARecordHasIt) {
+  for (const Format& f : kFormats)
+    for (const auto& [w, h] :
+         {std::pair(64, 48), std::pair(50, 34), std::pair(17, 9), std::pair(1, 1)}) {
+      SCOPED_TRACE(testing::Message() << av_get_pix_fmt_name(static_cast<AVPixelFormat>(f.frame)) << ", "
+                                      << w << " x " << h);
+      const Frame frame = paddedFrame(f.frame, w, h);
+      std::vector<unsigned char> bytes(7, 0xEE);
+      const _TN_Image image = packFrame(*frame, bytes);
+      ASSERT_EQ(image.data, bytes.data());
+      EXPECT_EQ(image.pix_fmt, f.record);
+      EXPECT_EQ(image.width, w);
+      EXPECT_EQ(image.height, h);
+      const std::size_t n = static_cast<std::size_t>(w) * static_cast<std::size_t>(h);
+      ASSERT_EQ(bytes.size(), f.planes == 1   ? n * static_cast<std::size_t>(f.pixel)
+                              : f.planes == 2 ? n + static_cast<std::size_t>(w * (h / 2))
+                                              : n + n / 4 * 2);
+      const auto source = [&](int plane, int x, int y) {
+        return frame->data[plane][y * frame->linesize[plane] + x];
+      };
+      std::size_t at = 0;
+      for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w * f.pixel; ++x) ASSERT_EQ(bytes[at++], source(0, x, y)) << x << ", " << y;
+      for (int plane = 1; plane < f.planes; ++plane) {
+        at = plane == 1 ? n : n + n / 4;
+        const int row = f.planes == 2 ? w : w / 2;
+        for (int y = 0; y < h / 2; ++y)
+          for (int x = 0; x < row; ++x)
+            ASSERT_EQ(bytes[at++], source(plane, x, y)) << "plane " << plane << ": " << x << ", " << y;
+      }
+    }
+}
+
+TEST(InteropFfmpeg, OtherFramesAreRefusedByName) {
+  std::vector<unsigned char> bytes;
+  const Frame deep = paddedFrame(AV_PIX_FMT_YUV420P10, 16, 16);
+  const Frame empty = makeFrame(AV_PIX_FMT_NV12, 16, 16);
+  const Frame nameless = paddedFrame(AV_PIX_FMT_RGBA, 16, 16);
+  nameless->format = 100000;
+  EXPECT_NE(faultOf([&] { asImage(*deep); }).find("yuv420p10"), std::string::npos);
+  EXPECT_NE(faultOf([&] { packFrame(*deep, bytes); }), "");
+  EXPECT_EQ(faultOf([&] { asImage(*empty); }), "the frame has no pixels");
+  EXPECT_NE(faultOf([&] { asImage(*nameless); }), "");
+  EXPECT_TRUE(bytes.empty());
+}
+
+}  // namespace

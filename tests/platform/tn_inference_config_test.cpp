@@ -1,0 +1,209 @@
+// The text form of inference configs, and the rounding that they ask for.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <regex>
+
+#include "platform/tn_cnn/src/engine/tn_weight_rounding.h"
+#include "tests/support/log_lines.h"
+#include "tn_cnn.h"
+
+namespace {
+
+using TarnCPU::ConfigPrinter;
+using TarnCPU::LayerInferenceConfig;
+using TarnCPU::WeightPrecision;
+using tn_test::LogLines;
+using Lines = std::vector<std::string>;
+using Precisions = std::map<std::string, WeightPrecision>;
+
+TEST(InferenceConfigText, SettingsAreReadAndFaultsNamed) {
+  struct Case {
+    const char* line;
+    Precisions precisions;
+    int threads;
+    const char* fault;
+  };
+  constexpr auto f16 = WeightPrecision::kF16, bf16 = WeightPrecision::kBf16, f32 = WeightPrecision::kF32;
+  const Case cases[] = {
+      {"layer conv1 f16", {{"conv1", f16}}, 0, nullptr},
+      {"\tlayer  conv1\tbf16   # rest # of it \"\r", {{"conv1", bf16}}, 0, nullptr},
+      {"layer conv1 f32#1", {{"conv1", f32}}, 0, nullptr},
+      {"layer pool1 -", {{"pool1", f32}}, 0, nullptr},
+      {"layer \"a \\\"b\\\\ # \\x09\" f16", {{"a \"b\\ # \t", f16}}, 0, nullptr},
+      {"layer \"\" f16", {{"", f16}}, 0, nullptr},
+      {"threads 3", {}, 3, nullptr},
+      {"threads auto", {}, 0, nullptr},
+      {"", {}, 0, nullptr},
+      {"layer", {}, 0, "lacks the layer's name"},
+      {"layer conv1", {}, 0, "lacks the precision"},
+      {"layer conv1 # f16", {}, 0, "lacks the precision"},
+      {"layer conv1 f8", {}, 0, "the precision is f8, not f32, f16 or bf16"},
+      {"layer conv1 f16 f32", {}, 0, "does not end before f32"},
+      {"layer a b f16", {}, 0, "the precision is b, not f32, f16 or bf16"},
+      {"layer \"conv1 f16", {}, 0, "a quote is not closed"},
+      {"layer \"conv1\"f16", {}, 0, "no blank follows the name conv1"},
+      {"layer con\"v1 f16", {}, 0, "a quote stands inside the word \"con\\\"v1\""},
+      {"layer \"a\\n\" f16", {}, 0, "a backslash is not followed by "},
+      {"layer \"a\\x1", {}, 0, "a backslash is not followed by "},
+      {"layer \"a\\", {}, 0, "a backslash is not followed by "},
+      {"threads", {}, 0, "lacks the number of threads"},
+      {"threads 0", {}, 0, "the number of threads is 0, not auto or 1 to 1024"},
+      {"threads 1025", {}, 0, "the number of threads is 1025, "},
+      {"threads 2x", {}, 0, "the number of threads is 2x, "},
+      {"threads 99999999999", {}, 0, "the number of threads is 99999999999, "},
+      {"threads 2 3", {}, 0, "does not end before 3"},
+      {"Layer conv1 f16", {}, 0, "begins with Layer, not layer or threads"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.line);
+    LogLines log;
+    // The lines around it apply whatever becomes of it.
+    const LayerInferenceConfig config = LayerInferenceConfig::from_text(
+        std::string("\xEF\xBB\xBF# a comment\n\ntarn-inference-config 1\nlayer before f16\n") + c.line +
+            "\nlayer after bf16",
+        "here");
+    Precisions expected = c.precisions;
+    expected["before"] = f16;
+    expected["after"] = bf16;
+    EXPECT_EQ(config.get_precisions(), expected);
+    EXPECT_EQ(config.get_num_threads(), c.threads);
+    const Lines lines = log.take();
+    ASSERT_EQ(lines.size(), c.fault == nullptr ? 0u : 1u);
+    if (c.fault != nullptr) {
+      EXPECT_EQ(lines[0].rfind(std::string("here:5: ") + c.fault, 0), 0u) << lines[0];
+    }
+  }
+}
+
+TEST(InferenceConfigText, OfTwoLinesTheLaterCountsAndOtherVersionsAreRefused) {
+  LogLines log;
+  const LayerInferenceConfig twice = LayerInferenceConfig::from_text(
+      "tarn-inference-config 1\nthreads 2\nlayer a f16\nlayer a bf16\nthreads 4\nlayer c f16\nlayer c "
+      "-\n",
+      "t\n");
+  EXPECT_EQ(twice.get_precision("a"), WeightPrecision::kBf16);
+  EXPECT_EQ(twice.get_precision("b"), WeightPrecision::kF32);
+  EXPECT_EQ(twice.get_precision("c"), WeightPrecision::kF32);
+  EXPECT_EQ(twice.get_num_threads(), 4);
+  EXPECT_EQ(log.take(), (Lines{"t :4: replaces an earlier line for layer a",
+                               "t :5: replaces an earlier line for threads",
+                               "t :7: replaces an earlier line for layer c"}));
+
+  for (const char* text :
+       {"tarn-inference-config 2\nlayer a f16\nnonsense\n", "layer a f16\nthreads 2\n",
+        "tarn-inference-config 1 1\nthreads 2\n", "# nothing\n", ""}) {
+    const LayerInferenceConfig config = LayerInferenceConfig::from_text(text);
+    EXPECT_TRUE(config.get_precisions().empty()) << text;
+    EXPECT_EQ(config.get_num_threads(), 0) << text;
+    EXPECT_EQ(log.take().size(), 1u) << text;
+  }
+}
+
+TEST(InferenceConfigText, FilesThatCannotBeReadGiveDefaultsAndOneLine) {
+  LogLines log;
+  for (const std::string path : {"no/such.txt", "no\nsuch.txt", "."}) {
+    EXPECT_TRUE(LayerInferenceConfig::from_file(path).get_precisions().empty());
+    const Lines lines = log.take();
+    ASSERT_EQ(lines.size(), 1u) << path;
+    const std::string shown = std::regex_replace(path, std::regex("\n"), " ");
+    EXPECT_EQ(lines[0].rfind(shown + ": cannot be read: ", 0), 0u) << lines[0];
+  }
+  LayerInferenceConfig config;
+  for (const int threads : {-1, 1025}) config.set_num_threads(threads);
+  EXPECT_EQ(config.get_num_threads(), 0);
+  EXPECT_EQ(log.take().size(), 2u);
+}
+
+TEST(ConfigPrinter, NamesOfAnyKindComeBackFromAlignedColumns) {
+  const Lines names = {"conv1", "a b", "\"", "#", "\\x41", "", "\n\t\x7F", "größe", "-", "/m/x.1"};
+  ConfigPrinter printer;
+  printer.add_header();
+  printer.on_network({7, 1});
+  int index = 0;
+  for (const std::string& name : names) {
+    TarnCPU::LayerReport layer;
+    layer.index = ++index;
+    layer.name = name;
+    layer.type = "Odd\ntype";
+    layer.output_shape = {1, index * 100, 3};
+    layer.milliseconds = std::pow(10.0, index - 3);
+    layer.has_weights = true;
+    layer.precision = index % 2 == 0 ? WeightPrecision::kF16 : WeightPrecision::kBf16;
+    printer.on_layer(layer);
+  }
+  printer.add_tail();
+  const std::string text = printer.get_config_string();
+
+  LogLines log;
+  const LayerInferenceConfig config = LayerInferenceConfig::from_text(text);
+  EXPECT_EQ(log.take(), Lines());
+  EXPECT_EQ(config.get_num_threads(), 7);
+  ASSERT_EQ(config.get_precisions().size(), names.size());
+  for (std::size_t i = 0; i < names.size(); ++i)
+    EXPECT_EQ(config.get_precision(names[i]),
+              i % 2 == 1 ? WeightPrecision::kF16 : WeightPrecision::kBf16)
+        << names[i];
+
+  // All lines of the table have the same width; the one with umlauts has two bytes more.
+  std::size_t width = 0, rows = 0;
+  for (std::size_t at = text.find("\nlayer "), end; at != std::string::npos;
+       at = text.find("\nlayer ", end)) {
+    end = text.find('\n', ++at);
+    const std::string row = text.substr(at, end - at);
+    if (width == 0) width = row.size();
+    EXPECT_EQ(row.size(), width + (row.find("größe") == std::string::npos ? 0u : 2u)) << row;
+    ++rows;
+  }
+  EXPECT_EQ(rows, names.size());
+  EXPECT_NE(text.find("# total: layers 10, "), std::string::npos);
+}
+
+// The positive values of a format with `significand` stored bits below its exponent, in order.
+float valueOf(unsigned code, int significand, int bias) {
+  const unsigned low = code & ((1u << significand) - 1);
+  const int exponent = static_cast<int>(code >> significand);
+  const double scale = std::ldexp(1.0, std::max(exponent, 1) - bias - significand);
+  return static_cast<float>((exponent == 0 ? low : low + (1u << significand)) * scale);
+}
+
+TEST(WeightRounding, GoesToTheNearestAndOnTiesToTheEven) {
+  struct Format {
+    WeightPrecision precision;
+    int significand, bias;
+    unsigned infinity;  // the code after the largest finite one
+  };
+  static const Format formats[] = {{WeightPrecision::kF16, 10, 15, 0x7C00},
+                                   {WeightPrecision::kBf16, 7, 127, 0x7F80}};
+  constexpr float kInfinity = std::numeric_limits<float>::infinity();
+  for (const Format& f : formats) {
+    SCOPED_TRACE(to_string(f.precision));
+    const auto expect = [&](float value, float rounded) {
+      ASSERT_EQ(TarnCPU::roundWeight(value, f.precision), rounded) << value;
+      const float negative = TarnCPU::roundWeight(-value, f.precision);
+      ASSERT_EQ(negative, -rounded) << -value;
+      ASSERT_TRUE(std::signbit(negative)) << -value;
+    };
+    for (unsigned code = 0; code < f.infinity; ++code) {
+      const float low = valueOf(code, f.significand, f.bias);
+      const bool last = code + 1 == f.infinity;
+      const float high = last ? kInfinity : valueOf(code + 1, f.significand, f.bias);
+      // What would follow the largest value decides from where on values become infinite.
+      const double next = last ? 2.0 * valueOf(f.infinity - (1u << f.significand), f.significand, f.bias)
+                               : static_cast<double>(high);
+      const float middle = static_cast<float>((low + next) / 2);
+      expect(low, low);
+      expect(middle, code % 2 == 0 ? low : high);
+      expect(std::nextafter(middle, 0.0f), low);
+      expect(std::nextafter(middle, kInfinity), high);
+    }
+    expect(kInfinity, kInfinity);
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    EXPECT_TRUE(std::isnan(TarnCPU::roundWeight(nan, f.precision)));
+  }
+  EXPECT_EQ(TarnCPU::roundWeight(0.1f, WeightPrecision::kF32), 0.1f);
+}
+
+}  // namespace
