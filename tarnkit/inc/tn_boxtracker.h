@@ -29,10 +29,12 @@ namespace Tarn {
 
 class KalmanFilter;
 class OneEuroFilter;
+// Exported here already: clang settles whether a specialisation is visible when a friend first names it,
+// and left members of one out of the shared library when this was said at its definition alone.
 template <class T>
-class TarnTrackedBoundingBox2D;
+class TN_KITS_API TarnTrackedBoundingBox2D;
 template <class T>
-class TarnBoundingBoxesTracker;
+class TN_KITS_API TarnBoundingBoxesTracker;
 
 /// One box, as a detector gives it and as a tracker returns it.
 struct TarnBoundingBox2D {
@@ -220,7 +222,7 @@ class TN_KITS_API TarnTrackedBoundingBox2D : public TarnBoundingBox2D {
 };
 
 template <class T>
-class TarnIdentifiedBoxesTracker;
+class TN_KITS_API TarnIdentifiedBoxesTracker;
 
 /// Follows any number of boxes from frame to frame. T is the filter of each box.
 ///

@@ -7,10 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "common/tn_sanitizers.h"
 #include "tests/reference/yuv_reference.h"
 #include "tests/support/test_support.h"
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(TN_ADDRESS_SANITIZER)
 #include <sanitizer/lsan_interface.h>
 #endif
 
@@ -240,11 +241,11 @@ TEST(YuvToolKit, TablesAreAFunctionOfTheSizes) {
 
 TEST(YuvToolKit, AssignmentSharesTheBuffersAndCopiesTheMatrix) {
   // The target's own buffers are lost and its destructor must not run: that is the contract.
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(TN_ADDRESS_SANITIZER)
   __lsan_disable();
 #endif
   TarnYUVToolKit& target = *new TarnYUVToolKit(4, 4, 2, 2, 8, 8);
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(TN_ADDRESS_SANITIZER)
   __lsan_enable();
 #endif
   TarnYUVToolKit source(8, 6, 4, 3, 2, 2);

@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/tn_sanitizers.h"
 #include "tests/support/test_support.h"
 #include "tn_core.h"
 
@@ -183,7 +184,7 @@ TEST(Mat, CopiesAndDropsOnManyThreads) {
 
 // The last large block that was dropped serves again; no two tensors may ever get the same one.
 TEST(Mat, LargeBlocksServeAgainButOneTensorAtATime) {
-#if !defined(__SANITIZE_ADDRESS__)
+#if !defined(TN_ADDRESS_SANITIZER)
   const void* const dropped = Mat(256, 256, 3).data;
   EXPECT_EQ(Mat(256, 256, 3).data, dropped);
 #endif

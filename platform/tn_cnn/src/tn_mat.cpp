@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "common/tn_check.h"
+#include "common/tn_sanitizers.h"
 
 #if defined(_WIN32)
 #include <malloc.h>
@@ -74,7 +75,7 @@ unsigned char* takeBlock(Allocator* allocator, std::size_t element_bytes) {
 
 void giveBack(Allocator* allocator, Tail* tail) {
   if (allocator != nullptr) return allocator->release(blockOf(tail));
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(TN_ADDRESS_SANITIZER)
   // A kept block would hide reads of tensors that are gone.
   discard(tail);
 #else
