@@ -1,3 +1,4 @@
+/// \file
 /// A linear Kalman filter over dense single-precision matrices of sizes chosen at run time.
 #ifndef TN_KALMANFILTER_H_
 #define TN_KALMANFILTER_H_

@@ -1,3 +1,4 @@
+/// \file
 /// YUV 4:2:0 frames to network tensors, and crops of such frames.
 #ifndef TN_YUVCONVERTER_H_
 #define TN_YUVCONVERTER_H_
@@ -63,6 +64,7 @@ class TN_KITS_API TarnYUVToolKit {
   TarnYUVToolKit(const int& src_width, const int& src_height, const int& src_uv_width,
                  const int& src_uv_height, const int& dst_width, const int& dst_height);
   ~TarnYUVToolKit();
+  /// Not copied; assignment shares.
   TarnYUVToolKit(const TarnYUVToolKit&) = delete;
   /// Copies all fields, the addresses of tables and scratch included: nothing of the target is freed,
   /// both objects then use the same memory and each destructor frees it. Destroy only one of the two,
@@ -71,6 +73,7 @@ class TN_KITS_API TarnYUVToolKit {
 
   /// The colour matrix of `convert`; all zero at first, so that every result is +0.
   const _ConvertMatrixFromYUV getCvtMat() const;
+  /// Sets it; kept by value, in force from the next `convert` on.
   void setCvtMat(const _ConvertMatrixFromYUV& mat);
 
   /// One frame to one tensor.
