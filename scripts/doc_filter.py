@@ -57,7 +57,7 @@ def block(lines):
             label = LABEL.match(text)
             if label:
                 inside = True
-                text = f"<p class=\"label\"><b>{label.group(1)}:</b> {text[label.end():]}"
+                text = f"<p><b>{label.group(1)}:</b> {text[label.end():]}"
         result.append(LATER_LABEL.sub(r"<b>\1:</b> ", text))
         number += 1
     return result

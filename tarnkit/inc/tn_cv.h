@@ -294,6 +294,7 @@ TN_KITS_API void getRGB_CHW_from_RGB_HWC(const unsigned char* src, unsigned char
 // The names are those that callers know.
 // NOLINTBEGIN(readability-identifier-naming)
 
+/// Warps any number of planes between any two sizes; what lies outside the source is 0.
 /// With y = ((i + 0.5) - hh) / hh and x = ((j + 0.5) - hw) / hw,
 ///   u = (((y * M1) + (x * M0)) + M2) * 0.5 + 0.5,  X = sw * u - 0.5,
 ///   v = (((x * M3) + (y * M4)) + M5) * 0.5 + 0.5,  Y = sh * v - 0.5,
@@ -311,7 +312,7 @@ TN_KITS_API void getRGB_CHW_from_RGB_HWC(const unsigned char* src, unsigned char
 /// overlap src.
 TN_KITS_API void affine(TarnCPU::Mat src, TarnCPU::Mat dst, const float* matrix);
 
-/// As affine, but for the position:
+/// As affine in shorter arithmetic, for square sources. It differs in the position:
 ///   X = ((y * A1) + (x * A0)) + A2,  Y = ((y * B1) + (x * B0)) + B2,
 ///   y = (i + 0.5) * (1 / hh) - 1,    x = (j + 0.5) * (1 / hw) - 1,
 /// where in double precision, each then rounded to float,
@@ -321,6 +322,7 @@ TN_KITS_API void affine(TarnCPU::Mat src, TarnCPU::Mat dst, const float* matrix)
 /// and A2 are scaled by the height, the row's B0 and B2 by the width. Callers' matrices make up for it.
 TN_KITS_API void affine_optimized(TarnCPU::Mat src, TarnCPU::Mat dst, const float* matrix);
 
+/// Warps 3 planes within one size; what lies outside mixes the two pixels at the edge.
 /// With yc = (i + 0.5) - hh and xc = (j + 0.5) - hw, the position is
 ///   X = ((xc * M0) + (yc * K1)) + C2,  K1 = (hw / hh) * M1,  C2 = (M2 + 1) * hw - 0.5,
 ///   Y = ((yc * M4) + (xc * K3)) + C5,  K3 = (hh / hw) * M3,  C5 = (M5 + 1) * hh - 0.5,
@@ -336,7 +338,8 @@ TN_KITS_API void affine_optimized(TarnCPU::Mat src, TarnCPU::Mat dst, const floa
 /// written. They must not overlap.
 TN_KITS_API void affine_sse(TarnCPU::Mat src, TarnCPU::Mat dst, const float* matrix);
 
-/// As affine_sse, but for the position and the edge:
+/// Warps 3 planes within one size and replicates the edge. It differs from affine_sse in the position
+/// and the edge:
 ///   X = ((((yc * M1) * Q1) + (xc * M0)) + C2) - 0.5,  Q1 = hw / hh,  C2 = (M2 + 1) * hw,
 ///   Y = ((((xc * M3) * Q3) + (yc * M4)) + C5) - 0.5,  Q3 = hh / hw,  C5 = (M5 + 1) * hh,
 /// and the weights follow the clamp: x0 below 0 becomes 0 with fx = 0, x0 from dw - 1 on becomes dw - 2
