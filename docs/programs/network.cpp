@@ -27,8 +27,7 @@ TarnCPU::Mat run(const TarnCPU::KRNetLoader& model, const TarnCPU::LayerInferenc
   for (std::size_t i = 0; i < input.total(); ++i)
     static_cast<float*>(input.data)[i] = static_cast<float>(i % 7) / 7.0f;
   TarnCPU::TarnNetExtractor extractor = net.create_extractor();
-  if (extractor.input(0, input) == 0)
-    extractor.extract(extractor.get_last_layer_index(), output, stats);
+  if (extractor.input(0, input) == 0) extractor.extract(extractor.get_last_layer_index(), output, stats);
   return output;
 }
 
