@@ -18,8 +18,7 @@ void print(const char* what, TarnCPU::Mat& tensor) {
 }  // namespace
 
 int main() {
-  // 8x8 pixels B, G, R, A whose red tells where they are stored: row 0 has 0 to 7, row 1 has 10 to 17
-  // ...
+  // 8x8 pixels B, G, R, A whose red tells where they are stored: 10 times the row plus the column.
   const int side = 8;
   std::vector<unsigned char> bgra;
   for (int y = 0; y < side; ++y) {

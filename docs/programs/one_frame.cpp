@@ -1,5 +1,4 @@
-// The road of a frame: camera bytes to a tensor, a detector's box, a track, and a cut for a second
-// network.
+// Camera bytes to a tensor, a detector's box, a track, and a cut for a second network.
 #include <tn_boxtracker.h>
 #include <tn_colormatrix.h>
 #include <tn_yuvconverter.h>

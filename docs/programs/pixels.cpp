@@ -7,11 +7,11 @@
 
 namespace {
 
-using Bytes = std::vector<unsigned char>;
+using Pixels = std::vector<unsigned char>;
 using TarnCPU::TN_CV;
 
 // The first of every `step` bytes: of packed pixels their red.
-void print(const char* what, const Bytes& bytes, int w, int h, int step) {
+void print(const char* what, const Pixels& bytes, int w, int h, int step) {
   std::printf("%s\n", what);
   for (int y = 0; y < h; ++y) {
     for (int x = 0; x < w; ++x) std::printf("%4d", bytes.data()[(y * w + x) * step]);
@@ -23,12 +23,12 @@ void print(const char* what, const Bytes& bytes, int w, int h, int step) {
 
 int main() {
   // An I420 frame of 4x4 pixels: luma 40, 50, 60 ... 190, chroma a little to the red.
-  Bytes frame;
+  Pixels frame;
   for (int i = 0; i < 16; ++i) frame.push_back(static_cast<unsigned char>(40 + 10 * i));
   frame.insert(frame.end(), 4, 128);
   frame.insert(frame.end(), 4, 140);
 
-  Bytes rgb(3 * 16), turned(3 * 16), mirrored(3 * 16), cut(3 * 4), small(3 * 4), grey(16),
+  Pixels rgb(3 * 16), turned(3 * 16), mirrored(3 * 16), cut(3 * 4), small(3 * 4), grey(16),
       planes(3 * 16);
   TN_CV::yuv420f_to_rgb(frame.data(), 4, 4, rgb.data());
   print("red of the frame", rgb, 4, 4, 3);

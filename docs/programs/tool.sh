@@ -7,7 +7,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
 
-# frame,id,left,top,width,height,score,class,visible: five frames, in the third of which nothing was found
+# frame,id,left,top,width,height,score,class,visible; in frame 3 nothing is found
 for frame in 1 2 3 4 5; do
   line="$frame,1,$((100 + 4 * frame)),80,60,120,1,0,1"
   echo "$line" >>truth.txt
