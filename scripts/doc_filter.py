@@ -20,6 +20,14 @@ LABEL = re.compile(rf"^{NAMES}: ")
 LATER_LABEL = re.compile(rf"(?<=[.;] ){NAMES}: ")
 
 
+# What Doxygen would take for markup of its own inside of <pre>.
+ESCAPED = re.compile(r"[<>&@\\#%\"]")
+
+
+def escape(match):
+    return {"<": "&lt;", ">": "&gt;", "&": "&amp;"}.get(match.group(), "\\" + match.group())
+
+
 def indent_of(text):
     return len(text) - len(text.lstrip(" "))
 
@@ -45,8 +53,7 @@ def block(lines):
         elif deeper and not inside:
             end = formula_end(lines, number)
             formulas = [line.rstrip()[2:] for line in lines[number:end]]
-            formulas = [re.sub(r"([<>&@\\#%\"])", lambda m: {"<": "&lt;", ">": "&gt;", "&": "&amp;"}.get(
-                m.group(1), "\\" + m.group(1)), line) for line in formulas]
+            formulas = [ESCAPED.sub(escape, line) for line in formulas]
             formulas[0] = "<pre>" + formulas[0]
             formulas[-1] += "</pre>"
             result += formulas
@@ -73,15 +80,13 @@ def main():
             print(source[number])
             number += 1
             continue
-        start = number
         prefix = match.group(1)
         texts = []
         while number < len(source) and (match := COMMENT.match(source[number])):
             texts.append(match.group(2))
             number += 1
         for text in block(texts):
-            print(f"{prefix} {text}")
-        assert number - start == len(texts)
+            print(f"{prefix} {text}".rstrip())
 
 
 if __name__ == "__main__":
