@@ -61,7 +61,9 @@ def block(lines):
             continue
         elif not deeper:
             inside = False
-            label = LABEL.match(text)
+            # A word and a colon in the middle of a sentence are part of it.
+            before = lines[number - 1].strip() if number > 0 else ""
+            label = LABEL.match(text) if before[-1:] in ("", ".", ":", ";") else None
             if label:
                 inside = True
                 text = f"<p><b>{label.group(1)}:</b> {text[label.end():]}"

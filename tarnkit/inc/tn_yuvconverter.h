@@ -11,7 +11,7 @@
 
 namespace Tarn {
 
-/// Colour conversion of one pixel: output channel r is
+/// The colour matrix of a toolkit. Output channel r is
 ///   coef[3r]*Y + coef[3r+1]*C1 + coef[3r+2]*C2 + offset[r]
 /// in single precision, summed from left to right, with Y and the chroma pair (C1, C2) as stored
 /// bytes 0 to 255. Nothing is subtracted from the chroma: the offsets carry that, and so do a
