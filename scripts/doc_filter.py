@@ -66,7 +66,9 @@ def block(lines):
             label = LABEL.match(text) if before[-1:] in ("", ".", ":", ";") else None
             if label:
                 inside = True
-                text = f"<p><b>{label.group(1)}:</b> {text[label.end():]}"
+                # The first line stays the brief that lists show.
+                paragraph = "<p>" if number > 0 else ""
+                text = f"{paragraph}<b>{label.group(1)}:</b> {text[label.end():]}"
         result.append(LATER_LABEL.sub(r"<b>\1:</b> ", text))
         number += 1
     return result
