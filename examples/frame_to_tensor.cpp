@@ -23,7 +23,10 @@ int main() {
   toolkit.setCvtMat(Tarn::makeYuvToRgbMatrix(options));
   toolkit.convert(in, out);  // every frame
 
-  const int centre = size / 2 * size + size / 2;
-  std::printf("centre pixel: %.3f %.3f %.3f\n", tensor[centre], tensor[centre + size * size],
-              tensor[centre + 2 * size * size]);
+  std::printf("centre pixel:");
+  for (int plane = 0; plane < 3; ++plane) {
+    const float* const values = tensor.data() + plane * size * size;
+    std::printf(" %.3f", static_cast<double>(values[size / 2 * size + size / 2]));
+  }
+  std::printf("\n");
 }

@@ -61,6 +61,7 @@ def chart(rows):
     longest = max(row.peer_time / row.ours for row in rows)
     width, height = label_width + int(unit * longest) + 60, 40 + len(rows) * (bar + gap)
     out = [f'<svg xmlns="http://www.w3.org/2000/svg" width="{width}" height="{height}" '
+           f'viewBox="0 0 {width} {height}" '
            'font-family="sans-serif" font-size="12">',
            f'<rect width="{width}" height="{height}" fill="white"/>',
            f'<text x="{label_width}" y="18">fastest peer\'s time / ours (longer is better)</text>']

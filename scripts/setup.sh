@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that are missing for the named jobs, and nothing else.
-# usage: scripts/setup.sh [build] [test] [lint] [fuzz] [bench] [windows] [package]     (default: build)
+# usage: scripts/setup.sh [build] [test] [lint] [fuzz] [bench] [windows] [package] [docs]     (default: build)
 set -euo pipefail
 
 # The library needs Eigen, Highway and OpenCV's dnn module; the tool takes its command line, video,
@@ -17,6 +17,7 @@ bench=(libbenchmark-dev libyuv-dev python3 python3-onnx)
 # On top of build, whose headers serve both systems. GoogleTest comes as sources.
 windows=(clang-14 lld-14 llvm-14 g++-mingw-w64-x86-64-posix googletest wine64 wine)
 package=(dpkg-dev file debootstrap)
+docs=(doxygen python3)
 
 wanted=()
 for job in "${@:-build}"; do
@@ -28,8 +29,9 @@ for job in "${@:-build}"; do
     bench) wanted+=("${bench[@]}") ;;
     windows) wanted+=("${windows[@]}") ;;
     package) wanted+=("${package[@]}") ;;
+    docs) wanted+=("${docs[@]}") ;;
     *)
-      echo "scripts/setup.sh: unknown job '$job'; jobs are build, test, lint, fuzz, bench, windows, package" >&2
+      echo "scripts/setup.sh: unknown job '$job'; jobs are build, test, lint, fuzz, bench, windows, package, docs" >&2
       exit 2 ;;
   esac
 done

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing, checks format and lint, builds in Release with warnings as errors, and
 # runs every test; then runs the library's tests once more under the sanitizers, and every fuzz target
-# for TN_FUZZ_SECONDS, if that is set; without it the targets only replay their seeds.
+# for TN_FUZZ_SECONDS, if that is set; without it the targets only replay their seeds. Builds the pages
+# at the end.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -32,4 +33,7 @@ if [ -n "${TN_FUZZ_SECONDS:-}" ]; then
   scripts/setup.sh fuzz
   scripts/fuzz.sh "$TN_FUZZ_SECONDS"
 fi
+
+step "pages"
+scripts/docs.sh
 step "done"

@@ -1,3 +1,4 @@
+/// \file
 /// Boxes followed from frame to frame: the box record, the per-box filters, and the multi-box tracker.
 ///
 /// Once per frame a detector's boxes go into a TarnBoundingBoxesTracker, and the smoothed boxes of the
@@ -121,8 +122,8 @@ class TN_KITS_API TarnBoxTracker2D {
   virtual void predict(float* x, float* y, float* w, float* h) = 0;
 
  protected:
-  std::int32_t width;
-  std::int32_t height;
+  std::int32_t width;   ///< of the frame in pixels
+  std::int32_t height;  ///< of the frame in pixels
 };
 
 /// Smooths and extrapolates one box with a Kalman filter (tn_kalmanfilter.h) whose state is the corners
@@ -143,8 +144,11 @@ class TN_KITS_API TarnBoxTracker2D {
 /// infinities go through.
 class TN_KITS_API TarnKalmanFilterBoxTracker2D : TarnBoxTracker2D {
  public:
+  /// width, height: the frame in pixels.
   TarnKalmanFilterBoxTracker2D(const int& width, const int& height);
+  /// Shares the filter, see above.
   TarnKalmanFilterBoxTracker2D(const TarnKalmanFilterBoxTracker2D& other);
+  /// Shares the other's filter; its own is not released, see above.
   TarnKalmanFilterBoxTracker2D& operator=(const TarnKalmanFilterBoxTracker2D& other);
   ~TarnKalmanFilterBoxTracker2D() override;
   void init(const float& x, const float& y, const float& w, const float& h) override;
@@ -170,8 +174,11 @@ class TN_KITS_API TarnKalmanFilterBoxTracker2D : TarnBoxTracker2D {
 /// Copying, assignment, a second init, and errors: as for TarnKalmanFilterBoxTracker2D.
 class TN_KITS_API TarnOneEuroFilterBoxTracker2D : TarnBoxTracker2D {
  public:
+  /// width, height: the frame in pixels.
   TarnOneEuroFilterBoxTracker2D(const int& width, const int& height);
+  /// Shares the filter, see above.
   TarnOneEuroFilterBoxTracker2D(const TarnOneEuroFilterBoxTracker2D& other);
+  /// Shares the other's filter; its own is not released, see above.
   TarnOneEuroFilterBoxTracker2D& operator=(const TarnOneEuroFilterBoxTracker2D& other);
   ~TarnOneEuroFilterBoxTracker2D() override;
   void init(const float& x, const float& y, const float& w, const float& h) override;
@@ -234,7 +241,9 @@ class TN_KITS_API TarnBoundingBoxesTracker {
  public:
   /// width, height: the frame in pixels.
   TarnBoundingBoxesTracker(const int& width, const int& height);
+  /// Shares the tracks, see above.
   TarnBoundingBoxesTracker(const TarnBoundingBoxesTracker& other);
+  /// Drops its own tracks and shares the other's.
   TarnBoundingBoxesTracker& operator=(const TarnBoundingBoxesTracker& other);
   ~TarnBoundingBoxesTracker();
 
@@ -263,7 +272,7 @@ class TN_KITS_API TarnBoundingBoxesTracker {
 
 /// A confirmed track's box with the track's number.
 struct TarnIdentifiedBox : TarnBoundingBox2D {
-  std::int64_t id;
+  std::int64_t id;  ///< the track's number, from 1
 };
 static_assert(sizeof(TarnIdentifiedBox) == 32,
               "the layout of TarnIdentifiedBox is part of the binary interface");

@@ -1,3 +1,4 @@
+/// \file
 /// The routines of this library for callers that cannot vouch for their sizes: tools that read files,
 /// bindings to other languages.
 ///
@@ -138,14 +139,18 @@ inline void crop(bool planar, const Image& in, const Image& out, int x0, int y0,
 // The names are those of the routines.
 // NOLINTBEGIN(readability-identifier-naming)
 
-// ---- Colour (tn_cv.h) ------------------------------------------------------------------------------
+/// \name Colour (tn_cv.h)
+/// \{
 
+/// Checked form of TarnCPU::TN_CV::nv12_to_rgb_fast_asm.
 inline void nv12_to_rgb_fast_asm(ConstBytes src, int w, int h, Bytes dst) {
   rules::semiPlanar(TarnCPU::TN_CV::nv12_to_rgb_fast_asm, src, w, h, dst);
 }
+/// Checked form of TarnCPU::TN_CV::yuv420sp_to_rgb_fast_asm.
 inline void yuv420sp_to_rgb_fast_asm(ConstBytes src, int w, int h, Bytes dst) {
   rules::semiPlanar(TarnCPU::TN_CV::yuv420sp_to_rgb_fast_asm, src, w, h, dst);
 }
+/// Checked form of TarnCPU::TN_CV::yuv420f_to_rgb.
 inline void yuv420f_to_rgb(ConstBytes src, int w, int h, Bytes dst) {
   rules::sides({{"w", w}, {"h", h}});
   const std::int64_t pairs = (std::int64_t{h} + 1) / 2, luma = std::int64_t{w} * h;
@@ -156,47 +161,63 @@ inline void yuv420f_to_rgb(ConstBytes src, int w, int h, Bytes dst) {
   TarnCPU::TN_CV::yuv420f_to_rgb(src.data, w, h, dst.data);
 }
 
+/// Checked form of TarnCPU::getGray_from_BGRA_HWC.
 inline void getGray_from_BGRA_HWC(ConstBytes src, Bytes dst, int n) {
   rules::ofCount(TarnCPU::getGray_from_BGRA_HWC, src, 4, "BGRA pixels", dst, 1, "grey pixels", n);
 }
+/// Checked form of TarnCPU::getGray_from_RGBA_HWC.
 inline void getGray_from_RGBA_HWC(ConstBytes src, Bytes dst, int n) {
   rules::ofCount(TarnCPU::getGray_from_RGBA_HWC, src, 4, "RGBA pixels", dst, 1, "grey pixels", n);
 }
+/// Checked form of TarnCPU::getGray_from_RGB_HWC.
 inline void getGray_from_RGB_HWC(ConstBytes src, Bytes dst, int n) {
   rules::ofCount(TarnCPU::getGray_from_RGB_HWC, src, 3, "RGB pixels", dst, 1, "grey pixels", n);
 }
+/// Checked form of TarnCPU::getRGB_CHW_from_BGRA_HWC.
 inline void getRGB_CHW_from_BGRA_HWC(ConstBytes src, Bytes dst, int n) {
   rules::ofCount(TarnCPU::getRGB_CHW_from_BGRA_HWC, src, 4, "BGRA pixels", dst, 3, "pixels in planes",
                  n);
 }
+/// Checked form of TarnCPU::getRGB_CHW_from_RGBA_HWC.
 inline void getRGB_CHW_from_RGBA_HWC(ConstBytes src, Bytes dst, int n) {
   rules::ofCount(TarnCPU::getRGB_CHW_from_RGBA_HWC, src, 4, "RGBA pixels", dst, 3, "pixels in planes",
                  n);
 }
+/// Checked form of TarnCPU::getRGB_CHW_from_RGB_HWC.
 inline void getRGB_CHW_from_RGB_HWC(ConstBytes src, Bytes dst, int n) {
   rules::ofCount(TarnCPU::getRGB_CHW_from_RGB_HWC, src, 3, "RGB pixels", dst, 3, "pixels in planes", n);
 }
 
-// ---- Geometry (tn_cv.h, tn_resize.h) ---------------------------------------------------------------
+/// \}
 
+/// \name Geometry (tn_cv.h, tn_resize.h)
+/// \{
+
+/// Checked form of TarnCPU::TN_CV::rotate90_intrinsics_3_channel.
 inline void rotate90_intrinsics_3_channel(ConstBytes src, int w, int h, Bytes dst) {
   rules::turn(TarnCPU::TN_CV::rotate90_intrinsics_3_channel, src, w, h, dst, 3);
 }
+/// Checked form of TarnCPU::TN_CV::rotate90_intrinsics_4_channel.
 inline void rotate90_intrinsics_4_channel(ConstBytes src, int w, int h, Bytes dst) {
   rules::turn(TarnCPU::TN_CV::rotate90_intrinsics_4_channel, src, w, h, dst, 4);
 }
+/// Checked form of TarnCPU::TN_CV::anti_rotate90_intrinsics_3_channel.
 inline void anti_rotate90_intrinsics_3_channel(ConstBytes src, int w, int h, Bytes dst) {
   rules::turn(TarnCPU::TN_CV::anti_rotate90_intrinsics_3_channel, src, w, h, dst, 3);
 }
+/// Checked form of TarnCPU::TN_CV::anti_rotate90_intrinsics_4_channel.
 inline void anti_rotate90_intrinsics_4_channel(ConstBytes src, int w, int h, Bytes dst) {
   rules::turn(TarnCPU::TN_CV::anti_rotate90_intrinsics_4_channel, src, w, h, dst, 4);
 }
+/// Checked form of TarnCPU::TN_CV::flip_horizontal.
 inline void flip_horizontal(ConstBytes src, int w, int h, Bytes dst, int c) {
   rules::mirror(TarnCPU::TN_CV::flip_horizontal, src, w, h, dst, c);
 }
+/// Checked form of TarnCPU::TN_CV::flip_vertical.
 inline void flip_vertical(ConstBytes src, int w, int h, Bytes dst, int c) {
   rules::mirror(TarnCPU::TN_CV::flip_vertical, src, w, h, dst, c);
 }
+/// Checked form of TarnCPU::TN_CV::cut_sub_img_inchw_outchw.
 inline void cut_sub_img_inchw_outchw(ConstFloats src, int src_w, int src_h, Floats dst, int w, int h,
                                      int x0, int y0, int c) {
   rules::sides({{"src_w", src_w}, {"src_h", src_h}, {"w", w}, {"h", h}, {"c", c}});
@@ -205,6 +226,7 @@ inline void cut_sub_img_inchw_outchw(ConstFloats src, int src_w, int src_h, Floa
                   rules::product(w, h, c), {w, h, "tensor", c});
   TarnCPU::TN_CV::cut_sub_img_inchw_outchw(src.data, src_w, src_h, dst.data, w, h, x0, y0, c);
 }
+/// Checked form of TarnCPU::TN_CV::cut_sub_img_inhwc_outhwc.
 inline void cut_sub_img_inhwc_outhwc(ConstBytes src, int src_w, int src_h, Bytes dst, int w, int h,
                                      int x0, int y0, int c) {
   rules::sides({{"src_w", src_w}, {"src_h", src_h}, {"w", w}, {"h", h}, {"c", c}});
@@ -213,38 +235,49 @@ inline void cut_sub_img_inhwc_outhwc(ConstBytes src, int src_w, int src_h, Bytes
                   rules::product(w, h, c), {w, h, "picture", c});
   TarnCPU::TN_CV::cut_sub_img_inhwc_outhwc(src.data, src_w, src_h, dst.data, w, h, x0, y0, c);
 }
+/// Checked form of TarnCPU::TN_CV::resize_bilinear_c2.
 inline void resize_bilinear_c2(ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh) {
   rules::resize(TarnCPU::TN_CV::resize_bilinear_c2, src, sw, sh, dst, dw, dh, 2);
 }
+/// Checked form of TarnCPU::resize_bilinear_c1.
 inline void resize_bilinear_c1(ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh) {
   rules::resize(TarnCPU::resize_bilinear_c1, src, sw, sh, dst, dw, dh, 1);
 }
+/// Checked form of TarnCPU::resize_bilinear_c3.
 inline void resize_bilinear_c3(ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh) {
   rules::resize(TarnCPU::resize_bilinear_c3, src, sw, sh, dst, dw, dh, 3);
 }
+/// Checked form of TarnCPU::resize_bilinear_c4.
 inline void resize_bilinear_c4(ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh) {
   rules::resize(TarnCPU::resize_bilinear_c4, src, sw, sh, dst, dw, dh, 4);
 }
+/// Checked form of TarnCPU::resize_nearest_c1.
 inline void resize_nearest_c1(ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh) {
   rules::resize(TarnCPU::resize_nearest_c1, src, sw, sh, dst, dw, dh, 1);
 }
+/// Checked form of TarnCPU::crop_resize_nearest_c1.
 inline void crop_resize_nearest_c1(ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh, int left,
                                    int top, int right, int bottom) {
   rules::cropResize(TarnCPU::crop_resize_nearest_c1, src, sw, sh, dst, dw, dh, left, top, right, bottom,
                     1);
 }
+/// Checked form of TarnCPU::crop_resize_nearest_c3.
 inline void crop_resize_nearest_c3(ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh, int left,
                                    int top, int right, int bottom) {
   rules::cropResize(TarnCPU::crop_resize_nearest_c3, src, sw, sh, dst, dw, dh, left, top, right, bottom,
                     3);
 }
+/// Checked form of TarnCPU::crop_resize_nearest_c4.
 inline void crop_resize_nearest_c4(ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh, int left,
                                    int top, int right, int bottom) {
   rules::cropResize(TarnCPU::crop_resize_nearest_c4, src, sw, sh, dst, dw, dh, left, top, right, bottom,
                     4);
 }
 
-// ---- Tensors (tn_mat.h) ----------------------------------------------------------------------------
+/// \}
+
+/// \name Tensors and warps (tn_mat.h, tn_cv.h)
+/// \{
 
 /// Refuses type codes that the routine does not know, for which it would give an empty tensor.
 inline TarnCPU::Mat from_pixels(ConstBytes pixels, int type, int w, int h,
@@ -325,20 +358,27 @@ inline void cover_mid_img_with_littleImg_inMat_outFloatPointer(Floats dst, int d
 }
 
 // The tensors have their own word for their sizes, which must go together. matrix: six floats.
+/// Checked form of ::affine.
 inline void affine(const TarnCPU::Mat& src, const TarnCPU::Mat& dst, ConstFloats matrix) {
   rules::warp(::affine, src, dst, matrix, false, false);
 }
+/// Checked form of ::affine_optimized.
 inline void affine_optimized(const TarnCPU::Mat& src, const TarnCPU::Mat& dst, ConstFloats matrix) {
   rules::warp(::affine_optimized, src, dst, matrix, false, false);
 }
+/// Checked form of ::affine_sse.
 inline void affine_sse(const TarnCPU::Mat& src, const TarnCPU::Mat& dst, ConstFloats matrix) {
   rules::warp(::affine_sse, src, dst, matrix, true, false);
 }
+/// Checked form of ::affine_sse_hwc.
 inline void affine_sse_hwc(const TarnCPU::Mat& src, const TarnCPU::Mat& dst, ConstFloats matrix) {
   rules::warp(::affine_sse_hwc, src, dst, matrix, true, true);
 }
 
-// ---- Network input (tn_cv.h) -----------------------------------------------------------------------
+/// \}
+
+/// \name Network input (tn_cv.h)
+/// \{
 
 namespace rules {
 
@@ -395,6 +435,8 @@ inline void getInMat_m1(const Image& image, TarnCPU::Mat& out, int to_bgr, int w
                               crop_left, crop_top, crop_right, crop_bottom, pad_grey);
 }
 
+/// \}
+
 // ---- Frames to tensors (tn_yuvconverter.h) ---------------------------------------------------------
 
 /// Tarn::TarnYUVToolKit for frames and tensors whose records are looked at: formats, sizes and bytes
@@ -408,7 +450,9 @@ class TarnYUVToolKit {
       : sizes_(checkedSizes({src_width, src_height, src_uv_width, dst_width, dst_height})),
         toolkit_(src_width, src_height, src_uv_width, src_uv_height, dst_width, dst_height) {}
 
+  /// The colour matrix, as Tarn::TarnYUVToolKit::getCvtMat.
   const _ConvertMatrixFromYUV getCvtMat() const { return toolkit_.getCvtMat(); }
+  /// Sets it, as Tarn::TarnYUVToolKit::setCvtMat.
   void setCvtMat(const _ConvertMatrixFromYUV& mat) { toolkit_.setCvtMat(mat); }
 
   /// in: NV12, NV21 or YUV420V. out: CHW_F32.

@@ -1,3 +1,4 @@
+/// \file
 /// What the checked routines of tn_checked.h are made of: views, limits, and the checks themselves.
 #ifndef TN_CHECKED_RULES_H_
 #define TN_CHECKED_RULES_H_
@@ -15,18 +16,18 @@ namespace Tarn::checked {
 /// Memory of the caller's: where it starts and how many bytes there are. Never owns anything.
 template <class T>
 struct View {
-  T* data;
-  std::size_t bytes;
+  T* data;            ///< the first element
+  std::size_t bytes;  ///< bytes from there on, not elements
 };
-using ConstBytes = View<const unsigned char>;
-using Bytes = View<unsigned char>;
-using ConstFloats = View<const float>;
-using Floats = View<float>;
+using ConstBytes = View<const unsigned char>;  ///< bytes to read
+using Bytes = View<unsigned char>;             ///< bytes to write
+using ConstFloats = View<const float>;         ///< floats to read
+using Floats = View<float>;                    ///< floats to write
 
 /// A frame or tensor record and how many bytes there are at its `data`.
 struct Image {
-  _TN_Image record;
-  std::size_t bytes;
+  _TN_Image record;   ///< what is there
+  std::size_t bytes;  ///< bytes from record.data on
 };
 
 /// No side of a picture may be longer: positions are computed in single precision, which tells whole

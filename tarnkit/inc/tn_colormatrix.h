@@ -1,3 +1,4 @@
+/// \file
 /// Colour matrices for TarnYUVToolKit, derived from the video standards.
 #ifndef TN_COLORMATRIX_H_
 #define TN_COLORMATRIX_H_
@@ -27,17 +28,20 @@ enum class ChromaOrder {
 };
 
 /// Which colour the tensor's first plane holds.
-enum class ChannelOrder { kRgb, kBgr };
+enum class ChannelOrder {
+  kRgb,  ///< red
+  kBgr,  ///< blue
+};
 
 /// What makeYuvToRgbMatrix is asked for. The tensor holds (colour - mean) * scale with colours from 0
 /// to 255; mean and scale are given for output channels 0, 1, 2, in the channel order asked for.
 struct YuvToRgbOptions {
-  YuvStandard standard = YuvStandard::kBt709;
-  YuvRange range = YuvRange::kLimited;
-  ChromaOrder chroma_order = ChromaOrder::kUFirst;
-  ChannelOrder channel_order = ChannelOrder::kRgb;
-  float mean[3] = {0.0f, 0.0f, 0.0f};
-  float scale[3] = {1.0f, 1.0f, 1.0f};
+  YuvStandard standard = YuvStandard::kBt709;       ///< whose colours the frame has
+  YuvRange range = YuvRange::kLimited;              ///< how its samples are spread
+  ChromaOrder chroma_order = ChromaOrder::kUFirst;  ///< NV12 or NV21
+  ChannelOrder channel_order = ChannelOrder::kRgb;  ///< of the tensor's planes
+  float mean[3] = {0.0f, 0.0f, 0.0f};               ///< subtracted from the colour
+  float scale[3] = {1.0f, 1.0f, 1.0f};              ///< multiplied with what is left
 };
 
 /// Folds a standard's YUV to RGB conversion, the sample range and a network's normalisation into the

@@ -1,3 +1,4 @@
+/// \file
 /// Pixel kernels: colour conversions between camera bytes and network layouts, turns, mirrors, cuts, a
 /// resizer, and affine warps of float tensors; and network input preparation, which puts them together.
 ///
@@ -20,16 +21,17 @@ namespace TarnCPU {
 /// The kernels that network input preparation stands on; all members are static.
 class TN_KITS_API TN_CV {
  public:
-  // ---- Colour: YUV 4:2:0 to packed RGB -----------------------------------------------------------
-  //
-  // With d = U - 128 and e = V - 128 (BT.601, full range, coefficients in 1/64):
-  //   R = (64 Y + 90 e) >> 6,  G = (64 Y - 22 d - 46 e) >> 6,  B = (64 Y + 113 d) >> 6,
-  // with an arithmetic shift. The low 8 bits are stored: results outside 0 to 255 wrap, they are not
-  // clamped. Callers rely on these exact bytes, so strongly coloured pixels come out shifted.
-  //
-  // Common to the three: src starts with w * h luma bytes, chroma follows at byte w * h; dst takes R, G,
-  // B, 3 bytes a pixel. src and dst must not overlap; any alignment. When w or h is below 1 nothing is
-  // touched.
+  /// \name Colour: YUV 4:2:0 to packed RGB
+  ///
+  /// With d = U - 128 and e = V - 128 (BT.601, full range, coefficients in 1/64):
+  ///   R = (64 Y + 90 e) >> 6,  G = (64 Y - 22 d - 46 e) >> 6,  B = (64 Y + 113 d) >> 6,
+  /// with an arithmetic shift. The low 8 bits are stored: results outside 0 to 255 wrap, they are not
+  /// clamped. Callers rely on these exact bytes, so strongly coloured pixels come out shifted.
+  ///
+  /// Common to the three: src starts with w * h luma bytes, chroma follows at byte w * h; dst takes R,
+  /// G, B, 3 bytes a pixel. src and dst must not overlap; any alignment. When w or h is below 1 nothing
+  /// is touched.
+  /// \{
 
   /// NV12 (U first) to RGB, writing past the image. With P = (h + 1) / 2 passes:
   ///   - pixel p below 2 * P * w takes luma byte p and chroma pair p / 2;
@@ -56,11 +58,14 @@ class TN_KITS_API TN_CV {
   ///   image for even h, 3 * w more for odd h.
   static void yuv420f_to_rgb(const unsigned char* src, int w, int h, unsigned char* dst);
 
-  // ---- Geometry: turns, mirrors, cuts, and a resizer of byte pairs ------------------------------
-  //
-  // Packed images have rows of width * channels bytes, planar ones rows of width floats and planes of
-  // width * height floats; there is no padding anywhere. Source and destination must not overlap. No
-  // alignment is required. Nothing is read or written outside the sizes stated.
+  /// \}
+
+  /// \name Geometry: turns, mirrors, cuts, and a resizer of byte pairs
+  ///
+  /// Packed images have rows of width * channels bytes, planar ones rows of width floats and planes of
+  /// width * height floats; there is no padding anywhere. Source and destination must not overlap. No
+  /// alignment is required. Nothing is read or written outside the sizes stated.
+  /// \{
 
   /// Quarter turns of a packed image of 3 or 4 bytes per pixel: clockwise (rotate90) and anticlockwise
   /// (anti_rotate90). The bytes of a pixel keep their order.
@@ -79,9 +84,12 @@ class TN_KITS_API TN_CV {
   /// and the rest of dst (the last w - w4 rows, the last h - h4 columns) is 0.
   /// Scratch memory: none. Errors: none.
   static void rotate90_intrinsics_3_channel(const unsigned char* src, int w, int h, unsigned char* dst);
+  /// Clockwise, 4 bytes a pixel; see rotate90_intrinsics_3_channel.
   static void rotate90_intrinsics_4_channel(const unsigned char* src, int w, int h, unsigned char* dst);
+  /// Anticlockwise, 3 bytes a pixel; see rotate90_intrinsics_3_channel.
   static void anti_rotate90_intrinsics_3_channel(const unsigned char* src, int w, int h,
                                                  unsigned char* dst);
+  /// Anticlockwise, 4 bytes a pixel; see rotate90_intrinsics_3_channel.
   static void anti_rotate90_intrinsics_4_channel(const unsigned char* src, int w, int h,
                                                  unsigned char* dst);
 
@@ -126,48 +134,51 @@ class TN_KITS_API TN_CV {
   static void resize_bilinear_c2(const unsigned char* src, int sw, int sh, unsigned char* dst, int dw,
                                  int dh);
 
-  // ---- Network input: a camera frame to a tensor ------------------------------------------------
-  //
-  // Common to getInMat and getInMat_m1. `image` becomes a tensor of 3 planes of width * height floats, 0
-  // to 255: resized, converted to colours, turned, mirrored. `out` gets a tensor of its own; the one
-  // that it held is dropped just before, so that a video loop gets the same memory again. to_bgr: 0 for
-  // planes R, G, B; any other value for B, G, R.
-  //
-  // image: TN_PIX_FMT_YUVI420, BGRA, RGBA, NV12, NV21, BGR or RGB, 1x1 pixel or larger. No byte outside
-  //   the frame is read. For any other format one verbose line of tag "Tarn" is logged, "unsupport frame
-  //   data pixel format", and `out` stays as it was.
-  // width, height: the tensor's, at least 1. Every step works on this size, after a quarter turn too:
-  //   frames with TN_ORIENT_ROTATE_90 or _ANTI_ROTATE_90 want a square whose side is a multiple of 4.
-  //   Other sizes keep what the turning kernels above give, in rows of `height` pixels, read as rows of
-  //   `width`; pixels that a quarter turn leaves out are 0.
-  // work_a: width * height * 4 bytes. work_b: width * height * 3 bytes, for BGRA and RGBA
-  //   width * height * 4. Scratch of any alignment, apart from each other and from the frame; what they
-  //   hold after the call is not specified.
-  //
-  // Orientation: first one turn, then one mirror, FLIP_V before FLIP_H. Of several turns
-  //   - YUV frames take ROTATE_90 before ANTI_ROTATE_90 before a half turn, packed ones ANTI_ROTATE_90
-  //     before ROTATE_90 before a half turn; the difference is kept for producers that set both;
-  //   - the half turn (either bit) of a YUV frame is two quarter turns, rotate90 of width x height
-  //     twice, with their result for other sizes than squares of multiples of 4; packed pixels are
-  //     turned at any size.
-  //
-  // Colours of YUV frames are those of the converters above: BT.601, full range, wrapped, not clamped.
-  //   - NV12, NV21: the luma plane is resized, and the chroma plane of width / 2 x height / 2 pairs
-  //     (of the frame; its rows are taken as 2 * (width / 2) bytes) to half the target's size. As in
-  //     nv12_to_rgb_fast_asm pixel p of the target takes chroma pair p / 2, counted through all rows, so
-  //     the walk leaves the resized plane half way down; chroma beyond it is 128. So the whole picture's
-  //     colours are squeezed into the upper half, and the lower half is grey. Callers that want every
-  //     pixel's own colour use Tarn::TarnYUVToolKit.
-  //   - I420: planes are resized by nearest neighbour. For n = width * height pixels of the target, U is
-  //     written at n and V at n + n / 4; pixel (x, y) takes sample (y / 2) * (width / 2) + x / 2 of
-  //     each. An odd last row takes what follows its planes there: bytes that no plane fills are 128.
-  //     With odd width the last column of the picture (before it is turned) is what work_a held.
-  //   - A frame of width or height 1 has no chroma: 128.
-  //
-  // Scratch memory: the resizers' own; and for the half turn of a YUV frame to other sizes than squares
-  // of multiples of 4, width * height * 3 bytes. Errors: std::bad_alloc; the tensor's memory as
-  // Mat::from_pixels says. What the I420 colour conversion throws is logged as an error of tag "Tarn",
-  // "yuv420f_to_rgb error", and goes on to the caller.
+  /// \}
+
+  /// \name Network input: a camera frame to a tensor
+  ///
+  /// Common to getInMat and getInMat_m1. `image` becomes a tensor of 3 planes of width * height floats,
+  /// 0 to 255: resized, converted to colours, turned, mirrored. `out` gets a tensor of its own; the one
+  /// that it held is dropped just before, so that a video loop gets the same memory again. to_bgr: 0 for
+  /// planes R, G, B; any other value for B, G, R.
+  ///
+  /// image: TN_PIX_FMT_YUVI420, BGRA, RGBA, NV12, NV21, BGR or RGB, 1x1 pixel or larger. No byte outside
+  ///   the frame is read. For any other format one verbose line of tag "Tarn" is logged, "unsupport
+  ///   frame data pixel format", and `out` stays as it was.
+  /// width, height: the tensor's, at least 1. Every step works on this size, after a quarter turn too:
+  ///   frames with TN_ORIENT_ROTATE_90 or _ANTI_ROTATE_90 want a square whose side is a multiple of 4.
+  ///   Other sizes keep what the turning kernels above give, in rows of `height` pixels, read as rows of
+  ///   `width`; pixels that a quarter turn leaves out are 0.
+  /// work_a: width * height * 4 bytes. work_b: width * height * 3 bytes, for BGRA and RGBA
+  ///   width * height * 4. Scratch of any alignment, apart from each other and from the frame; what they
+  ///   hold after the call is not specified.
+  ///
+  /// Orientation: first one turn, then one mirror, FLIP_V before FLIP_H. Of several turns
+  ///   - YUV frames take ROTATE_90 before ANTI_ROTATE_90 before a half turn, packed ones ANTI_ROTATE_90
+  ///     before ROTATE_90 before a half turn; the difference is kept for producers that set both;
+  ///   - the half turn (either bit) of a YUV frame is two quarter turns, rotate90 of width x height
+  ///     twice, with their result for other sizes than squares of multiples of 4; packed pixels are
+  ///     turned at any size.
+  ///
+  /// Colours of YUV frames are those of the converters above: BT.601, full range, wrapped, not clamped.
+  ///   - NV12, NV21: the luma plane is resized, and the chroma plane of width / 2 x height / 2 pairs
+  ///     (of the frame; its rows are taken as 2 * (width / 2) bytes) to half the target's size. As in
+  ///     nv12_to_rgb_fast_asm pixel p of the target takes chroma pair p / 2, counted through all rows,
+  ///     so the walk leaves the resized plane half way down; chroma beyond it is 128. So the whole
+  ///     picture's colours are squeezed into the upper half, and the lower half is grey. Callers that
+  ///     want every pixel's own colour use Tarn::TarnYUVToolKit.
+  ///   - I420: planes are resized by nearest neighbour. For n = width * height pixels of the target, U
+  ///     is written at n and V at n + n / 4; pixel (x, y) takes sample (y / 2) * (width / 2) + x / 2 of
+  ///     each. An odd last row takes what follows its planes there: bytes that no plane fills are 128.
+  ///     With odd width the last column of the picture (before it is turned) is what work_a held.
+  ///   - A frame of width or height 1 has no chroma: 128.
+  ///
+  /// Scratch memory: the resizers' own; and for the half turn of a YUV frame to other sizes than squares
+  /// of multiples of 4, width * height * 3 bytes. Errors: std::bad_alloc; the tensor's memory as
+  /// Mat::from_pixels says. What the I420 colour conversion throws is logged as an error of tag "Tarn",
+  /// "yuv420f_to_rgb error", and goes on to the caller.
+  /// \{
 
   /// The whole frame, packed pixels and semi-planar ones resized with bilinear weights.
   static void getInMat(const _TN_Image* image, Mat& out, int to_bgr, int width, int height,
@@ -210,10 +221,14 @@ class TN_KITS_API TN_CV {
   /// by bit. Errors: none.
   static void cover_mid_img_with_littleImg_inMat_outFloatPointer(float* dst, int dst_width,
                                                                  int dst_height, Mat little);
+  /// \}
 };
 
-// Packed colour to grey and to planes. n is a count of pixels; a whole image is n = width * height. When
-// n is below 1 nothing is touched. src and dst must not overlap; any alignment; no over-reach.
+/// \name Packed colour to grey and to planes
+///
+/// n is a count of pixels; a whole image is n = width * height. When n is below 1 nothing is touched.
+/// src and dst must not overlap; any alignment; no over-reach.
+/// \{
 
 /// Grey of n pixels in double precision, added in this order and truncated:
 ///   min(255, int((G * 0.587 + R * 0.299) + B * 0.114)), the luma weights of BT.601.
@@ -239,41 +254,47 @@ TN_KITS_API void getRGB_CHW_from_RGBA_HWC(const unsigned char* src, unsigned cha
 /// As getRGB_CHW_from_BGRA_HWC; src: 3 * n bytes R, G, B.
 TN_KITS_API void getRGB_CHW_from_RGB_HWC(const unsigned char* src, unsigned char* dst, int n);
 
+/// \}
+
 // NOLINTEND(readability-identifier-naming)
 
 }  // namespace TarnCPU
 
-// Affine warps of planar float tensors (layout CHW), to bring a face or an object upright before it goes
-// into a network. Each destination pixel is carried back into the source and takes a bilinear blend of
-// the 2x2 pixels there.
-//
-// matrix: six floats M0 to M5, two rows of three. In coordinates in which -1 to 1 spans a picture from
-// edge to edge, the destination pixel at (x, y) samples the source at
-//   (M0 x + M1 y + M2, M3 x + M4 y + M5);
-// (1, 0, 0, 0, 1, 0) is the identity.
-//
-// The four differ in borders, in the sizes that they take and in their order of operations, and results
-// depend on all three:
-//
-//   affine            c planes, any two sizes; outside is 0, and so are the source's row 0 and column 0
-//   affine_optimized  the same by shorter arithmetic; skewed unless the source is square
-//   affine_sse        3 planes, one size; outside mixes the two pixels at the edge
-//   affine_sse_hwc    3 planes, one size; replicates the edge
-//
-// Below, sw, sh are the source's width and height, dw, dh the destination's, (i, j) a destination row
-// and column, hw = dw * 0.5 and hh = dh * 0.5. Arithmetic is in 32-bit floats in the order written, and
-// every instruction set gives the same bits; only which NaN a NaN is may differ. trunc(p) cuts p to a
-// 32-bit integer, toward zero; what does not fit one, infinities and NaN gives the smallest, -2^31.
-//
-// Common to the four: tensors are taken by value and share their elements with the caller's. The
-// destination comes allocated, and its planes are written whole; a size or channel count of it below 1
-// writes nothing. Elements are floats, of any alignment. No matrix makes a warp read outside the source.
-// A plane has fewer than 2^31 elements. Sizes are not checked. Threads: safe on separate destinations.
-// Scratch memory: none, but see affine_sse_hwc. Errors: none in affine, affine_optimized, affine_sse.
+/// \name Affine warps of planar float tensors
+///
+/// For layout CHW, to bring a face or an object upright before it goes into a network. Each destination
+/// pixel is carried back into the source and takes a bilinear blend of the 2x2 pixels there.
+///
+/// matrix: six floats M0 to M5, two rows of three. In coordinates in which -1 to 1 spans a picture from
+/// edge to edge, the destination pixel at (x, y) samples the source at
+///   (M0 x + M1 y + M2, M3 x + M4 y + M5);
+/// (1, 0, 0, 0, 1, 0) is the identity.
+///
+/// The four differ in borders, in the sizes that they take and in their order of operations, and results
+/// depend on all three:
+///
+///   affine            c planes, any two sizes; outside is 0, and so are the source's row 0 and column 0
+///   affine_optimized  the same by shorter arithmetic; skewed unless the source is square
+///   affine_sse        3 planes, one size; outside mixes the two pixels at the edge
+///   affine_sse_hwc    3 planes, one size; replicates the edge
+///
+/// Below, sw, sh are the source's width and height, dw, dh the destination's, (i, j) a destination row
+/// and column, hw = dw * 0.5 and hh = dh * 0.5. Arithmetic is in 32-bit floats in the order written, and
+/// every instruction set gives the same bits; only which NaN a NaN is may differ. trunc(p) cuts p to a
+/// 32-bit integer, toward zero; what does not fit one, infinities and NaN gives the smallest, -2^31.
+///
+/// Common to the four: tensors are taken by value and share their elements with the caller's. The
+/// destination comes allocated, and its planes are written whole; a size or channel count of it below 1
+/// writes nothing. Elements are floats, of any alignment. No matrix makes a warp read outside the
+/// source. A plane has fewer than 2^31 elements. Sizes are not checked. Threads: safe on separate
+/// destinations. Scratch memory: none, but see affine_sse_hwc. Errors: none in affine, affine_optimized,
+/// affine_sse.
+/// \{
 
 // The names are those that callers know.
 // NOLINTBEGIN(readability-identifier-naming)
 
+/// Warps any number of planes between any two sizes; what lies outside the source is 0.
 /// With y = ((i + 0.5) - hh) / hh and x = ((j + 0.5) - hw) / hw,
 ///   u = (((y * M1) + (x * M0)) + M2) * 0.5 + 0.5,  X = sw * u - 0.5,
 ///   v = (((x * M3) + (y * M4)) + M5) * 0.5 + 0.5,  Y = sh * v - 0.5,
@@ -291,7 +312,7 @@ TN_KITS_API void getRGB_CHW_from_RGB_HWC(const unsigned char* src, unsigned char
 /// overlap src.
 TN_KITS_API void affine(TarnCPU::Mat src, TarnCPU::Mat dst, const float* matrix);
 
-/// As affine, but for the position:
+/// As affine in shorter arithmetic, for square sources. It differs in the position:
 ///   X = ((y * A1) + (x * A0)) + A2,  Y = ((y * B1) + (x * B0)) + B2,
 ///   y = (i + 0.5) * (1 / hh) - 1,    x = (j + 0.5) * (1 / hw) - 1,
 /// where in double precision, each then rounded to float,
@@ -301,6 +322,7 @@ TN_KITS_API void affine(TarnCPU::Mat src, TarnCPU::Mat dst, const float* matrix)
 /// and A2 are scaled by the height, the row's B0 and B2 by the width. Callers' matrices make up for it.
 TN_KITS_API void affine_optimized(TarnCPU::Mat src, TarnCPU::Mat dst, const float* matrix);
 
+/// Warps 3 planes within one size; what lies outside mixes the two pixels at the edge.
 /// With yc = (i + 0.5) - hh and xc = (j + 0.5) - hw, the position is
 ///   X = ((xc * M0) + (yc * K1)) + C2,  K1 = (hw / hh) * M1,  C2 = (M2 + 1) * hw - 0.5,
 ///   Y = ((yc * M4) + (xc * K3)) + C5,  K3 = (hh / hw) * M3,  C5 = (M5 + 1) * hh - 0.5,
@@ -316,7 +338,8 @@ TN_KITS_API void affine_optimized(TarnCPU::Mat src, TarnCPU::Mat dst, const floa
 /// written. They must not overlap.
 TN_KITS_API void affine_sse(TarnCPU::Mat src, TarnCPU::Mat dst, const float* matrix);
 
-/// As affine_sse, but for the position and the edge:
+/// Warps 3 planes within one size and replicates the edge. It differs from affine_sse in the position
+/// and the edge:
 ///   X = ((((yc * M1) * Q1) + (xc * M0)) + C2) - 0.5,  Q1 = hw / hh,  C2 = (M2 + 1) * hw,
 ///   Y = ((((xc * M3) * Q3) + (yc * M4)) + C5) - 0.5,  Q3 = hh / hw,  C5 = (M5 + 1) * hh,
 /// and the weights follow the clamp: x0 below 0 becomes 0 with fx = 0, x0 from dw - 1 on becomes dw - 2
@@ -329,6 +352,8 @@ TN_KITS_API void affine_sse(TarnCPU::Mat src, TarnCPU::Mat dst, const float* mat
 /// Errors: when the memory for that copy cannot be had, the assertion `false && "malloc failed"` ends
 /// the program, in Release too.
 TN_KITS_API void affine_sse_hwc(TarnCPU::Mat src, TarnCPU::Mat dst, const float* matrix);
+
+/// \}
 
 // NOLINTEND(readability-identifier-naming)
 

@@ -1,3 +1,4 @@
+/// \file
 /// The frame record that crosses the library's boundary, its pixel formats and orientation bits.
 #ifndef TN_IMAGE_H_
 #define TN_IMAGE_H_

@@ -1,3 +1,4 @@
+/// \file
 /// FFmpeg's frames as frame records.
 ///
 /// Header-only and optional: a program that includes it has FFmpeg's headers and links libavutil; the
@@ -23,15 +24,16 @@ namespace Tarn::interop {
 
 /// How a frame's pixels lie in a record's memory.
 struct FramePacking {
+  /// One plane in a record's memory.
   struct Plane {
     std::size_t offset;     ///< from the first byte of the record's memory
     std::size_t row_bytes;  ///< in a row
-    int rows;
+    int rows;               ///< in the plane
   };
   std::int32_t pix_fmt;  ///< TN_PIX_FMT_*
   int planes;            ///< planes in use
-  Plane plane[3];
-  std::size_t bytes;  ///< in the whole picture
+  Plane plane[3];        ///< the first `planes` of them
+  std::size_t bytes;     ///< in the whole picture
 };
 
 /// Of odd sizes the last column and row of chroma have no place in a record and are left out.

@@ -1,3 +1,4 @@
+/// \file
 /// OpenCV's matrices as frame records and tensors, and back, without copies.
 ///
 /// Header-only and optional: a program that includes it has OpenCV's headers and links its core; the
@@ -47,9 +48,8 @@ inline int matTypeOf(std::int32_t pix_fmt) {
 
 /// A record over the matrix's pixels.
 /// pix_fmt: what they are, since a matrix does not say it: TN_PIX_FMT_BGR or _RGB of CV_8UC3 (OpenCV's
-/// own
-///   order is BGR), _BGRA or _RGBA of CV_8UC4; a 4:2:0 format of CV_8UC1 with half as many rows again as
-///   the picture, as cv::cvtColor takes and gives them; TN_PIX_FMT_CHW_F32 of CV_32FC1 with the
+///   own order is BGR), _BGRA or _RGBA of CV_8UC4; a 4:2:0 format of CV_8UC1 with half as many rows
+///   again as the picture, as cv::cvtColor takes and gives them; TN_PIX_FMT_CHW_F32 of CV_32FC1 with the
 ///   dimensions 3, rows, columns, or 1, 3, rows, columns as cv::dnn::blobFromImage makes them.
 /// Errors: std::invalid_argument when type or dimensions do not fit the format, the matrix is empty, its
 /// rows are not packed (packMat helps), or a 4:2:0 picture has an odd size.

@@ -1,3 +1,4 @@
+/// \file
 /// A linear Kalman filter over dense single-precision matrices of sizes chosen at run time.
 #ifndef TN_KALMANFILTER_H_
 #define TN_KALMANFILTER_H_
@@ -21,7 +22,7 @@ static_assert(EIGEN_MAX_ALIGN_BYTES == 16,
 
 namespace Tarn {
 
-/// The model is
+/// Estimates a state from measurements. The model is
 ///   state' = transition * state            + noise of covariance processNoiseCov
 ///   z      = measurement * state           + noise of covariance measurementNoiseCov
 /// The owner writes the model matrices and the initial state straight into the members, then calls

@@ -1,3 +1,4 @@
+/// \file
 /// Marks what the shared library exports; everything else stays hidden inside it.
 #ifndef TN_KITS_EXPORT_H_
 #define TN_KITS_EXPORT_H_

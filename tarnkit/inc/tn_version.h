@@ -1,3 +1,4 @@
+/// \file
 /// Which build of the library a program runs with, for logs and fault reports.
 #ifndef TN_VERSION_H_
 #define TN_VERSION_H_

@@ -1,3 +1,4 @@
+/// \file
 /// YUV 4:2:0 frames to network tensors, and crops of such frames.
 #ifndef TN_YUVCONVERTER_H_
 #define TN_YUVCONVERTER_H_
@@ -10,7 +11,7 @@
 
 namespace Tarn {
 
-/// Colour conversion of one pixel: output channel r is
+/// The colour matrix of a toolkit. Output channel r is
 ///   coef[3r]*Y + coef[3r+1]*C1 + coef[3r+2]*C2 + offset[r]
 /// in single precision, summed from left to right, with Y and the chroma pair (C1, C2) as stored
 /// bytes 0 to 255. Nothing is subtracted from the chroma: the offsets carry that, and so do a
@@ -63,6 +64,7 @@ class TN_KITS_API TarnYUVToolKit {
   TarnYUVToolKit(const int& src_width, const int& src_height, const int& src_uv_width,
                  const int& src_uv_height, const int& dst_width, const int& dst_height);
   ~TarnYUVToolKit();
+  /// Not copied; assignment shares.
   TarnYUVToolKit(const TarnYUVToolKit&) = delete;
   /// Copies all fields, the addresses of tables and scratch included: nothing of the target is freed,
   /// both objects then use the same memory and each destructor frees it. Destroy only one of the two,
@@ -71,6 +73,7 @@ class TN_KITS_API TarnYUVToolKit {
 
   /// The colour matrix of `convert`; all zero at first, so that every result is +0.
   const _ConvertMatrixFromYUV getCvtMat() const;
+  /// Sets it; kept by value, in force from the next `convert` on.
   void setCvtMat(const _ConvertMatrixFromYUV& mat);
 
   /// One frame to one tensor.

@@ -1,3 +1,4 @@
+/// \file
 /// Export of a network's inference config: which precision each layer has, and what it costs.
 #ifndef TOOL_EXPORT_INFERENCE_CONFIG_H_
 #define TOOL_EXPORT_INFERENCE_CONFIG_H_
@@ -13,8 +14,11 @@ namespace TarnCPU {
 /// used by several threads at once on different files.
 class TN_KITS_API ToolExportInferenceConfig {
  public:
+  /// There is nothing to set up.
   ToolExportInferenceConfig();
+  /// There is nothing to copy.
   ToolExportInferenceConfig(const ToolExportInferenceConfig&) = default;
+  /// There is nothing to copy.
   ToolExportInferenceConfig& operator=(const ToolExportInferenceConfig&);
   ~ToolExportInferenceConfig();
 

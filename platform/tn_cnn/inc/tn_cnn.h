@@ -1,3 +1,4 @@
+/// \file
 /// The network library: tensors, byte resizers, networks and their inference configs.
 #ifndef TN_CNN_H_
 #define TN_CNN_H_

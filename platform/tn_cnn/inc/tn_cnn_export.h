@@ -1,3 +1,4 @@
+/// \file
 /// Marks what the network library exports; everything else stays hidden inside it.
 #ifndef TN_CNN_EXPORT_H_
 #define TN_CNN_EXPORT_H_

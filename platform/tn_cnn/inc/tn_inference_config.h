@@ -1,3 +1,4 @@
+/// \file
 /// How a network is to run: the precision of each layer's weights and the number of threads.
 ///
 /// docs/inference-config.md has the text form, which ConfigPrinter writes and this class reads.
@@ -54,6 +55,7 @@ class LayerInferenceConfig {
   /// How many threads extractors start out with; 0 leaves the number to the engine. Numbers below 0 or
   /// above kMostThreads change nothing and give one error line in the log.
   TN_CNN_API void set_num_threads(int threads);
+  /// What set_num_threads took last; 0 at first.
   TN_CNN_API int get_num_threads() const;
 
  private:

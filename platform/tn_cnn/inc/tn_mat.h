@@ -1,3 +1,4 @@
+/// \file
 /// The tensor of the network library: a small record that shares its elements by reference count.
 #ifndef TN_MAT_H_
 #define TN_MAT_H_
@@ -26,6 +27,7 @@ class TN_CNN_API Allocator {
 
 /// How the elements of a tensor follow one another.
 struct TensorShape {
+  /// Values of Mat::layout.
   enum Layout : std::int32_t {
     CHW = 1,  ///< planes of h rows of w elements, back to back
     HWC = 2,  ///< h rows of w pixels of c elements
@@ -40,11 +42,13 @@ struct TensorShape {
 /// same object may not. A view (`refcount` null) owns nothing and must not outlive what it looks at.
 class TN_CNN_API Mat {
  public:
-  std::int32_t layout = TensorShape::CHW;  ///< TensorShape::Layout
-  std::int32_t c = 0, h = 0, w = 0;        ///< channels, rows, columns
-  std::uint32_t elem_size = 0;             ///< bytes in an element; 4 for float
-  std::int32_t extra = 0;                  ///< carried along, never interpreted
-  void* data = nullptr;
+  std::int32_t layout = TensorShape::CHW;         ///< TensorShape::Layout
+  std::int32_t c = 0;                             ///< channels
+  std::int32_t h = 0;                             ///< rows
+  std::int32_t w = 0;                             ///< columns
+  std::uint32_t elem_size = 0;                    ///< bytes in an element; 4 for float
+  std::int32_t extra = 0;                         ///< carried along, never interpreted
+  void* data = nullptr;                           ///< the first element; null for an empty tensor
   std::atomic<std::int32_t>* refcount = nullptr;  ///< null for a view that owns nothing
   Allocator* allocator = nullptr;                 ///< null: the library's own
 
@@ -60,7 +64,9 @@ class TN_CNN_API Mat {
   Mat(const Mat& other);
   /// Takes over the elements; `other` becomes empty.
   Mat(Mat&& other) noexcept;
+  /// Drops what it had and shares the elements.
   Mat& operator=(const Mat& other);
+  /// Drops what it had and takes over the elements; `other` becomes empty.
   Mat& operator=(Mat&& other) noexcept;
   ~Mat();
 
@@ -84,6 +90,7 @@ class TN_CNN_API Mat {
 
   /// Row y: of the first channel of a CHW tensor, of all channels of a HWC tensor. y is trusted.
   float* row(int y);
+  /// The same, to read.
   const float* row(int y) const;
 
   /// Whether there are no elements.

@@ -1,3 +1,4 @@
+/// \file
 /// Networks: loaded from a file, built with an inference config, run once an extractor.
 ///
 /// The engine underneath is chosen when the library is built (TN_CNN_ENGINE); without one, LoadFile
@@ -24,8 +25,11 @@ namespace TarnCPU {
 /// Reads model files: ONNX.
 class KRNetLoader {
  public:
+  /// Nothing is loaded.
   TN_CNN_API KRNetLoader();
+  /// Takes over what was loaded; the other has nothing loaded afterwards.
   TN_CNN_API KRNetLoader(KRNetLoader&&) noexcept;
+  /// Drops its own and takes over what was loaded.
   TN_CNN_API KRNetLoader& operator=(KRNetLoader&&) noexcept;
   TN_CNN_API ~KRNetLoader();
 
@@ -54,7 +58,9 @@ class KRNetLoader {
 /// numbers the engine cuts layers up differently, and last bits can differ.
 class TarnNetExtractor {
  public:
+  /// Takes over inputs and results; the other is then only to be assigned to or destroyed.
   TN_CNN_API TarnNetExtractor(TarnNetExtractor&&) noexcept;
+  /// Drops its own and takes over inputs and results.
   TN_CNN_API TarnNetExtractor& operator=(TarnNetExtractor&&) noexcept;
   TN_CNN_API ~TarnNetExtractor();
 
@@ -99,8 +105,11 @@ class TarnNetExtractor {
 /// A network. Const operations may be called from several threads at once.
 class TarnNet {
  public:
+  /// Empty.
   TN_CNN_API TarnNet();
+  /// Takes over the network; the other becomes empty.
   TN_CNN_API TarnNet(TarnNet&&) noexcept;
+  /// Drops its own and takes over the network.
   TN_CNN_API TarnNet& operator=(TarnNet&&) noexcept;
   TN_CNN_API ~TarnNet();
 

@@ -1,3 +1,4 @@
+/// \file
 /// Byte resizers for camera frames.
 ///
 /// All are stateless and may run on several threads at once on separate destinations. Images are packed:

@@ -1,3 +1,4 @@
+/// \file
 /// Reports on a network's run, and the printer that turns them into the text of an inference config.
 #ifndef TN_STATISTICIAN_H_
 #define TN_STATISTICIAN_H_
@@ -22,13 +23,14 @@ struct NetworkReport {
 
 /// One layer in a run.
 struct LayerReport {
-  int index = 0;  ///< as TarnNetExtractor::extract takes it; 0 is the input, so the first is 1
-  std::string name, type;
+  int index = 0;     ///< as TarnNetExtractor::extract takes it; 0 is the input, so the first is 1
+  std::string name;  ///< as an inference config names it
+  std::string type;  ///< in the engine's words
   std::vector<int> output_shape;     ///< of the layer's first output, batch first
   double milliseconds = 0.0;         ///< wall time of this layer alone; layers are never fused
   std::int64_t multiply_adds = 0;    ///< of convolutions and matrix products; 0 for other types
   std::int64_t parameter_bytes = 0;  ///< weights and biases, stored at `precision`
-  bool has_weights = false;
+  bool has_weights = false;          ///< whether there is anything to round
   WeightPrecision precision = WeightPrecision::kF32;  ///< in force
 };
 
@@ -36,7 +38,9 @@ struct LayerReport {
 class TN_CNN_API Statistician {
  public:
   virtual ~Statistician();
+  /// Told once a run. Does nothing unless overridden.
   virtual void on_network(const NetworkReport& report);
+  /// Told once for each layer that ran.
   virtual void on_layer(const LayerReport& report) = 0;
 };
 
@@ -44,7 +48,9 @@ class TN_CNN_API Statistician {
 /// each layer was measured at as comments. To be used by one thread at a time.
 class TN_CNN_API ConfigPrinter : public Statistician {
  public:
+  /// An empty text.
   ConfigPrinter();
+  /// Not copied: it stands for one run.
   ConfigPrinter(const ConfigPrinter&) = delete;
   ConfigPrinter& operator=(const ConfigPrinter&) = delete;
   ~ConfigPrinter() override;

@@ -1,3 +1,4 @@
+/// \file
 /// Logging of the pipeline: one line a call, to standard error or to a callback.
 #ifndef TN_CORE_H_
 #define TN_CORE_H_
@@ -23,7 +24,11 @@
 
 namespace Tarn {
 
-enum class LogLevel { kError, kVerbose };
+/// What a line is worth: letters "E" and "V" on standard error.
+enum class LogLevel {
+  kError,    ///< something went wrong; always delivered
+  kVerbose,  ///< a detail, dropped unless asked for
+};
 
 /// Receives one finished line: `message` has no line break added and is valid during the call only.
 /// Calls come one at a time, on the logging thread. A sink must not throw; what it logs itself is
