@@ -22,7 +22,7 @@ void semiPlanar(FuzzInput& input, bool u_first) {
 void planar(FuzzInput& input) {
   const int w = input.between(1, 70), h = input.between(1, 40), pairs = (h + 1) / 2, luma = w * h;
   const Block src =
-      input.bytes(tn_fuzz::count(std::max(2 * pairs * w, luma + luma / 4 + pairs * (w / 2)), 1));
+      input.bytes(tn_fuzz::count(std::max(2 * pairs * w - w % 2, luma + luma / 4 + pairs * (w / 2)), 1));
   Block got(tn_fuzz::count(6 * pairs, w)), expected = got;
   TarnCPU::TN_CV::yuv420f_to_rgb(src.data(), w, h, got.data());
   tn_reference::planarWalk(src.data(), src.data() + luma, src.data() + luma + luma / 4, w, h,

@@ -155,7 +155,7 @@ inline void yuv420f_to_rgb(ConstBytes src, int w, int h, Bytes dst) {
   rules::sides({{"w", w}, {"h", h}});
   const std::int64_t pairs = (std::int64_t{h} + 1) / 2, luma = std::int64_t{w} * h;
   const std::int64_t chroma_end = luma + luma / 4 + pairs * (w / 2);
-  const std::int64_t read = std::max(2 * pairs * w, chroma_end);
+  const std::int64_t read = std::max(2 * pairs * w - w % 2, chroma_end);
   rules::transfer(src, rules::product(read), {w, h, "I420 frame, its last row paired,"}, dst,
                   rules::product(6 * pairs, w), {w, h, "RGB picture, its last row paired,"});
   TarnCPU::TN_CV::yuv420f_to_rgb(src.data, w, h, dst.data);

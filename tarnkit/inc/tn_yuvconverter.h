@@ -116,10 +116,16 @@ class TN_KITS_API TarnYUVToolKit {
   /// along, even where it runs past a plane of either frame (for a frame of odd height, behind the
   /// chroma too). Chroma offsets are used as they are, so odd corners swap U and V or shift the chroma
   /// against the luma: give even ones.
+  ///
+  /// Over-reach: none beyond these rows. With (x, y) the first pixel of the part inside, P its pairs of
+  /// rows, (rows + 1) / 2, and L its columns rounded down to even, L bytes from column x on are read of
+  /// each of the 2 * P luma rows from y on and of each of the P chroma rows from y / 2 on, rows counted
+  /// on past the ends of planes; nothing else is read. Written alike is the output, from (x - x0, y - y0).
   static void Crop(const _TN_Image& in_, const _TN_Image& out_, const int& x0, const int& y0,
                    const int& x1, const int& y1);
-  /// The same for three planes (TN_PIX_FMT_YUVI420). Offsets into the U and V planes are those of the
-  /// interleaved form halved after the row arithmetic.
+  /// The same for three planes (TN_PIX_FMT_YUVI420), U at width * height and V a quarter of that further
+  /// on, L / 2 bytes of each. Offsets into the U and V planes are those of the interleaved form halved
+  /// after the row arithmetic.
   static void Crop_YUVI420(const _TN_Image& in_, const _TN_Image& out_, const int& x0, const int& y0,
                            const int& x1, const int& y1);
 

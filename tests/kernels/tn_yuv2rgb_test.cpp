@@ -91,7 +91,8 @@ TEST(PlanarToRgb, WritesRowPairs) {
   ForEachTarget([] {
     forEachSize([](int w, int h) {
       const int passes = (h + 1) / 2, v_at = w * h + w * h / 4;
-      const Guarded src = RandomBytes(bytes(std::max(2 * passes * w, v_at + passes * (w / 2))), 11);
+      const Guarded src =
+          RandomBytes(bytes(std::max(2 * passes * w - w % 2, v_at + passes * (w / 2))), 11);
       Guarded expected(bytes(6 * passes * w), kUnwritten), actual(expected.size(), kUnwritten);
       tn_reference::planarWalk(src.data(), src.data() + w * h, src.data() + v_at, w, h, expected.data());
       TN_CV::yuv420f_to_rgb(src.data(), w, h, actual.data());
