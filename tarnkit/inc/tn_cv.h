@@ -54,8 +54,8 @@ class TN_KITS_API TN_CV {
   ///   - Odd h: row h, below the image, is converted too, from the w bytes after the luma plane.
   ///
   /// src: with P = (h + 1) / 2, max(2 * P * w - w % 2, w * h + w * h / 4 + P * (w / 2)) bytes are
-  ///   read, for w = 1 none; for even sizes that is the frame's w * h * 3 / 2. dst: 6 * P * w bytes; that
-  ///   is the image for even h, 3 * w more for odd h.
+  ///   read, for w = 1 none; for even sizes that is the frame's w * h * 3 / 2. dst: 6 * P * w bytes;
+  ///   that is the image for even h, 3 * w more for odd h.
   static void yuv420f_to_rgb(const unsigned char* src, int w, int h, unsigned char* dst);
 
   /// \}

@@ -120,7 +120,8 @@ class TN_KITS_API TarnYUVToolKit {
   /// Over-reach: none beyond these rows. With (x, y) the first pixel of the part inside, P its pairs of
   /// rows, (rows + 1) / 2, and L its columns rounded down to even, L bytes from column x on are read of
   /// each of the 2 * P luma rows from y on and of each of the P chroma rows from y / 2 on, rows counted
-  /// on past the ends of planes; nothing else is read. Written alike is the output, from (x - x0, y - y0).
+  /// on past the ends of planes; nothing else is read. The output is written alike, from
+  /// (x - x0, y - y0) on.
   static void Crop(const _TN_Image& in_, const _TN_Image& out_, const int& x0, const int& y0,
                    const int& x1, const int& y1);
   /// The same for three planes (TN_PIX_FMT_YUVI420), U at width * height and V a quarter of that further
