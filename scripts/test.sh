@@ -25,6 +25,10 @@ ctest --preset asan -j "$jobs" --quiet --output-log build/asan/test.log ||
   { tail -n 60 build/asan/test.log; exit 1; }
 tail -n 4 build/asan/test.log
 
+step "threads under ThreadSanitizer"
+scripts/tsan.sh >build/tsan.log || { tail -n 60 build/tsan.log; exit 1; }
+tail -n 3 build/tsan.log
+
 step "tests"
 ctest --preset release -j "$jobs"
 if [ -n "${TN_FUZZ_SECONDS:-}" ]; then
