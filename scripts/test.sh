@@ -31,6 +31,9 @@ tail -n 3 build/tsan.log
 
 step "tests"
 ctest --preset release -j "$jobs"
+
+step "kernels under valgrind"
+scripts/valgrind.sh >build/valgrind.log || { tail -n 80 build/valgrind.log; exit 1; }
 if [ -n "${TN_FUZZ_SECONDS:-}" ]; then
   step "fuzz targets, $TN_FUZZ_SECONDS s each"
   scripts/setup.sh fuzz
