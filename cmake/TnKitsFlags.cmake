@@ -22,6 +22,15 @@ if(TN_KITS_SANITIZE)
   add_link_options(-fsanitize=address,undefined)
 endif()
 
+option(TN_KITS_SANITIZE_THREADS "Build everything with ThreadSanitizer" OFF)
+if(TN_KITS_SANITIZE_THREADS)
+  if(TN_KITS_SANITIZE OR TN_KITS_FUZZ)
+    message(FATAL_ERROR "ThreadSanitizer does not go together with AddressSanitizer")
+  endif()
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+endif()
+
 if(TN_KITS_FUZZ)
   add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all
     -fno-omit-frame-pointer)

@@ -10,7 +10,7 @@ build=(g++ cmake ninja-build pkg-config
   libcli11-dev libavformat-dev libavcodec-dev libavutil-dev libswscale-dev
   libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev libopencv-objdetect-dev
   libopencv-dnn-dev)
-test=(libgtest-dev make python3 binutils abigail-tools)
+test=(libgtest-dev make python3 binutils abigail-tools valgrind)
 lint=(clang-format-14 clang-tidy-14)
 fuzz=(clang-14 libclang-rt-14-dev)
 bench=(libbenchmark-dev libyuv-dev python3 python3-onnx)

@@ -26,8 +26,15 @@ ctest --preset asan -j "$jobs" --quiet --output-log build/asan/test.log ||
   { tail -n 60 build/asan/test.log; exit 1; }
 tail -n 4 build/asan/test.log
 
+step "threads under ThreadSanitizer"
+scripts/tsan.sh >build/tsan.log || { tail -n 60 build/tsan.log; exit 1; }
+tail -n 3 build/tsan.log
+
 step "tests"
 ctest --preset release -j "$jobs"
+
+step "kernels under valgrind"
+scripts/valgrind.sh >build/valgrind.log || { tail -n 80 build/valgrind.log; exit 1; }
 if [ -n "${TN_FUZZ_SECONDS:-}" ]; then
   step "fuzz targets, $TN_FUZZ_SECONDS s each"
   scripts/setup.sh fuzz

@@ -8,7 +8,11 @@
 /// width, y and h of the frame height. Boxes may reach beyond the frame; nothing is clipped.
 ///
 /// Threads: a tracker, and all copies that share tracks with it, are used by one thread at a time.
-/// Unrelated trackers may run on different threads. No routine starts a thread or takes a lock.
+/// Unrelated trackers may run on different threads: all that they share are the parameters and the
+/// clock. No routine starts a thread or takes a lock.
+///
+/// Errors: the one error of trackers is std::bad_alloc. Unless a call says otherwise, it has changed
+/// nothing then, and can be repeated.
 #ifndef TN_BOXTRACKER_H_
 #define TN_BOXTRACKER_H_
 
@@ -82,6 +86,7 @@ struct TarnBoundingBoxesTrackerParams {
 };
 
 /// A copy of the process-wide parameters: the defaults until setTrackerParams replaces them.
+/// Threads: may be called on any, but not while setTrackerParams runs.
 TN_KITS_API TarnBoundingBoxesTrackerParams getTrackerParams();
 
 /// Replaces the process-wide parameters. A filter reads its own when it is started, so live tracks keep
@@ -91,7 +96,9 @@ TN_KITS_API TarnBoundingBoxesTrackerParams getTrackerParams();
 /// cut-off is negative, maxConfidence is below 1, validThreshold is above maxConfidence, or
 /// lostThreshold is not below validThreshold; nothing is changed then. A negative beta is allowed, and
 /// so is a lostThreshold below minus maxConfidence (tracks then never die).
-/// Threads: to be called while no tracker runs in any thread.
+/// Threads: to be called while no tracker runs and nothing else reads the parameters in any thread; it
+/// takes no lock. What orders it before the trackers' next calls (starting their threads, a mutex) is
+/// the caller's part.
 TN_KITS_API void setTrackerParams(const TarnBoundingBoxesTrackerParams& params);
 
 /// A source of seconds for the One-Euro filters. Its origin does not matter; it should not run back.
@@ -260,7 +267,7 @@ class TN_KITS_API TarnBoundingBoxesTracker {
   /// other's. Overlaps that are not a number never match.
   ///
   /// Cost: one overlap for each pair of track and detection; memory grows with their sum.
-  /// Errors: std::bad_alloc; tracks updated before it stay updated.
+  /// Errors: std::bad_alloc; the frame has not happened then. Its boxes can be given again.
   std::vector<TarnBoundingBox2D> track(const std::vector<TarnBoundingBox2D>& detections);
 
  private:
@@ -283,7 +290,8 @@ static_assert(sizeof(TarnIdentifiedBox) == 32,
 /// Identities count 1, 2, 3 ... in order of birth, for each object of this class by itself, and are
 /// never used twice. Every track takes one at its birth, so they show gaps where a track was never
 /// reported again. A copy goes on counting from where its source stood, on its own, over tracks that
-/// both share.
+/// both share. An assignment that throws std::bad_alloc may leave the target with the source's tracks
+/// under new identities.
 template <class T>
 class TN_KITS_API TarnIdentifiedBoxesTracker {
  public:
@@ -292,7 +300,8 @@ class TN_KITS_API TarnIdentifiedBoxesTracker {
   /// Goes on with a copy of `tracker` (shallow, as all copies of it); the tracks that it holds are 1 to
   /// n, oldest first.
   explicit TarnIdentifiedBoxesTracker(const TarnBoundingBoxesTracker<T>& tracker);
-  /// Runs one frame: TarnBoundingBoxesTracker<T>::track with identities.
+  /// Runs one frame: TarnBoundingBoxesTracker<T>::track with identities. Errors: as there; no identity
+  /// is used up.
   std::vector<TarnIdentifiedBox> track(const std::vector<TarnBoundingBox2D>& detections);
 
  private:

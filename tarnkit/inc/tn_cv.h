@@ -175,9 +175,9 @@ class TN_KITS_API TN_CV {
   ///   - A frame of width or height 1 has no chroma: 128.
   ///
   /// Scratch memory: the resizers' own; and for the half turn of a YUV frame to other sizes than squares
-  /// of multiples of 4, width * height * 3 bytes. Errors: std::bad_alloc; the tensor's memory as
-  /// Mat::from_pixels says. What the I420 colour conversion throws is logged as an error of tag "Tarn",
-  /// "yuv420f_to_rgb error", and goes on to the caller.
+  /// of multiples of 4, width * height * 3 bytes. Errors: std::bad_alloc, with `out` as it was; the
+  /// tensor's memory as Mat::from_pixels says. What the I420 colour conversion throws is logged as an
+  /// error of tag "Tarn", "yuv420f_to_rgb error", and goes on to the caller.
   /// \{
 
   /// The whole frame, packed pixels and semi-planar ones resized with bilinear weights.

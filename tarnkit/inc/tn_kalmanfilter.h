@@ -45,12 +45,13 @@ class TN_KITS_API KalmanFilter {
 
   /// Sizes and resets every member to the value noted below. A used filter may be initialised again;
   /// when CP is not above 0, `control` is left as it was.
-  /// Errors: assertion "DP > 0 && MP > 0"; std::bad_alloc.
+  /// Errors: assertion "DP > 0 && MP > 0"; std::bad_alloc, with the filter as it was.
   void init(int DP, int MP, int CP);
 
   /// Time update: predictedState = F x and predictedErrorCov = (F P) F^T + Q, for x and P the corrected
   /// pair. The prediction becomes the corrected pair too, so that a second predict goes on from it.
-  /// `control` plays no part. Returns predictedState.
+  /// `control` plays no part. Returns predictedState. Errors: std::bad_alloc, with the corrected pair as
+  /// it was, so that the call can be repeated.
   const Eigen::MatrixXf& predict();
 
   /// Measurement update with an MP x 1 measurement z. With P = predictedErrorCov and H = measurement:
@@ -60,7 +61,7 @@ class TN_KITS_API KalmanFilter {
   ///   correctedState = predictedState + gain innovation
   ///   correctedErrorCov = P - gain scratchHP
   /// The inverse is formed, by LU decomposition with partial pivoting. The gain is right for symmetric
-  /// covariances; with others it is what the formulas say. Returns correctedState.
+  /// covariances; with others it is what the formulas say. Returns correctedState. Errors: as predict.
   const Eigen::MatrixXf& correct(Eigen::MatrixXf measurementVector);
 
   Eigen::MatrixXf predictedState;       ///< DP x 1, zero: state before the measurement

@@ -20,8 +20,12 @@ _ConvertMatrixFromYUV matrix() {
   return makeYuvToRgbMatrix(options);
 }
 
-_TN_Image image(int format, int width, int height, void* data) {
-  return {0, format, width, height, 0, data};
+// Of pixels that are only read.
+_TN_Image image(int format, int width, int height, const Bytes& bytes) {
+  return {0, format, width, height, 0, const_cast<std::uint8_t*>(bytes.data())};
+}
+_TN_Image image(int format, int width, int height, Bytes& bytes) {
+  return {0, format, width, height, 0, bytes.data()};
 }
 
 // Enlarged, shrunk, unchanged, and odd.
@@ -32,12 +36,11 @@ void resample(Digest& digest) {
   constexpr Case kCases[] = {{2, 2, 2, 2},      {16, 8, 16, 8},      {64, 48, 64, 48},
                              {64, 48, 160, 90}, {322, 180, 128, 96}, {35, 21, 50, 34}};
   for (const auto [w, h, out_w, out_h] : kCases) {
-    Bytes frame = fixedBytes(count(w * h) + count(2 * (w / 2)) * count(h / 2));
+    const Bytes& frame = fixedBytes(count(w * h) + count(2 * (w / 2)) * count(h / 2));
     Bytes tensor = untouched(12 * count(out_w * out_h));
     TarnYUVToolKit kit(w, h, w / 2, h / 2, out_w, out_h);
     kit.setCvtMat(matrix());
-    kit.convert(image(TN_PIX_FMT_NV12, w, h, frame.data()),
-                image(TN_PIX_FMT_CHW_F32, out_w, out_h, tensor.data()));
+    kit.convert(image(TN_PIX_FMT_NV12, w, h, frame), image(TN_PIX_FMT_CHW_F32, out_w, out_h, tensor));
     digest.add(tensor);
   }
 }
@@ -45,10 +48,10 @@ void resample(Digest& digest) {
 void convertSameSize(Digest& digest) {
   for (const int w : {2, 5, 16, 64, 130})
     for (const int h : {2, 3, 48}) {
-      Bytes frame = fixedBytes(count(w) * count(h + h / 2));
+      const Bytes& frame = fixedBytes(count(w) * count(h + h / 2));
       Bytes tensor = untouched(12 * count(w * h));
-      TarnYUVToolKit::Convert(image(TN_PIX_FMT_NV21, w, h, frame.data()),
-                              image(TN_PIX_FMT_CHW_F32, w, h, tensor.data()), matrix());
+      TarnYUVToolKit::Convert(image(TN_PIX_FMT_NV21, w, h, frame),
+                              image(TN_PIX_FMT_CHW_F32, w, h, tensor), matrix());
       digest.add(tensor);
     }
 }
@@ -62,8 +65,9 @@ void cropFrames(Digest& digest, decltype(&TarnYUVToolKit::Crop) crop, int format
   constexpr int kWidth = 64, kHeight = 32;
   for (const auto [x0, y0, x1, y1] : kCorners) {
     const int w = x1 - x0 + 1, h = y1 - y0 + 1;
-    Bytes frame = fixedBytes(kWidth * kHeight * 3 / 2), cut = untouched(count(w * h * 3 / 2));
-    crop(image(format, kWidth, kHeight, frame.data()), image(format, w, h, cut.data()), x0, y0, x1, y1);
+    const Bytes& frame = fixedBytes(kWidth * kHeight * 3 / 2);
+    Bytes cut = untouched(count(w * h * 3 / 2));
+    crop(image(format, kWidth, kHeight, frame), image(format, w, h, cut), x0, y0, x1, y1);
     digest.add(cut);
   }
 }

@@ -22,6 +22,7 @@ namespace {
 // The hashes of all rows by name; a set that gives another hash adds one under "name on SET".
 std::map<std::string, std::string> computeHashes() {
   std::map<std::string, std::string> hashes;
+  const TrackingOfRows tracking;
   std::vector<HashRow> rows;
   for (const auto& part : {pixelRows(), frameRows(), platformRows(), trackingRows()})
     rows.insert(rows.end(), part.begin(), part.end());

@@ -21,7 +21,7 @@ using ImageKernel = void (*)(const unsigned char*, int, int, unsigned char*);
 // Buffers that are long enough for what the walks read and write past the image.
 void yuvToRgb(Digest& digest, ImageKernel kernel) {
   for (const auto [w, h] : kSizes) {
-    const Bytes src = fixedBytes(count(w) * count(2 * h + 1) + 8);
+    const Bytes& src = fixedBytes(count(w) * count(2 * h + 1) + 8);
     Bytes dst = untouched(3 * count(w) * count(h + 2));
     kernel(src.data(), w, h, dst.data());
     digest.add(dst);
@@ -30,7 +30,7 @@ void yuvToRgb(Digest& digest, ImageKernel kernel) {
 
 void turn(Digest& digest, ImageKernel kernel, int channels) {
   for (const auto [w, h] : kSizes) {
-    const Bytes src = fixedBytes(count(w * h * channels));
+    const Bytes& src = fixedBytes(count(w * h * channels));
     Bytes dst = untouched(src.size());
     kernel(src.data(), w, h, dst.data());
     digest.add(dst);
@@ -40,7 +40,7 @@ void turn(Digest& digest, ImageKernel kernel, int channels) {
 void mirror(Digest& digest, void (*kernel)(const unsigned char*, int, int, unsigned char*, int)) {
   for (const auto [w, h] : kSizes)
     for (const int channels : {1, 2, 3, 4}) {
-      const Bytes src = fixedBytes(count(w * h * channels));
+      const Bytes& src = fixedBytes(count(w * h * channels));
       Bytes dst = untouched(src.size());
       kernel(src.data(), w, h, dst.data(), channels);
       digest.add(dst);
@@ -51,7 +51,7 @@ void cutPlanes(Digest& digest) {
   for (const auto [w, h] : kSizes) {
     const int cut_w = (w + 1) / 2, cut_h = (h + 1) / 2;
     std::vector<float> src(count(3 * w * h)), dst(count(3 * cut_w * cut_h));
-    const Bytes bits = fixedBytes(src.size() * sizeof(float));
+    const Bytes& bits = fixedBytes(src.size() * sizeof(float));
     std::memcpy(src.data(), bits.data(), bits.size());
     TN_CV::cut_sub_img_inchw_outchw(src.data(), w, h, dst.data(), cut_w, cut_h, w - cut_w, h - cut_h, 3);
     digest.add(dst.data(), dst.size() * sizeof(float));
@@ -62,7 +62,7 @@ void cutPixels(Digest& digest) {
   for (const auto [w, h] : kSizes)
     for (const int channels : {1, 3, 4}) {
       const int cut_w = (w + 1) / 2, cut_h = (h + 1) / 2;
-      const Bytes src = fixedBytes(count(w * h * channels));
+      const Bytes& src = fixedBytes(count(w * h * channels));
       Bytes dst = untouched(count(cut_w * cut_h * channels));
       TN_CV::cut_sub_img_inhwc_outhwc(src.data(), w, h, dst.data(), cut_w, cut_h, w - cut_w, h - cut_h,
                                       channels);
@@ -73,7 +73,7 @@ void cutPixels(Digest& digest) {
 void resizePairs(Digest& digest) {
   for (const auto [sw, sh] : kSizes)
     for (const auto [dw, dh] : kSizes) {
-      const Bytes src = fixedBytes(2 * count(sw * sh));
+      const Bytes& src = fixedBytes(2 * count(sw * sh));
       Bytes dst = untouched(2 * count(dw * dh));
       TN_CV::resize_bilinear_c2(src.data(), sw, sh, dst.data(), dw, dh);
       digest.add(dst);
@@ -93,8 +93,9 @@ void recolour(Digest& digest, void (*kernel)(const unsigned char*, unsigned char
   }
 }
 
-_TN_Image image(int format, std::uint32_t orient, Size size, Bytes& bytes) {
-  return {orient, format, size.w, size.h, 0, bytes.data()};
+// Of pixels that are only read.
+_TN_Image image(int format, std::uint32_t orient, Size size, const Bytes& bytes) {
+  return {orient, format, size.w, size.h, 0, const_cast<std::uint8_t*>(bytes.data())};
 }
 
 constexpr int kFormats[] = {TN_PIX_FMT_YUVI420, TN_PIX_FMT_BGRA, TN_PIX_FMT_RGBA, TN_PIX_FMT_NV12,
@@ -116,7 +117,7 @@ void networkInput(Digest& digest,
     for (const std::uint32_t orient : kOrients)
       for (const Size frame : kFrames)
         for (const Size size : kTensors) {
-          Bytes pixels = fixedBytes(4 * count(frame.w * frame.h));
+          const Bytes& pixels = fixedBytes(4 * count(frame.w * frame.h));
           Bytes a = untouched(4 * count(size.w * size.h)), b = a;
           const _TN_Image input = image(format, orient, frame, pixels);
           prepare(&input, out, static_cast<int>(orient % 3), size, a, b);
@@ -138,7 +139,7 @@ void partOfFrame(const _TN_Image* frame, Mat& out, int to_bgr, Size size, Bytes&
 }
 
 void cropBoxes(Digest& digest) {
-  Bytes none(1);
+  const Bytes none(1);
   for (std::uint32_t orient = 0; orient < 128; ++orient) {
     const _TN_Image frame = image(TN_PIX_FMT_NV12, orient, {640, 360}, none);
     int corners[] = {10, 20, 109, 219}, width = 100, height = 200;
@@ -150,7 +151,7 @@ void cropBoxes(Digest& digest) {
 // Floats from 0 to 255 in quarters.
 Mat fixedTensor(int w, int h, int c) {
   Mat tensor(w, h, c);
-  const Bytes bytes = fixedBytes(tensor.total());
+  const Bytes& bytes = fixedBytes(tensor.total());
   for (std::size_t i = 0; i < bytes.size(); ++i)
     static_cast<float*>(tensor.data)[i] =
         static_cast<float>(bytes[i]) + 0.25f * static_cast<float>(i % 4);

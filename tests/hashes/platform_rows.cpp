@@ -15,7 +15,7 @@ constexpr Size kSizes[] = {{1, 1}, {3, 2}, {16, 9}, {67, 40}, {160, 90}};
 void resize(Digest& digest, decltype(&resize_bilinear_c1) kernel, int channels) {
   for (const auto [sw, sh] : kSizes)
     for (const auto [dw, dh] : kSizes) {
-      const Bytes src = fixedBytes(count(sw * sh * channels));
+      const Bytes& src = fixedBytes(count(sw * sh * channels));
       Bytes dst = untouched(count(dw * dh * channels));
       kernel(src.data(), sw, sh, dst.data(), dw, dh);
       digest.add(dst);
@@ -25,7 +25,7 @@ void resize(Digest& digest, decltype(&resize_bilinear_c1) kernel, int channels) 
 void cropResize(Digest& digest, decltype(&crop_resize_nearest_c1) kernel, int channels) {
   for (const auto [sw, sh] : kSizes)
     for (const auto [dw, dh] : kSizes) {
-      const Bytes src = fixedBytes(count(sw * sh * channels));
+      const Bytes& src = fixedBytes(count(sw * sh * channels));
       for (const int margin : {-1, 0, 5}) {  // below 0: inside the source
         Bytes dst = untouched(count(dw * dh * channels));
         kernel(src.data(), sw, sh, dst.data(), dw, dh, -margin, -margin, sw - 1 + margin,
@@ -40,7 +40,7 @@ void tensorsFromPixels(Digest& digest) {
   for (const auto [w, h] : kSizes)
     for (const int given : kGiven)
       for (const int wanted : {0, 1, 2}) {
-        const Bytes pixels = fixedBytes(count(w * h * (given == 8 ? 4 : 3)));
+        const Bytes& pixels = fixedBytes(count(w * h * (given == 8 ? 4 : 3)));
         const Mat tensor = Mat::from_pixels(pixels.data(), given | wanted << 16, w, h);
         digest.add(tensor.data, tensor.total() * sizeof(float));
       }

@@ -10,7 +10,13 @@ using namespace Tarn;
 
 constexpr int kWidth = 640, kHeight = 480;
 
-double seconds = 0.0;
+// Each thread's own time.
+thread_local double seconds, tick;
+
+void startClock(double seconds_a_reading) {
+  seconds = 0.0;
+  tick = seconds_a_reading;
+}
 
 // From 0 to 1, of 24 random bits, exact in a float.
 float fraction(std::mt19937& random) { return static_cast<float>(random() >> 8) / 16777216.0f; }
@@ -46,8 +52,7 @@ std::vector<std::vector<TarnBoundingBox2D>> scene() {
 
 template <class Filter>
 void oneBox(Digest& digest) {
-  seconds = 0.0;
-  setTrackerClock([] { return seconds += 0.04; });
+  startClock(0.04);
   Filter filter(kWidth, kHeight);
   std::mt19937 random(3);
   filter.init(0.25f, 0.25f, 0.125f, 0.5f);
@@ -64,27 +69,17 @@ void oneBox(Digest& digest) {
       filter.track(&box.x, &box.y, &box.w, &box.h);
     add(digest, box);
   }
-  setTrackerClock(nullptr);
 }
 
-// With tracks that outlive frames in which nothing was found for them.
 template <class Filter>
 void manyBoxes(Digest& digest) {
-  const TarnBoundingBoxesTrackerParams before = getTrackerParams();
-  TarnBoundingBoxesTrackerParams params = before;
-  params.maxConfidence = 4;
-  params.lostThreshold = -3;
-  setTrackerParams(params);
-  seconds = 0.0;
-  setTrackerClock([] { return seconds += 0.003; });
+  startClock(0.003);
   TarnIdentifiedBoxesTracker<Filter> tracker(kWidth, kHeight);
   for (const auto& detections : scene())
     for (const TarnIdentifiedBox& box : tracker.track(detections)) {
       add(digest, box);
       digest.add(box.id);
     }
-  setTrackerClock(nullptr);
-  setTrackerParams(before);
 }
 
 // Of the sizes that the library's own tracker has, and of others.
@@ -111,6 +106,20 @@ void kalmanFilter(Digest& digest) {
 }
 
 }  // namespace
+
+TrackingOfRows::TrackingOfRows() : before_(getTrackerParams()) {
+  TarnBoundingBoxesTrackerParams params = before_;
+  // Tracks outlive frames in which nothing was found for them.
+  params.maxConfidence = 4;
+  params.lostThreshold = -3;
+  setTrackerParams(params);
+  setTrackerClock([] { return seconds += tick; });
+}
+
+TrackingOfRows::~TrackingOfRows() {
+  setTrackerClock(nullptr);
+  setTrackerParams(before_);
+}
 
 std::vector<HashRow> trackingRows() {
   return {

@@ -1,14 +1,11 @@
-// Grey and planar conversion of packed colour through the shared library, and all colour kernels at once
-// on several threads. Buffers end at an unreadable page.
+// Grey and planar conversion of packed colour through the shared library. Buffers end at an unreadable
+// page.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
-#include <functional>
 #include <random>
-#include <thread>
 #include <vector>
 
 #include "tests/reference/colour_reference.h"
@@ -155,36 +152,6 @@ TEST(PackedColour, EmptyCountsTouchNothing) {
       f.gray(nullptr, nullptr, n);
       f.planar(nullptr, nullptr, n);
     }
-}
-
-// The same input, a destination each.
-TEST(ColourKernels, FourThreadsAtOnce) {
-  constexpr int w = 638, h = 40, n = w * h;
-  const Guarded src = RandomBytes(4 * n);
-  std::vector<std::function<void(std::uint8_t*)>> jobs = {
-      [&](std::uint8_t* dst) { TN_CV::nv12_to_rgb_fast_asm(src.data(), w, h, dst); },
-      [&](std::uint8_t* dst) { TN_CV::yuv420sp_to_rgb_fast_asm(src.data(), w, h, dst); },
-      [&](std::uint8_t* dst) { TN_CV::yuv420f_to_rgb(src.data(), w, h, dst); },
-  };
-  for (const Format& f : kFormats) {
-    jobs.emplace_back([&](std::uint8_t* dst) { f.gray(src.data(), dst, n); });
-    jobs.emplace_back([&](std::uint8_t* dst) { f.planar(src.data(), dst, n); });
-  }
-  for (std::size_t j = 0; j < jobs.size(); ++j) {
-    SCOPED_TRACE(testing::Message() << "kernel " << j);
-    constexpr std::size_t size = 3 * w * (h + 1);
-    Guarded alone(size);
-    jobs[j](alone.data());
-    std::vector<Guarded> together;
-    for (int t = 0; t < 4; ++t) together.emplace_back(size);
-    std::vector<std::thread> threads;
-    for (Guarded& dst : together)
-      threads.emplace_back([&jobs, j, &dst] {
-        for (int round = 0; round < 20; ++round) jobs[j](dst.data());
-      });
-    for (std::thread& thread : threads) thread.join();
-    for (const Guarded& dst : together) EXPECT_EQ(std::memcmp(alone.data(), dst.data(), size), 0);
-  }
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <cstring>
 #include <limits>
-#include <thread>
 #include <vector>
 
 #include "tests/reference/geometry_reference.h"
@@ -243,30 +242,6 @@ TEST(Geometry, EmptySizesTouchNothing) {
       TN_CV::resize_bilinear_c2(nullptr, 8, 8, nullptr, 8, none);
     }
   });
-}
-
-TEST(Geometry, FourThreadsAtOnce) {
-  const int w = 124, h = 88;
-  const Guarded src = RandomBytes(bytes(w, h, 4), 11);
-  const auto run = [&](Bytes& out) {
-    Guarded dst(src.size());
-    const auto keep = [&](std::size_t n) { out.insert(out.end(), dst.data(), dst.data() + n); };
-    for (const Turn& t : kTurns) t.turn(src.data(), w, h, dst.data()), keep(bytes(w, h, t.c));
-    for (int c : {1, 3, 4}) {
-      TN_CV::flip_horizontal(src.data(), w, h, dst.data(), c), keep(bytes(w, h, c));
-      TN_CV::flip_vertical(src.data(), w, h, dst.data(), c), keep(bytes(w, h, c));
-    }
-    TN_CV::resize_bilinear_c2(src.data(), w, h, dst.data(), 150, 80), keep(bytes(150, 80, 2));
-  };
-  Bytes alone, together[4];
-  run(alone);
-  std::vector<std::thread> threads;
-  for (Bytes& out : together)
-    threads.emplace_back([&] {
-      for (int i = 0; i < 20; ++i) out.clear(), run(out);
-    });
-  for (std::thread& thread : threads) thread.join();
-  for (const Bytes& out : together) EXPECT_EQ(out, alone);
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <limits>
 #include <random>
-#include <thread>
 #include <vector>
 
 #include "tests/reference/resize_reference.h"
@@ -236,28 +235,6 @@ TEST(Resizers, EmptySizesTouchNothing) {
       }
     }
   });
-}
-
-TEST(Resizers, FourThreadsAtOnce) {
-  const Bytes src = randomBytes(bytes(120, 90, 4), 43);
-  const auto run = [&] {
-    Bytes all;
-    for (const Resizer& r : kResizers) {
-      Bytes dst(bytes(150, 60, r.c));
-      r.resize(src.data(), 120, 90, dst.data(), 150, 60);
-      all.insert(all.end(), dst.begin(), dst.end());
-    }
-    return all;
-  };
-  const Bytes alone = run();
-  Bytes together[4];
-  std::vector<std::thread> threads;
-  for (Bytes& out : together)
-    threads.emplace_back([&] {
-      for (int i = 0; i < 20; ++i) out = run();
-    });
-  for (std::thread& thread : threads) thread.join();
-  for (const Bytes& out : together) EXPECT_EQ(out, alone);
 }
 
 }  // namespace

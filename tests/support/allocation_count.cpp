@@ -2,17 +2,36 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <limits>
 #include <new>
 
 namespace {
 
+constexpr std::size_t kNever = std::numeric_limits<std::size_t>::max();
+
 std::atomic<std::size_t> count{0};
+// The counts that cannot be had.
+std::atomic<std::size_t> first_failing{kNever}, last_failing{kNever};
+
+// Counts a block; false if it cannot be had.
+bool countBlock() {
+  const std::size_t number = count.fetch_add(1, std::memory_order_relaxed) + 1;
+  return number < first_failing.load(std::memory_order_relaxed) ||
+         number > last_failing.load(std::memory_order_relaxed);
+}
 
 void* allocate(std::size_t bytes) {
 #if !defined(TN_COUNT_MALLOC)
-  count.fetch_add(1, std::memory_order_relaxed);
+  if (!countBlock()) throw std::bad_alloc();
 #endif
   void* const block = std::malloc(bytes != 0 ? bytes : 1);
+  if (block == nullptr) throw std::bad_alloc();
+  return block;
+}
+
+void* allocateAligned(std::size_t bytes, std::size_t alignment) {
+  if (!countBlock()) throw std::bad_alloc();
+  void* const block = std::aligned_alloc(alignment, (bytes + alignment - 1) / alignment * alignment);
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
@@ -23,18 +42,27 @@ void* allocate(std::size_t bytes) {
 extern "C" {
 void* __real_malloc(std::size_t bytes);
 void* __wrap_malloc(std::size_t bytes);
-void* __wrap_malloc(std::size_t bytes) {
-  count.fetch_add(1, std::memory_order_relaxed);
-  return __real_malloc(bytes);
-}
+void* __wrap_malloc(std::size_t bytes) { return countBlock() ? __real_malloc(bytes) : nullptr; }
 }
 #endif
 
 void* operator new(std::size_t bytes) { return allocate(bytes); }
 void* operator new[](std::size_t bytes) { return allocate(bytes); }
+void* operator new(std::size_t bytes, std::align_val_t alignment) {
+  return allocateAligned(bytes, static_cast<std::size_t>(alignment));
+}
 void operator delete(void* block) noexcept { std::free(block); }
 void operator delete[](void* block) noexcept { std::free(block); }
 void operator delete(void* block, std::size_t) noexcept { std::free(block); }
 void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
+void operator delete(void* block, std::align_val_t) noexcept { std::free(block); }
 
 std::size_t tn_test::allocationCount() { return count.load(std::memory_order_relaxed); }
+
+tn_test::FailingAllocation::FailingAllocation(std::size_t nth, bool and_later) {
+  const std::size_t number = allocationCount() + nth;
+  first_failing = number;
+  last_failing = and_later ? kNever : number;
+}
+
+tn_test::FailingAllocation::~FailingAllocation() { first_failing = last_failing = kNever; }

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "tests/support/allocation_count.h"
 #include "tests/tracking/tracking_test_support.h"
 #include "tn_boxtracker.h"
@@ -9,10 +11,13 @@ namespace {
 using namespace Tarn;
 using tn_test::allocationCount;
 
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+
 template <class T>
 class Allocation : public testing::Test {};
 TYPED_TEST_SUITE(Allocation, tn_test::Filters, tn_test::FilterNames);
 
+// Nor once a value is not a number.
 TYPED_TEST(Allocation, NoneInTheStepsOfATrack) {
   const std::size_t before_birth = allocationCount();
   TarnTrackedBoundingBox2D<TypeParam> record({0.1f, 0.1f, 0.2f, 0.2f, 0.5f, 0}, 640, 480);
@@ -22,7 +27,8 @@ TYPED_TEST(Allocation, NoneInTheStepsOfATrack) {
     if (frame % 3 == 0)
       record.miss();
     else
-      record.update({0.1f + 0.001f * static_cast<float>(frame), 0.1f, 0.2f, 0.2f, 0.5f, 0});
+      record.update(
+          {0.1f + 0.001f * static_cast<float>(frame), 0.1f, 0.2f, frame < 50 ? 0.2f : kNan, 0.5f, 0});
   }
   EXPECT_EQ(allocationCount(), before);
 }

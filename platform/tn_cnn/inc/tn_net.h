@@ -2,9 +2,10 @@
 /// Networks: loaded from a file, built with an inference config, run once an extractor.
 ///
 /// The engine underneath is chosen when the library is built (TN_CNN_ENGINE); without one, LoadFile
-/// fails. No exception leaves these classes but std::bad_alloc from copying arguments. Whatever goes
-/// wrong gives one error line in the log, tag "Tarn". While the engine works, its own messages on
-/// standard error are switched off for the whole process.
+/// fails. Whatever goes wrong gives one error line in the log, tag "Tarn", and the call can be repeated;
+/// that goes for lack of memory too, except that create_extractor and get_input_shape throw
+/// std::bad_alloc, and that a tensor's memory is as Mat says. No other exception leaves these classes.
+/// While the engine works, its own messages on standard error are switched off for the whole process.
 #ifndef TN_NET_H_
 #define TN_NET_H_
 

@@ -38,8 +38,14 @@ std::string onOneLine(const std::string& text) {
   return line;
 }
 
-void logFault(const std::string& where, const char* fault) {
-  Tarn::_LogError("Tarn", "%s: %s", where.c_str(), onOneLine(fault).c_str());
+// where: gives what the line begins with.
+template <class Where>
+void logFault(const Where& where, const char* fault) {
+  try {
+    Tarn::_LogError("Tarn", "%s: %s", where().c_str(), onOneLine(fault).c_str());
+  } catch (const std::bad_alloc&) {
+    Tarn::_LogError("Tarn", "network: %s", fault);
+  }
 }
 
 // A copy in planes.
@@ -59,8 +65,8 @@ Mat planesOf(const Mat& blob) {
 }
 
 // Runs `body`; a fault becomes one log line and false.
-template <class Body>
-bool succeeds(const std::string& where, const Body& body) {
+template <class Where, class Body>
+bool succeeds(const Where& where, const Body& body) {
   try {
     body();
     return true;
@@ -147,7 +153,8 @@ KRNetLoader::~KRNetLoader() = default;
 
 bool KRNetLoader::LoadFile(const char* path, bool flag) {
   model_.reset();
-  return succeeds(path == nullptr ? "LoadFile" : shownPath(path), [&] {
+  const auto where = [&] { return path == nullptr ? "LoadFile" : shownPath(path); };
+  return succeeds(where, [&] {
     if (path == nullptr) throw std::runtime_error("no path was given");
     auto model = std::make_unique<Model>();
     model->path = shownPath(path);
@@ -158,14 +165,15 @@ bool KRNetLoader::LoadFile(const char* path, bool flag) {
 
 bool KRNetLoader::LoadMemory(const void* bytes, std::size_t size, bool flag) {
   model_.reset();
-  return succeeds(kMemoryModel, [&] {
-    if (size > kMostModelBytes) throw std::runtime_error("is too large");
-    auto model = std::make_unique<Model>();
-    model->path = kMemoryModel;
-    const unsigned char* const first = static_cast<const unsigned char*>(bytes);
-    if (first != nullptr) model->bytes.assign(first, first + size);
-    load(std::move(model), flag);
-  });
+  return succeeds([] { return std::string(kMemoryModel); },
+                  [&] {
+                    if (size > kMostModelBytes) throw std::runtime_error("is too large");
+                    auto model = std::make_unique<Model>();
+                    model->path = kMemoryModel;
+                    const unsigned char* const first = static_cast<const unsigned char*>(bytes);
+                    if (first != nullptr) model->bytes.assign(first, first + size);
+                    load(std::move(model), flag);
+                  });
 }
 
 void KRNetLoader::load(std::unique_ptr<Model> model, bool check_only) {
@@ -182,7 +190,8 @@ TarnNet::~TarnNet() = default;
 void TarnNet::load_tarn_net_with_inference_config(const KRNetLoader& loader,
                                                   const LayerInferenceConfig* config) {
   built_.reset();
-  succeeds(loader.model_ ? loader.model_->path : "network", [&] {
+  const auto where = [&] { return loader.model_ ? loader.model_->path : "network"; };
+  succeeds(where, [&] {
     if (!loader.model_) throw std::runtime_error("no model file was loaded");
     const LayerInferenceConfig defaults;
     const LayerInferenceConfig& settings = config == nullptr ? defaults : *config;
@@ -227,13 +236,15 @@ void TarnNetExtractor::set_num_threads(int threads) {
 void TarnNetExtractor::set_light_mode(bool light) { state_->request.keep_all = !light; }
 
 int TarnNetExtractor::input(int index, const Mat& blob) {
-  return succeeds(state_->where("input", index), [&] { state_->feed(index, blob); }) ? kOk : kFailed;
+  const auto where = [&] { return state_->where("input", index); };
+  return succeeds(where, [&] { state_->feed(index, blob); }) ? kOk : kFailed;
 }
 
 int TarnNetExtractor::get_last_layer_index() const { return state_->lastLayer(); }
 
 int TarnNetExtractor::extract(int index, Mat& out, Statistician* stats) {
-  const bool done = succeeds(state_->where("extract", index), [&] {
+  const auto where = [&] { return state_->where("extract", index); };
+  const bool done = succeeds(where, [&] {
     out = state_->blob(index, stats != nullptr);
     // No run made the input.
     if (stats != nullptr && index != 0) state_->tell(index, *stats);

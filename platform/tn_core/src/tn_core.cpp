@@ -26,7 +26,9 @@ struct Logger {
 };
 
 Logger& logger() {
-  static Logger* const the_logger = new Logger;
+  // Off the heap: that it is exhausted can be the first thing that there is to tell.
+  alignas(Logger) static unsigned char place[sizeof(Logger)];
+  static Logger* const the_logger = new (place) Logger;
   return *the_logger;
 }
 
@@ -34,17 +36,17 @@ Logger& logger() {
 thread_local bool in_sink = false;
 
 std::string formatMessage(const char* format, std::va_list arguments) {
-  std::va_list again;
-  va_copy(again, arguments);
-  const int length = std::vsnprintf(nullptr, 0, format, arguments);
+  std::va_list measured;
+  va_copy(measured, arguments);
+  const int length = std::vsnprintf(nullptr, 0, format, measured);
+  va_end(measured);
   std::string message;
   if (length < 0) {
     message = format;
   } else {
     message.resize(static_cast<std::size_t>(length));
-    std::vsnprintf(message.data(), message.size() + 1, format, again);
+    std::vsnprintf(message.data(), message.size() + 1, format, arguments);
   }
-  va_end(again);
   if (!message.empty() && message.back() == '\n') message.pop_back();
   return message;
 }

@@ -15,7 +15,13 @@ TarnBoundingBoxesTracker<T>::TarnBoundingBoxesTracker(const TarnBoundingBoxesTra
 
 template <class T>
 TarnBoundingBoxesTracker<T>& TarnBoundingBoxesTracker<T>::operator=(
-    const TarnBoundingBoxesTracker& other) = default;
+    const TarnBoundingBoxesTracker& other) {
+  // First what can fail.
+  tracks = other.tracks;
+  width = other.width;
+  height = other.height;
+  return *this;
+}
 
 template <class T>
 TarnBoundingBoxesTracker<T>::~TarnBoundingBoxesTracker() = default;
@@ -27,6 +33,18 @@ std::vector<TarnBoundingBox2D> TarnBoundingBoxesTracker<T>::track(
   Matching matching(track_count, detections.size());
   for (std::size_t i = 0; i < track_count; ++i) matching.setTrack(i, *tracks[i]);
   matching.match(detections, trackerParams->iouThreshold);
+
+  // What takes memory comes before what changes a track: a frame happens wholly or not at all.
+  std::vector<TarnBoundingBox2D> confirmed;
+  try {
+    for (std::size_t j = 0; j < detections.size(); ++j)
+      if (!matching.isTaken(j))
+        tracks.push_back(std::make_shared<TarnTrackedBoundingBox2D<T>>(detections[j], width, height));
+    confirmed.reserve(tracks.size());
+  } catch (...) {
+    tracks.resize(track_count);
+    throw;
+  }
 
   // A clock waits for all work before it. Read in front of the filters that it times, not between them,
   // it lets the processor run several filters, each a chain of divisions, side by side.
@@ -43,15 +61,10 @@ std::vector<TarnBoundingBox2D> TarnBoundingBoxesTracker<T>::track(
         tracks[first + i]->missAt(seconds[i]);
     }
   }
-  for (std::size_t j = 0; j < detections.size(); ++j)
-    if (!matching.isTaken(j))
-      tracks.push_back(std::make_shared<TarnTrackedBoundingBox2D<T>>(detections[j], width, height));
 
   const auto lost = [](const auto& record) { return !record->isAlive(); };
   tracks.erase(std::remove_if(tracks.begin(), tracks.end(), lost), tracks.end());
 
-  std::vector<TarnBoundingBox2D> confirmed;
-  confirmed.reserve(tracks.size());
   for (const auto& record : tracks)
     if (record->isValid()) confirmed.push_back(*record);
   return confirmed;

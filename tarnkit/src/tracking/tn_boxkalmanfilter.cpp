@@ -64,9 +64,8 @@ BoxKalmanFilter::BoxKalmanFilter(const float* corners, float fps, float process_
 const float* BoxKalmanFilter::step(const float* measured) {
   if (stepByCoordinate(measured)) return correctedState.data();
   predict();
-  MatrixXf corners = predictedState.topRows(kCorners);
-  if (measured != nullptr) corners = Eigen::Map<const Eigen::Vector4f>(measured);
-  return correct(corners).data();
+  correctBySize(*this, measured != nullptr ? measured : predictedState.data());
+  return correctedState.data();
 }
 
 // Returns false, and changes nothing, when a value is not finite.

@@ -6,6 +6,10 @@
 
 namespace Tarn {
 
+// KalmanFilter::correct for filters of 12 states and 4 measured values, and of these sizes in every
+// member that it uses; without a copy of the measurement, and so without the heap.
+void correctBySize(KalmanFilter& filter, const float* measured);
+
 // State: the corners x1, y1, x2, y2, then their velocities, then their accelerations. Measured are the
 // corners.
 //
@@ -29,7 +33,7 @@ class BoxKalmanFilter : public KalmanFilter {
   BoxKalmanFilter(const float* corners, float fps, float process_noise, float measurement_noise);
 
   // One frame: predict, then correct with the measured corners or, for null, with the predicted ones.
-  // Returns the corrected state. Allocates nothing while all values are finite.
+  // Returns the corrected state. Allocates nothing.
   const float* step(const float* measured);
 
  private:

@@ -17,11 +17,14 @@ TarnIdentifiedBoxesTracker<T>::TarnIdentifiedBoxesTracker(const TarnBoundingBoxe
 template <class T>
 std::vector<TarnIdentifiedBox> TarnIdentifiedBoxesTracker<T>::track(
     const std::vector<TarnBoundingBox2D>& detections) {
+  // Room for every track that there may be, before the frame: after it nothing may fail.
+  const std::size_t most = tracker_.tracks.size() + detections.size();
+  std::vector<TarnIdentifiedBox> identified;
+  identified.reserve(most);
+  identities_.reserve(most);
   const std::vector<TarnBoundingBox2D> boxes = tracker_.track(detections);
   identify();
 
-  std::vector<TarnIdentifiedBox> identified;
-  identified.reserve(boxes.size());
   auto box = boxes.begin();
   for (const Identity& identity : identities_)
     if (identity.record->isValid()) identified.push_back({*box++, identity.id});

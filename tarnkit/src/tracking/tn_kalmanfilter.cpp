@@ -1,6 +1,9 @@
 #include "tn_kalmanfilter.h"
 
+#include <utility>
+
 #include "common/tn_check.h"
+#include "tarnkit/src/tracking/tn_boxkalmanfilter.h"
 
 namespace Tarn {
 
@@ -60,9 +63,7 @@ void setToMinusProduct(Result result, const C& c, const A& a, const B& b) {
 
 }  // namespace
 
-KalmanFilter::KalmanFilter(int DP, int MP, int CP) { init(DP, MP, CP); }
-
-void KalmanFilter::init(int DP, int MP, int CP) {
+KalmanFilter::KalmanFilter(int DP, int MP, int CP) {
   TN_CHECK(DP > 0 && MP > 0);
   predictedState = MatrixXf::Zero(DP, 1);
   correctedState = MatrixXf::Zero(DP, 1);
@@ -79,6 +80,13 @@ void KalmanFilter::init(int DP, int MP, int CP) {
   innovationCov = MatrixXf::Zero(MP, MP);
   gainTransposed = MatrixXf::Zero(MP, DP);
   innovation = MatrixXf::Zero(MP, 1);
+}
+
+void KalmanFilter::init(int DP, int MP, int CP) {
+  // Not member by member: a matrix whose new size cannot be had is left with memory that it gave back.
+  KalmanFilter fresh(DP, MP, CP);
+  if (CP <= 0) fresh.control = std::move(control);
+  *this = std::move(fresh);
 }
 
 const MatrixXf& KalmanFilter::predict() {
@@ -104,6 +112,28 @@ const MatrixXf& KalmanFilter::predict() {
   return predictedState;
 }
 
+void correctBySize(KalmanFilter& filter, const float* measured) {
+  constexpr int N = kStates;
+  constexpr int M = kMeasured;
+  const auto H = constFixed<M, N>(filter.measurement);
+  const auto P = constFixed<N, N>(filter.predictedErrorCov);
+  const auto x = constFixed<N, 1>(filter.predictedState);
+  const auto HP = constFixed<M, N>(filter.scratchHP);
+  const auto K = constFixed<N, M>(filter.gain);
+  setToProduct(fixed<M, N>(filter.scratchHP), H, P);
+  setToProductPlus(fixed<M, M>(filter.innovationCov), HP, H.transpose(),
+                   constFixed<M, M>(filter.measurementNoiseCov));
+  // Not inverse(): for 4 x 4 that expands by cofactors, which rounds differently and calls other
+  // matrices singular.
+  const Eigen::Matrix4f inverse = constFixed<M, M>(filter.innovationCov).partialPivLu().inverse();
+  setToProduct(fixed<M, N>(filter.gainTransposed), inverse, HP);
+  fixed<N, M>(filter.gain) = constFixed<M, N>(filter.gainTransposed).transpose();
+  setToMinusProduct(fixed<M, 1>(filter.innovation),
+                    Eigen::Map<const Eigen::Matrix<float, M, 1>>(measured), H, x);
+  setToProductPlus(fixed<N, 1>(filter.correctedState), K, constFixed<M, 1>(filter.innovation), x);
+  setToMinusProduct(fixed<N, N>(filter.correctedErrorCov), P, K, HP);
+}
+
 const MatrixXf& KalmanFilter::correct(MatrixXf measurementVector) {
   constexpr int N = kStates;
   constexpr int M = kMeasured;
@@ -112,22 +142,7 @@ const MatrixXf& KalmanFilter::correct(MatrixXf measurementVector) {
       hasSize<M, M>(measurementNoiseCov) && hasSize<N, N>(predictedErrorCov) && hasSize<N, M>(gain) &&
       hasSize<N, N>(correctedErrorCov) && hasSize<M, N>(scratchHP) && hasSize<M, M>(innovationCov) &&
       hasSize<M, N>(gainTransposed) && hasSize<M, 1>(innovation)) {
-    const auto H = constFixed<M, N>(measurement);
-    const auto P = constFixed<N, N>(predictedErrorCov);
-    const auto x = constFixed<N, 1>(predictedState);
-    const auto HP = constFixed<M, N>(scratchHP);
-    const auto K = constFixed<N, M>(gain);
-    setToProduct(fixed<M, N>(scratchHP), H, P);
-    setToProductPlus(fixed<M, M>(innovationCov), HP, H.transpose(),
-                     constFixed<M, M>(measurementNoiseCov));
-    // Not inverse(): for 4 x 4 that expands by cofactors, which rounds differently and calls other
-    // matrices singular.
-    const Eigen::Matrix4f inverse = constFixed<M, M>(innovationCov).partialPivLu().inverse();
-    setToProduct(fixed<M, N>(gainTransposed), inverse, HP);
-    fixed<N, M>(gain) = constFixed<M, N>(gainTransposed).transpose();
-    setToMinusProduct(fixed<M, 1>(innovation), constFixed<M, 1>(measurementVector), H, x);
-    setToProductPlus(fixed<N, 1>(correctedState), K, constFixed<M, 1>(innovation), x);
-    setToMinusProduct(fixed<N, N>(correctedErrorCov), P, K, HP);
+    correctBySize(*this, measurementVector.data());
     return correctedState;
   }
   scratchHP.noalias() = measurement * predictedErrorCov;
@@ -135,8 +150,10 @@ const MatrixXf& KalmanFilter::correct(MatrixXf measurementVector) {
   gainTransposed.noalias() = innovationCov.inverse() * scratchHP;
   gain = gainTransposed.transpose();
   innovation = measurementVector - measurement * predictedState;
-  correctedState = predictedState + gain * innovation;
+  const MatrixXf state = predictedState + gain * innovation;
+  // Together, so that without memory for one the other stays too.
   correctedErrorCov = predictedErrorCov - gain * scratchHP;
+  correctedState = state;
   return correctedState;
 }
 

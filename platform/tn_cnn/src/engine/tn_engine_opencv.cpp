@@ -186,6 +186,8 @@ class OpenCvNetwork final : public EngineNetwork {
     const OpenCvThreads threads(request.threads);
     RunResult result;
     result.threads = std::max(1, cv::getNumThreads());
+    if (unfinished_) startOver();
+    unfinished_ = true;
     const std::vector<MatShape> shapes = feed(request);
 
     const std::vector<int> kept = keptLayers(request);
@@ -195,7 +197,21 @@ class OpenCvNetwork final : public EngineNetwork {
     net_.forward(blobs, names);
     for (std::size_t i = 0; i < kept.size(); ++i) result.blobs[kept[i]] = tensorOf(blobs.at(i));
     if (request.report) result.layers = reports(request.last, shapes);
+    unfinished_ = false;
     return result;
+  }
+
+  // After a fault in the middle of its preparations OpenCV would take them for finished in the next run.
+  // It begins them again after a change of fusion, and those of an input after one of another shape.
+  void startOver() {
+    net_.enableFusion(true);
+    net_.enableFusion(false);
+    float value = 0.0f;
+    for (const OnnxInput& input : inputs_) setInput(cv::Mat(MatShape{1}, CV_32F, &value), input);
+  }
+
+  void setInput(const cv::Mat& blob, const OnnxInput& input) {
+    net_.setInput(blob, inputs_.size() > 1 ? input.name : "");
   }
 
   const Layer& layer(int index) const { return layers_[static_cast<std::size_t>(index) - 1]; }
@@ -205,7 +221,7 @@ class OpenCvNetwork final : public EngineNetwork {
     for (const auto& [index, blob] : request.inputs) {
       const OnnxInput& declared = inputs_[static_cast<std::size_t>(index)];
       shapes.push_back(shapeToFeed(blob, declared.shape));
-      net_.setInput(cv::Mat(shapes.back(), CV_32F, blob.data), inputs_.size() > 1 ? declared.name : "");
+      setInput(cv::Mat(shapes.back(), CV_32F, blob.data), declared);
     }
     return shapes;
   }
@@ -260,6 +276,7 @@ class OpenCvNetwork final : public EngineNetwork {
   std::vector<Layer> layers_;
   std::vector<OnnxInput> inputs_;
   std::vector<int> outputs_;  // layers whose blobs no layer takes, ascending
+  bool unfinished_ = false;   // the last run began and did not end
 };
 
 }  // namespace

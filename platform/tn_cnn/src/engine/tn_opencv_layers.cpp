@@ -97,6 +97,20 @@ constexpr Kind kKinds[] = {
     {"Shift", makeRounded<cv::dnn::ShiftLayer>},
 };
 
+void put(const Kind& kind) {
+  try {
+    cv::dnn::LayerFactory::registerLayer(kind.type, kind.make);
+  } catch (const cv::Exception&) {
+    // It is there: OpenCV may run out of memory after it has put a maker in.
+  }
+}
+
+// Names are short enough for strings without memory of their own, so this cannot fail.
+void takeOut(const Kind* end) {
+  for (const Kind* kind = kKinds; kind != end; ++kind)
+    cv::dnn::LayerFactory::unregisterLayer(kind->type);
+}
+
 }  // namespace
 
 bool canRoundWeights(const std::string& layer_type) {
@@ -106,12 +120,18 @@ bool canRoundWeights(const std::string& layer_type) {
 
 WeightRounding::WeightRounding(const std::map<std::string, WeightPrecision>& precisions)
     : lock_(registryMutex()) {
+  const Kind* kind = kKinds;
+  try {
+    for (; kind != std::end(kKinds); ++kind) put(*kind);
+  } catch (...) {
+    takeOut(kind);
+    throw;
+  }
   current_precisions = &precisions;
-  for (const Kind& kind : kKinds) cv::dnn::LayerFactory::registerLayer(kind.type, kind.make);
 }
 
 WeightRounding::~WeightRounding() {
-  for (const Kind& kind : kKinds) cv::dnn::LayerFactory::unregisterLayer(kind.type);
+  takeOut(std::end(kKinds));
   current_precisions = nullptr;
 }
 

@@ -1,0 +1,20 @@
+#!/usr/bin/env bash
+# Builds the library with ThreadSanitizer and runs the tests that have threads: every routine on eight of
+# them, tensors, logging.
+# usage: scripts/tsan.sh [all]     (all: every test of the library, most of which have one thread)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+case "${1:-}" in
+  '') pattern='^(Threads|FirstUse|Mat|Logging)'
+    targets=(tn_threads_test tn_first_use_test tn_mat_test tn_core_test) ;;
+  all) pattern=. targets=(all) ;;
+  *) echo "scripts/tsan.sh: '$1' is not 'all'" >&2; exit 2 ;;
+esac
+
+cmake --preset tsan >/dev/null
+cmake --build --preset tsan -j "$(nproc)" --target "${targets[@]}"
+# Kernels may place programs where ThreadSanitizer does not expect them, unless told to place all alike.
+fixed=(setarch "$(uname -m)" -R)
+"${fixed[@]}" true 2>/dev/null || fixed=()
+"${fixed[@]}" ctest --preset tsan -j "$(nproc)" -R "$pattern"

@@ -1,0 +1,259 @@
+// Every block of memory that a call takes, refused in turn. Whether the call leaks then is for the leak
+// checker of the sanitizers' build to see.
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <optional>
+#include <vector>
+
+#include "tests/memory/all_or_nothing.h"
+#include "tests/tracking/tracking_test_support.h"
+#include "tn_boxtracker.h"
+#include "tn_cv.h"
+#include "tn_kalmanfilter.h"
+#include "tn_yuvconverter.h"
+
+namespace {
+
+using namespace Tarn;
+using tn_test::Boxes;
+using tn_test::Bytes;
+using tn_test::Digest;
+using tn_test::expectAllOrNothing;
+using tn_test::ManualClock;
+
+constexpr int kWidth = 640, kHeight = 480;
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+
+void add(Digest& digest, const TarnBoundingBox2D& box) {
+  for (const float value : {box.x, box.y, box.w, box.h, box.score}) digest.add(value);
+  digest.add(std::int64_t{box.label});
+}
+void add(Digest& digest, const TarnIdentifiedBox& box) {
+  add(digest, static_cast<const TarnBoundingBox2D&>(box));
+  digest.add(box.id);
+}
+template <class Box>
+void add(Digest& digest, const std::vector<Box>& boxes) {
+  for (const Box& box : boxes) add(digest, box);
+}
+
+// Boxes far apart that creep to the right; of the fourth, filters lose themselves in NaNs.
+Boxes frameOf(int number, std::size_t first, std::size_t end) {
+  Boxes boxes;
+  for (std::size_t i = first; i < end; ++i)
+    boxes.push_back({static_cast<float>(i) + 0.01f * static_cast<float>(number), 0.1f, 0.3f,
+                     i == 3 && number > 1 ? kNan : 0.5f, 0.5f, static_cast<std::int32_t>(i)});
+  return boxes;
+}
+
+template <class Tracker>
+void runFrame(Tracker& tracker, int number, Digest& digest) {
+  ManualClock::seconds = 0.04 * number;
+  add(digest, tracker.track(frameOf(number, 1, 7)));
+}
+
+template <class Filter>
+struct Init {
+  void act() {
+    filter.init(0.1f, 0.1f, 0.3f, 0.3f);
+    begun = true;
+  }
+  void describe(Digest& digest) {
+    if (!begun) return;
+    for (int frame = 0; frame < 3; ++frame) {
+      TarnBoundingBox2D box = frameOf(frame, 0, 1)[0];
+      filter.track(&box.x, &box.y, &box.w, &box.h);
+      add(digest, box);
+    }
+  }
+  Filter filter{kWidth, kHeight};
+  bool begun = false;
+};
+
+template <class Filter>
+struct Birth {
+  void act() { record.emplace(frameOf(0, 0, 1)[0], kWidth, kHeight); }
+  void describe(Digest& digest) {
+    if (!record) return;
+    record->update(frameOf(1, 0, 1)[0]);
+    add(digest, *record);
+  }
+  std::optional<TarnTrackedBoundingBox2D<Filter>> record;
+};
+
+// A frame with boxes for old tracks, boxes for new ones, and tracks that die.
+template <class Tracker>
+struct Frame {
+  Frame() {
+    ManualClock::seconds = 0.0;
+    tracker.track(frameOf(0, 0, 5));
+    ManualClock::seconds = 0.04;
+    tracker.track(frameOf(1, 0, 5));
+  }
+  void act() {
+    ManualClock::seconds = 0.08;
+    result = tracker.track(boxes);
+  }
+  void describe(Digest& digest) {
+    add(digest, result);
+    for (int number = 3; number < 6; ++number) runFrame(tracker, number, digest);
+  }
+  const Boxes boxes = frameOf(2, 2, 9);
+  Tracker tracker{kWidth, kHeight};
+  decltype(tracker.track(boxes)) result;
+};
+
+template <class Tracker>
+struct Assignment {
+  Assignment() {
+    ManualClock::seconds = 0.0;
+    from.track(frameOf(0, 0, 5));
+    to.track(frameOf(0, 4, 6));
+  }
+  void act() { to = from; }
+  void describe(Digest& digest) {
+    for (int number = 1; number < 4; ++number) runFrame(to, number, digest);
+  }
+  Tracker from{kWidth, kHeight}, to{kWidth / 9, kHeight / 7};
+};
+
+template <class Filter>
+struct Numbering {
+  Numbering() {
+    ManualClock::seconds = 0.0;
+    tracker.track(frameOf(0, 0, 5));
+  }
+  void act() { numbered.emplace(tracker); }
+  void describe(Digest& digest) {
+    if (numbered) runFrame(*numbered, 1, digest);
+  }
+  TarnBoundingBoxesTracker<Filter> tracker{kWidth, kHeight};
+  std::optional<TarnIdentifiedBoxesTracker<Filter>> numbered;
+};
+
+template <class Filter>
+class OutOfMemory : public testing::Test {
+ protected:
+  OutOfMemory() { ManualClock::install(); }
+
+ private:
+  tn_test::RestoreTracking restore_;
+};
+TYPED_TEST_SUITE(OutOfMemory, tn_test::Filters, tn_test::FilterNames);
+
+TYPED_TEST(OutOfMemory, AFilterHasNotBegunAndATrackIsNotBorn) {
+  expectAllOrNothing<Init<TypeParam>>();
+  expectAllOrNothing<Birth<TypeParam>>();
+}
+
+TYPED_TEST(OutOfMemory, AFrameHasNotHappened) {
+  expectAllOrNothing<Frame<TarnBoundingBoxesTracker<TypeParam>>>();
+  expectAllOrNothing<Frame<TarnIdentifiedBoxesTracker<TypeParam>>>();
+}
+
+TYPED_TEST(OutOfMemory, ATrackerIsNotCopied) {
+  expectAllOrNothing<Assignment<TarnBoundingBoxesTracker<TypeParam>>>();
+  expectAllOrNothing<Numbering<TypeParam>>();
+}
+
+// A filter in use, of the sizes given.
+struct Kalman {
+  Kalman(int states, int measured, void (*call)(Kalman&))
+      : filter(states, measured, 2), z(measured, 1), call_(call) {
+    for (int i = 0; i + 1 < states; ++i) filter.transition(i, i + 1) = 0.5f;
+    for (int i = 0; i < measured; ++i) filter.measurement(i, i) = 1.0f;
+    filter.control.setConstant(3.0f);
+    for (int i = 0; i < measured; ++i) z(i, 0) = static_cast<float>(i + 1);
+    filter.predict();
+    filter.correct(z);
+    filter.predict();
+  }
+  void act() { call_(*this); }
+  void describe(Digest& digest) {
+    const auto add = [&](const Eigen::MatrixXf& matrix) {
+      digest.add(matrix.data(), static_cast<std::size_t>(matrix.size()) * sizeof(float));
+    };
+    add(filter.control);
+    for (int i = 0; i < 2; ++i) {
+      add(filter.correctedState);
+      add(filter.correctedErrorCov);
+      filter.predict();
+    }
+  }
+  KalmanFilter filter;
+  Eigen::MatrixXf z;
+
+ private:
+  void (*call_)(Kalman&);
+};
+
+TEST(OutOfMemory, AKalmanFilterIsAsItWas) {
+  const auto predict = [](Kalman& k) { k.filter.predict(); };
+  const auto correct = [](Kalman& k) { k.filter.correct(k.z); };
+  expectAllOrNothing<Kalman>(
+      7, 3, +[](Kalman& k) { k.filter.init(9, 2, 0); });
+  expectAllOrNothing<Kalman>(
+      7, 3, +[](Kalman& k) { k.filter.init(7, 3, 1); });
+  expectAllOrNothing<Kalman>(200, 3, +predict);
+  expectAllOrNothing<Kalman>(30, 11, +correct);
+  expectAllOrNothing<Kalman>(12, 4, +correct);
+}
+
+// Enlarged, and reduced so far that a row's fetches need every table.
+struct Toolkit {
+  Toolkit(int width, int height, int out_width, int out_height)
+      : w(width), h(height), out_w(out_width), out_h(out_height) {}
+  void act() { kit.emplace(w, h, w / 2, h / 2, out_w, out_h); }
+  void describe(Digest& digest) {
+    if (!kit) return;
+    Bytes frame = tn_test::fixedBytes(static_cast<std::size_t>(w * h * 3 / 2));
+    std::vector<float> tensor(static_cast<std::size_t>(3 * out_w * out_h));
+    kit->setCvtMat({1, 0, 1.4f, 1, -0.3f, -0.7f, 1, 1.8f, 0, -179, 135, -227});
+    kit->convert({0, TN_PIX_FMT_NV12, w, h, 0, frame.data()},
+                 {0, TN_PIX_FMT_CHW_F32, out_w, out_h, 0, tensor.data()});
+    digest.add(tensor.data(), tensor.size() * sizeof(float));
+  }
+  const int w, h, out_w, out_h;
+  std::optional<TarnYUVToolKit> kit;
+};
+
+TEST(OutOfMemory, AToolkitIsNotMade) {
+  expectAllOrNothing<Toolkit>(64, 48, 160, 90);
+  expectAllOrNothing<Toolkit>(322, 180, 128, 96);
+  expectAllOrNothing<Toolkit>(640, 48, 40, 24);
+}
+
+struct NetworkInput {
+  NetworkInput(int format, std::uint32_t orient, bool crops)
+      : pixels(tn_test::fixedBytes(4 * 37 * 23)),
+        frame{orient, format, 37, 23, 0, pixels.data()},
+        crop(crops) {}
+  void act() {
+    int corners[] = {-3, 2, 30, 28};
+    if (crop)
+      TarnCPU::TN_CV::getInMat_m1(&frame, out, 0, kSide, kRows, a.data(), b.data(), corners[0],
+                                  corners[1], corners[2], corners[3], true);
+    else
+      TarnCPU::TN_CV::getInMat(&frame, out, 0, kSide, kRows, a.data(), b.data());
+  }
+  void describe(Digest& digest) { digest.add(out.data, out.total() * sizeof(float)); }
+
+  static constexpr int kSide = 30, kRows = 18;
+  Bytes pixels, a = Bytes(4 * kSide * kRows), b = a;
+  _TN_Image frame;
+  bool crop;
+  TarnCPU::Mat out = TarnCPU::Mat::from_pixels(pixels.data(), 1, 2, 2);
+};
+
+// The half turn has a block of its own. Memory for the tensor is another matter: see Mat.
+TEST(OutOfMemory, ATensorIsTheOneFromBefore) {
+  for (const int format : {TN_PIX_FMT_YUVI420, TN_PIX_FMT_NV12, TN_PIX_FMT_BGRA, TN_PIX_FMT_RGB})
+    for (const std::uint32_t orient : {0u, std::uint32_t{TN_ORIENT_ROTATE_180}})
+      for (const bool crop : {false, true}) {
+        SCOPED_TRACE(testing::Message() << "format " << format << ", orient " << orient);
+        expectAllOrNothing<NetworkInput>(format, orient, crop);
+      }
+}
+
+}  // namespace
