@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Builds the fuzz targets with clang and runs each from its seed corpus, under AddressSanitizer and
-# UndefinedBehaviorSanitizer. Ends with a table; fails if anything was found.
+# Builds the fuzz targets (the asan preset, with clang) and runs each from its seed corpus, under
+# AddressSanitizer and UndefinedBehaviorSanitizer. Ends with a table; fails if anything was found.
 # usage: scripts/fuzz.sh [seconds a target, default 30] [target ...]
-# What was found is kept in build/fuzz/findings, what was learnt in build/fuzz/corpus.
+# What was found is kept in build/asan/fuzzing/findings, what was learnt in build/asan/fuzzing/corpus.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -18,16 +18,16 @@ for target in "${targets[@]}"; do
 done
 
 jobs=$(nproc)
-cmake --preset fuzz >/dev/null
-cmake --build --preset fuzz -j "$jobs"
-out=build/fuzz
+cmake --preset asan >/dev/null
+cmake --build --preset asan -j "$jobs" --target "${targets[@]/%/_fuzz}"
+out=build/asan/fuzzing
 mkdir -p "$out/findings" "$out/logs"
 
 run() {
   local target=$1 out=$2 seconds=$3
   mkdir -p "$out/corpus/$target"
   # The first folder takes what is learnt; the second, the seeds, is only read.
-  "$out/fuzz/${target}_fuzz" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 -max_len=4096 \
+  "build/asan/fuzz/${target}_fuzz" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 -max_len=4096 \
     -print_final_stats=1 -verbosity=1 -artifact_prefix="$out/findings/$target-" \
     "$out/corpus/$target" "fuzz/corpus/$target" >"$out/logs/$target.log" 2>&1 || touch "$out/logs/$target.failed"
 }

@@ -12,6 +12,7 @@ build=(g++ cmake ninja-build pkg-config
   libopencv-dnn-dev)
 test=(libgtest-dev make python3 binutils abigail-tools valgrind)
 lint=(clang-format-14 clang-tidy-14)
+# The sanitizers' builds, the fuzz targets in one of them.
 fuzz=(clang-14 libclang-rt-14-dev)
 bench=(libbenchmark-dev libyuv-dev python3 python3-onnx)
 # On top of build, whose headers serve both systems. GoogleTest comes as sources.
