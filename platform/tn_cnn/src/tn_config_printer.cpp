@@ -88,26 +88,6 @@ std::string layerTable(const std::vector<LayerReport>& layers) {
 
 }  // namespace
 
-std::string quoteName(const std::string& name) {
-  const bool plain = !name.empty() && std::none_of(name.begin(), name.end(), [](char c) {
-    return static_cast<unsigned char>(c) <= ' ' || c == '\x7F' || c == '"' || c == '#' || c == '\\';
-  });
-  if (plain) return name;
-  std::string text = "\"";
-  for (const char c : name) {
-    const unsigned byte = static_cast<unsigned char>(c);
-    if (byte < ' ' || byte == 0x7F) {
-      char escape[8];
-      std::snprintf(escape, sizeof escape, "\\x%02x", byte);
-      text += escape;
-      continue;
-    }
-    if (c == '"' || c == '\\') text += '\\';
-    text += c;
-  }
-  return text + "\"";
-}
-
 struct ConfigPrinter::Notes {
   bool header = false, tail = false, has_network = false;
   NetworkReport network;
