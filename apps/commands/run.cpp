@@ -3,9 +3,9 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #include "apps/commands/colour_options.h"
 #include "apps/commands/command.h"
@@ -46,9 +46,25 @@ struct RunOptions {
 
 enum Stage : std::size_t { kDecode, kTensor, kNetwork, kDetect, kTrack, kDraw };
 
+// Which identities there were: a bit for each, as they are numbered from 1 on.
+class Identities {
+ public:
+  void add(std::int64_t id) {
+    const std::size_t index = static_cast<std::size_t>(id);
+    if (index >= seen_.size()) seen_.resize(index + 1);
+    if (!seen_[index]) ++count_;
+    seen_[index] = true;
+  }
+  std::int64_t count() const { return count_; }
+
+ private:
+  std::vector<bool> seen_;
+  std::int64_t count_ = 0;
+};
+
 struct Counts {
   std::int64_t frames = 0, detections = 0;
-  std::set<std::int64_t> identities;
+  Identities identities;
 };
 
 // FILE of "kind:FILE", empty for everything else.
@@ -141,7 +157,7 @@ std::string networkShare(const StageTimes& times) {
 std::string summary(const Counts& counts, const StageTimes& times, std::int64_t damaged_packets) {
   std::string text = "frames " + std::to_string(counts.frames) + ", detections " +
                      std::to_string(counts.detections) + ", tracks " +
-                     std::to_string(counts.identities.size());
+                     std::to_string(counts.identities.count());
   if (damaged_packets > 0) text += ", damaged packets passed over " + std::to_string(damaged_packets);
   return text + "\n" + times.table() + networkShare(times);
 }
@@ -206,7 +222,7 @@ int run(RunOptions options) {
     times.finish(kTrack);
 
     counts.detections += static_cast<std::int64_t>(detections.size());
-    for (const Tarn::TarnIdentifiedBox& box : boxes) counts.identities.insert(box.id);
+    for (const Tarn::TarnIdentifiedBox& box : boxes) counts.identities.add(box.id);
     if (tracks) {
       std::string lines;
       for (const Tarn::TarnIdentifiedBox& box : boxes)
