@@ -1,10 +1,7 @@
 // tarnkit export-config: the inference config of a network, to be edited and fed back.
-#include <filesystem>
+#include <algorithm>
 #include <memory>
-#include <random>
 #include <string>
-#include <system_error>
-#include <vector>
 
 #include "apps/commands/command.h"
 #include "apps/commands/model_options.h"
@@ -12,8 +9,7 @@
 #include "apps/output/output_file.h"
 #include "apps/support/captured_log.h"
 #include "apps/support/failure.h"
-#include "apps/support/input_file.h"
-#include "tool_export_inference_config.h"
+#include "tn_cnn.h"
 
 namespace tarnkit {
 namespace {
@@ -23,63 +19,34 @@ struct ExportConfigOptions {
   std::string output;
 };
 
-// A file of the system's folder for such, gone with the object. The library writes to it, so that the
-// output is only touched once there is something to write.
-class ScratchFile {
- public:
-  ScratchFile() {
-    std::random_device random;
-    const std::string name = "tarnkit-" + std::to_string(random()) + "-" + std::to_string(random());
-    path_ = (std::filesystem::temp_directory_path() / name).string();
-    // The library would end the program if it could not open it.
-    OutputFile(path_).close();
-  }
-  ScratchFile(const ScratchFile&) = delete;
-  ScratchFile& operator=(const ScratchFile&) = delete;
-  ~ScratchFile() {
-    std::error_code ignored;
-    std::filesystem::remove(path_, ignored);
-  }
-
-  const std::string& path() const { return path_; }
-  std::string content() const {
-    constexpr std::size_t kMostBytes = std::size_t{1} << 30;
-    const std::vector<unsigned char> bytes = readFile(path_, kMostBytes);
-    return std::string(bytes.begin(), bytes.end());
-  }
-
- private:
-  std::string path_;
-};
-
-// The network as the export will build it; the log's faults are the caller's to report.
-TarnCPU::TarnNet loadNetwork(const std::string& model) {
-  TarnCPU::KRNetLoader loader;
-  TarnCPU::TarnNet net;
-  if (loader.LoadFile(model.c_str(), false)) net.load_tarn_net_with_inference_config(loader, nullptr);
-  return net;
-}
-
 int exportConfig(const ExportConfigOptions& options) {
   const ModelOptions& model = options.model;
   requireDistinctFiles({model.model, model.config}, {options.output});
   const CapturedLog log;
   const TarnCPU::LayerInferenceConfig config = readConfigFile(model.config);
-  const TarnCPU::TarnNet net = loadNetwork(model.model);
+  TarnCPU::KRNetLoader loader;
+  TarnCPU::TarnNet net;
+  if (loader.LoadFile(model.model.c_str(), false))
+    net.load_tarn_net_with_inference_config(loader, &config);
   if (net.empty()) throw Failure(log.reason(model.model + ": cannot be loaded"));
-  const TensorSize input = resolveInput(model, net);
+  const TensorSize size = resolveInput(model, net);
+  TarnCPU::Mat input(size.width, size.height, size.channels);
+  std::fill_n(static_cast<float*>(input.data), input.total(), 0.0f);
 
-  const ScratchFile scratch;
-  TarnCPU::ToolExportInferenceConfig().exportConfig(model.model, input.channels, input.height,
-                                                    input.width, scratch.path(), &config);
-  const std::string text = scratch.content();
-  if (text.find("\nlayer ") == std::string::npos)
+  // What the library's own export does, but for its file: the text waits in memory, so that the output
+  // is only touched once there is something to write.
+  TarnCPU::TarnNetExtractor extractor = net.create_extractor();
+  extractor.set_num_threads(1);
+  extractor.set_light_mode(true);
+  TarnCPU::ConfigPrinter printer;
+  TarnCPU::Mat output;
+  printer.add_header();
+  if (extractor.input(0, input) != 0 ||
+      extractor.extract(extractor.get_last_layer_index(), output, &printer) != 0)
     throw Failure(log.reason(model.model + ": cannot be run"));
-  // The library does not check its writing.
-  if (text.find("\n# total: ") == std::string::npos)
-    throw Failure(scratch.path(), "was not written whole");
+  printer.add_tail();
   OutputFile out(options.output);
-  out.write(text);
+  out.write(printer.get_config_string());
   out.close();
   log.pass();
   return 0;
