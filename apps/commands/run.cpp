@@ -261,7 +261,8 @@ Command makeRunCommand(CLI::App& tool) {
   app->footer(
       "Without outputs only the summary is printed: frames, detections, tracks and the time that each\n"
       "stage takes. Ctrl-C stops after the frame in hand and finishes the files.\n\n"
-      "A network sees the frame in its own shape between grey bars. Its last layer gives a row a box,\n"
+      "A network sees the frame in its own shape between grey bars. Of several outputs the one of its\n"
+      "last layer (see 'tarnkit layers') counts. It gives a row a box,\n"
       "N x (4 + 1 + classes) with objectness, or a column a box, (4 + classes) x N: centre x, centre "
       "y,\n"
       "width and height in pixels of its input, and scores from 0 to 1.\n\n"
