@@ -249,6 +249,7 @@ int run(RunOptions options) {
     out.write(text);
     out.close();
   }
+  video.requireWhole();
   return exitStatus();
 }
 

@@ -25,11 +25,9 @@ class Cut:
 
 
 def whole_mp4_frames(result, left):
-    """All whole pictures are delivered; one that is in part may be."""
-    if result.status != 0:
-        return ""
+    """All whole pictures are delivered, whatever is said of the rest; one that is in part may be."""
     whole = len(fragments_of(left))
-    frames = counted_frames(result)
+    frames = max(counted_frames(result), 0)
     return "" if whole <= frames <= whole + 1 else f"{whole} whole pictures, {frames} frames"
 
 
