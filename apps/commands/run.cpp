@@ -261,12 +261,12 @@ Command makeRunCommand(CLI::App& tool) {
       tool.add_subcommand("run", "Find and follow people, or what a network finds, through a video");
   app->footer(
       "Without outputs only the summary is printed: frames, detections, tracks and the time that each\n"
-      "stage takes. Ctrl-C stops after the frame in hand and finishes the files.\n\n"
-      "A network sees the frame in its own shape between grey bars. Of several outputs the one of its\n"
-      "last layer (see 'tarnkit layers') counts. It gives a row a box,\n"
+      "stage takes. Ctrl-C stops after the frame in hand and finishes the files; a run that is killed\n"
+      "leaves the tracks of all frames before that one, whole.\n\n"
+      "A network sees the frame in its own shape between grey bars. Its last layer gives a row a box,\n"
       "N x (4 + 1 + classes) with objectness, or a column a box, (4 + classes) x N: centre x, centre "
       "y,\n"
-      "width and height in pixels of its input, and scores from 0 to 1.\n\n"
+      "width and height in pixels of its input, and scores from 0 to 1. Other outputs do not count.\n\n"
       "Example: tarnkit run street.mp4 --max-confidence 5 -o tracked.mp4 --tracks tracks.txt");
   app->add_option("VIDEO", options->video, "Any video that FFmpeg reads; - reads standard input")
       ->required();
