@@ -71,7 +71,7 @@ class Attack:
     def start(self, *arguments, **options):
         return subprocess.Popen(self.command(arguments), cwd=self.folder, **options)
 
-    def run(self, *arguments, file_limit=None, **options):
+    def run(self, *arguments, file_limit=None, timeout=TIMEOUT, **options):
         """Runs the tool in the folder to its end. file_limit: most bytes that a file may have."""
         def limit():
             resource.setrlimit(resource.RLIMIT_FSIZE, (file_limit, resource.RLIM_INFINITY))
@@ -81,7 +81,7 @@ class Attack:
         if file_limit is not None:
             options["preexec_fn"] = limit
         try:
-            done = subprocess.run(self.command(arguments), cwd=self.folder, timeout=TIMEOUT, check=False,
+            done = subprocess.run(self.command(arguments), cwd=self.folder, timeout=timeout, check=False,
                                   **options)
         except subprocess.TimeoutExpired:
             return Result("no end", b"", b"")
@@ -103,7 +103,7 @@ class Attack:
 
     def sample(self, frames, size="160x120", video="walk.mp4", boxes="walk.txt", scene="walkers"):
         self.must_run("sample", video, "--detections", boxes, "--frames", frames, "--frame", size,
-                      "--scene", scene)
+                      "--scene", scene, timeout=1800)
 
 
 def is_one_line(err):
