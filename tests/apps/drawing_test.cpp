@@ -52,11 +52,11 @@ TEST(Drawing, PathsOfLongTracksKeepFewPoints) {
   constexpr std::int64_t kFrames = 90000;
   Trails trails;
   Trajectories trajectories;
-  const auto boxAt = [](std::int64_t frame) {
+  const auto box_at = [](std::int64_t frame) {
     return Tarn::TarnIdentifiedBox{{static_cast<float>(frame), 0.0f, 0.0f, 0.0f, 1.0f, 0}, 7};
   };
   for (std::int64_t frame = 1; frame <= kFrames; ++frame) {
-    std::vector<Tarn::TarnIdentifiedBox> boxes = {boxAt(frame)};
+    std::vector<Tarn::TarnIdentifiedBox> boxes = {box_at(frame)};
     if (frame <= 3) boxes.push_back({boxes[0], 8});
     trails.add(frame, boxes, 1, 1);
     trajectories.add(boxes, 1, 1);
