@@ -25,7 +25,12 @@ class Cut:
 
 
 def whole_mp4_frames(result, left):
-    """All whole pictures are delivered, whatever is said of the rest; one that is in part may be."""
+    """All whole pictures are delivered, whatever is said of the rest; one that is in part may be.
+
+    A file that ends within the first bytes of a fragment's header is none that FFmpeg opens.
+    """
+    if result.status == 1 and "is not a video in any known format" in result.err:
+        return ""
     whole = len(fragments_of(left))
     frames = max(counted_frames(result), 0)
     return "" if whole <= frames <= whole + 1 else f"{whole} whole pictures, {frames} frames"
