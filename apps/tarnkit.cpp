@@ -1,7 +1,7 @@
 // tarnkit: the library's trackers, tensors and pixel kernels at the command line.
 //
-// Exit status: 0 done; 1 bad input, with one line on standard error; 2 wrong usage; 128 + the signal's
-// number after an interrupt.
+// Exit status: 0 done; 1 bad input or an output that cannot be written, with one line on standard error;
+// 2 wrong usage; 128 + the signal's number after an interrupt.
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
@@ -65,7 +65,11 @@ std::vector<Command> makeCommands(CLI::App& tool) {
 int parseAndRun(int argument_count, char** arguments) {
   CLI::App tool("Follow objects through videos, turn frames into network input, and convert pictures.",
                 "tarnkit");
-  tool.footer("Run 'tarnkit COMMAND --help' for a command's options.");
+  tool.footer(
+      "Run 'tarnkit COMMAND --help' for a command's options.\n\n"
+      "Exit status: 0 done; 1 bad input, a full disk or a closed pipe, with one line on standard "
+      "error;\n"
+      "2 wrong usage; 128 + the signal's number after Ctrl-C, which finishes the frame and the files.");
   tool.set_version_flag("--version", versionText);
   tool.require_subcommand(1);
   // On Windows the parser would take paths that begin with a slash for options.

@@ -3,9 +3,9 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #include "apps/commands/colour_options.h"
 #include "apps/commands/command.h"
@@ -46,9 +46,25 @@ struct RunOptions {
 
 enum Stage : std::size_t { kDecode, kTensor, kNetwork, kDetect, kTrack, kDraw };
 
+// Which identities there were: a bit for each, as they are numbered from 1 on.
+class Identities {
+ public:
+  void add(std::int64_t id) {
+    const std::size_t index = static_cast<std::size_t>(id);
+    if (index >= seen_.size()) seen_.resize(index + 1);
+    if (!seen_[index]) ++count_;
+    seen_[index] = true;
+  }
+  std::int64_t count() const { return count_; }
+
+ private:
+  std::vector<bool> seen_;
+  std::int64_t count_ = 0;
+};
+
 struct Counts {
   std::int64_t frames = 0, detections = 0;
-  std::set<std::int64_t> identities;
+  Identities identities;
 };
 
 // FILE of "kind:FILE", empty for everything else.
@@ -141,7 +157,7 @@ std::string networkShare(const StageTimes& times) {
 std::string summary(const Counts& counts, const StageTimes& times, std::int64_t damaged_packets) {
   std::string text = "frames " + std::to_string(counts.frames) + ", detections " +
                      std::to_string(counts.detections) + ", tracks " +
-                     std::to_string(counts.identities.size());
+                     std::to_string(counts.identities.count());
   if (damaged_packets > 0) text += ", damaged packets passed over " + std::to_string(damaged_packets);
   return text + "\n" + times.table() + networkShare(times);
 }
@@ -206,7 +222,7 @@ int run(RunOptions options) {
     times.finish(kTrack);
 
     counts.detections += static_cast<std::int64_t>(detections.size());
-    for (const Tarn::TarnIdentifiedBox& box : boxes) counts.identities.insert(box.id);
+    for (const Tarn::TarnIdentifiedBox& box : boxes) counts.identities.add(box.id);
     if (tracks) {
       std::string lines;
       for (const Tarn::TarnIdentifiedBox& box : boxes)
@@ -233,6 +249,7 @@ int run(RunOptions options) {
     out.write(text);
     out.close();
   }
+  video.requireWhole();
   return exitStatus();
 }
 
@@ -244,11 +261,12 @@ Command makeRunCommand(CLI::App& tool) {
       tool.add_subcommand("run", "Find and follow people, or what a network finds, through a video");
   app->footer(
       "Without outputs only the summary is printed: frames, detections, tracks and the time that each\n"
-      "stage takes. Ctrl-C stops after the frame in hand and finishes the files.\n\n"
+      "stage takes. Ctrl-C stops after the frame in hand and finishes the files; a run that is killed\n"
+      "leaves the tracks of all frames before that one, whole.\n\n"
       "A network sees the frame in its own shape between grey bars. Its last layer gives a row a box,\n"
       "N x (4 + 1 + classes) with objectness, or a column a box, (4 + classes) x N: centre x, centre "
       "y,\n"
-      "width and height in pixels of its input, and scores from 0 to 1.\n\n"
+      "width and height in pixels of its input, and scores from 0 to 1. Other outputs do not count.\n\n"
       "Example: tarnkit run street.mp4 --max-confidence 5 -o tracked.mp4 --tracks tracks.txt");
   app->add_option("VIDEO", options->video, "Any video that FFmpeg reads; - reads standard input")
       ->required();

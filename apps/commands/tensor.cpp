@@ -36,6 +36,7 @@ int tensor(const TensorOptions& options) {
   for (std::int64_t number = 1; number <= options.frame; ++number) {
     if (video.next(frame)) continue;
     if (interruptSignal() != 0) return exitStatus();
+    video.requireWhole();
     throw Failure(options.video, "has " + std::to_string(number - 1) + " frames, no frame " +
                                      std::to_string(options.frame));
   }

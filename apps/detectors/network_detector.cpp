@@ -10,6 +10,7 @@
 #include "apps/networks/shape_text.h"
 #include "apps/support/captured_log.h"
 #include "apps/support/failure.h"
+#include "tn_checked.h"
 
 namespace tarnkit {
 namespace {
@@ -41,6 +42,16 @@ TensorNeed needOf(const TarnCPU::TarnNet& net, const std::string& name) {
   return {std::max(shape[3], 0), std::max(shape[2], 0)};
 }
 
+// The last of the layers that it is told about.
+class LastLayer final : public TarnCPU::Statistician {
+ public:
+  void on_layer(const TarnCPU::LayerReport& report) override { report_ = report; }
+  const TarnCPU::LayerReport& report() const { return report_; }
+
+ private:
+  TarnCPU::LayerReport report_;
+};
+
 }  // namespace
 
 NetworkDetector::NetworkDetector(const NetworkOptions& options)
@@ -57,9 +68,11 @@ NetworkDetector::NetworkDetector(const NetworkOptions& options)
 
 void NetworkDetector::runNetwork(const DetectorInput& input) {
   const _TN_Image& tensor = input.tensor;
+  const std::size_t bytes = 3 * sizeof(float) * static_cast<std::size_t>(tensor.width) *
+                            static_cast<std::size_t>(tensor.height);
   const TarnCPU::Mat view =
-      TarnCPU::Mat::from_float_array(static_cast<const float*>(tensor.data), tensor.width, tensor.height,
-                                     3, TarnCPU::TensorShape::CHW, nullptr);
+      Tarn::checked::from_float_array({static_cast<const float*>(tensor.data), bytes}, tensor.width,
+                                      tensor.height, 3, TarnCPU::TensorShape::CHW, nullptr);
   const CapturedLog log;
   if (extractor_->input(0, view) != 0 ||
       extractor_->extract(extractor_->get_last_layer_index(), output_) != 0)
@@ -69,15 +82,24 @@ void NetworkDetector::runNetwork(const DetectorInput& input) {
 std::vector<Tarn::TarnBoundingBox2D> NetworkDetector::detect(const DetectorInput& input) {
   const std::optional<BoxOutput> boxes =
       readLayout(output_.c, output_.h, output_.w, static_cast<const float*>(output_.data));
-  if (!boxes)
-    throw Failure(name_, "its output of " + shapeText({output_.c, output_.h, output_.w}) +
-                             " is neither N x (4 + 1 + classes) nor (4 + classes) x N");
+  if (!boxes) refuseOutput();
   if (!labels_.empty() && labels_.size() != static_cast<std::size_t>(boxes->classes))
     throw Failure(options_.labels, "has " + std::to_string(labels_.size()) + " labels for the " +
                                        std::to_string(boxes->classes) + " classes of " + name_);
   return ontoPicture(suppressDuplicates(decodeBoxes(*boxes, static_cast<float>(options_.score)),
                                         static_cast<float>(options_.nms)),
                      input.picture);
+}
+
+void NetworkDetector::refuseOutput() {
+  // The tensor's three sizes are not what the network calls its shape; the layer's report is.
+  LastLayer last;
+  const CapturedLog log;
+  if (extractor_->extract(extractor_->get_last_layer_index(), output_, &last) != 0)
+    throw Failure(log.reason());
+  throw Failure(name_, "the output of its last layer (" + last.report().name + ") is " +
+                           shapeText(last.report().output_shape) +
+                           ", neither N x (4 + 1 + classes) nor (4 + classes) x N");
 }
 
 std::string NetworkDetector::labelName(int label) const {

@@ -19,6 +19,7 @@ struct NetworkOptions {
   double nms = 0.45;    // most overlap of two boxes of one class
 };
 
+// Of a network with several outputs, the one of its last layer is taken.
 class NetworkDetector final : public Detector {
  public:
   // Throws Failure for files that cannot be used. Lines of the config that cannot be applied are
@@ -38,6 +39,8 @@ class NetworkDetector final : public Detector {
   std::string labelName(int label) const override;
 
  private:
+  [[noreturn]] void refuseOutput();
+
   NetworkOptions options_;
   std::string name_;  // of the model, for messages
   std::vector<std::string> labels_;

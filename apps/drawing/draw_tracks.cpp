@@ -29,11 +29,10 @@ cv::Point onPixels(const cv::Point& grid) {
 // Lines and letters grow with the picture.
 double pictureScale(const cv::Mat& picture) { return std::max(1.0, picture.rows / 720.0); }
 
-void drawPath(cv::Mat& picture, const std::vector<Paths::Point>& path, std::int64_t first_frame,
-              const cv::Scalar& colour, int thickness) {
+void drawPath(cv::Mat& picture, const std::vector<cv::Point2f>& path, const cv::Scalar& colour,
+              int thickness) {
   std::vector<cv::Point> points;
-  for (const Paths::Point& point : path)
-    if (point.frame >= first_frame) points.push_back(onGrid(point.place));
+  for (const cv::Point2f& place : path) points.push_back(onGrid(place));
   cv::polylines(picture, points, false, colour, thickness, cv::LINE_AA, kFractionBits);
 }
 
@@ -52,14 +51,11 @@ void drawLabel(cv::Mat& picture, const std::string& text, cv::Point corner, cons
 
 }  // namespace
 
-void drawTracks(cv::Mat& bgr, std::int64_t frame, const std::vector<Tarn::TarnIdentifiedBox>& boxes,
-                const LabelNames& label_name, const Paths& paths) {
+void drawTracks(cv::Mat& bgr, const std::vector<Tarn::TarnIdentifiedBox>& boxes,
+                const LabelNames& label_name, const Trails& trails) {
   const int thickness = cvRound(2.0 * pictureScale(bgr));
-  for (const Tarn::TarnIdentifiedBox& box : boxes) {
-    const auto path = paths.all().find(box.id);
-    if (path != paths.all().end())
-      drawPath(bgr, path->second, frame - kTrailFrames + 1, identityColour(box.id), thickness);
-  }
+  for (const Tarn::TarnIdentifiedBox& box : boxes)
+    drawPath(bgr, trails.of(box.id), identityColour(box.id), thickness);
   const float width = static_cast<float>(bgr.cols), height = static_cast<float>(bgr.rows);
   for (const Tarn::TarnIdentifiedBox& box : boxes) {
     const cv::Scalar colour = identityColour(box.id);
@@ -73,20 +69,20 @@ void drawTracks(cv::Mat& bgr, std::int64_t frame, const std::vector<Tarn::TarnId
   }
 }
 
-cv::Mat drawTrajectories(const cv::Mat& bgr, const Paths& paths, std::size_t shortest) {
+cv::Mat drawTrajectories(const cv::Mat& bgr, const Trajectories& trajectories, std::int64_t shortest) {
   cv::Mat picture;
   bgr.convertTo(picture, -1, 0.55, 25.0);
   const int thickness = cvRound(2.0 * pictureScale(picture));
-  const auto shown = [shortest](const auto& path) { return path.second.size() >= shortest; };
-  for (const auto& path : paths.all()) {
+  const auto shown = [shortest](const auto& path) { return path.second.frames >= shortest; };
+  for (const auto& path : trajectories.all()) {
     if (!shown(path)) continue;
-    drawPath(picture, path.second, 0, identityColour(path.first), thickness);
-    cv::circle(picture, onGrid(path.second.front().place), (3 * thickness) << kFractionBits,
+    drawPath(picture, path.second.points, identityColour(path.first), thickness);
+    cv::circle(picture, onGrid(path.second.points.front()), (3 * thickness) << kFractionBits,
                identityColour(path.first), 1, cv::LINE_AA, kFractionBits);
   }
-  for (const auto& path : paths.all()) {
+  for (const auto& path : trajectories.all()) {
     if (!shown(path)) continue;
-    drawLabel(picture, std::to_string(path.first), onPixels(onGrid(path.second.back().place)),
+    drawLabel(picture, std::to_string(path.first), onPixels(onGrid(path.second.points.back())),
               identityColour(path.first));
   }
   return picture;

@@ -17,15 +17,14 @@ namespace tarnkit {
 using LabelNames = std::function<std::string(int label)>;
 
 // Boxes in their identities' colours, each with identity, label and score above it, and the trail of
-// the last kTrailFrames frames. `paths` includes this frame.
-constexpr std::int64_t kTrailFrames = 40;
-void drawTracks(cv::Mat& bgr, std::int64_t frame, const std::vector<Tarn::TarnIdentifiedBox>& boxes,
-                const LabelNames& label_name, const Paths& paths);
+// its last frames. `trails` includes this frame.
+void drawTracks(cv::Mat& bgr, const std::vector<Tarn::TarnIdentifiedBox>& boxes,
+                const LabelNames& label_name, const Trails& trails);
 
 // Every path over the whole video on a dimmed copy of the picture: a ring where it starts, the
 // identity where it ends. Paths shorter than `shortest` frames are left out: they are mostly false
 // alarms.
-cv::Mat drawTrajectories(const cv::Mat& bgr, const Paths& paths, std::size_t shortest);
+cv::Mat drawTrajectories(const cv::Mat& bgr, const Trajectories& trajectories, std::int64_t shortest);
 
 }  // namespace tarnkit
 

@@ -8,7 +8,7 @@ namespace tarnkit {
 namespace {
 
 // Frames that a path must have to be plotted.
-constexpr std::size_t kShortestTrajectory = 10;
+constexpr std::int64_t kShortestTrajectory = 10;
 
 }  // namespace
 
@@ -19,10 +19,13 @@ PictureOutputs::PictureOutputs(const PicturePaths& files, const VideoInfo& info,
 
 void PictureOutputs::add(std::int64_t number, const _TN_Image& frame,
                          const std::vector<Tarn::TarnIdentifiedBox>& boxes) {
-  paths_.add(number, boxes, frame.width, frame.height);
+  trails_.add(number, boxes, frame.width, frame.height);
   cv::Mat picture = to_bgr_.convert(frame);
-  if (!files_.trajectories.empty()) picture.copyTo(last_);
-  drawTracks(picture, number, boxes, label_name_, paths_);
+  if (!files_.trajectories.empty()) {
+    trajectories_.add(boxes, frame.width, frame.height);
+    picture.copyTo(last_);
+  }
+  drawTracks(picture, boxes, label_name_, trails_);
   if (video_) video_->write(picture);
   if (!files_.contact_sheet.empty()) sheet_.add(number, picture);
 }
@@ -32,7 +35,7 @@ void PictureOutputs::close() {
   if (last_.empty() && sheet_.frames().empty()) return;
   if (!files_.contact_sheet.empty()) writePng(files_.contact_sheet, sheet_.compose());
   if (!files_.trajectories.empty())
-    writePng(files_.trajectories, drawTrajectories(last_, paths_, kShortestTrajectory));
+    writePng(files_.trajectories, drawTrajectories(last_, trajectories_, kShortestTrajectory));
 }
 
 }  // namespace tarnkit

@@ -39,7 +39,8 @@ class PictureOutputs {
   LabelNames label_name_;
   Nv12ToBgr to_bgr_;
   std::optional<VideoWriter> video_;
-  Paths paths_;
+  Trails trails_;
+  Trajectories trajectories_;
   ContactSheet sheet_;
   cv::Mat last_;
 };

@@ -12,6 +12,10 @@ namespace tarnkit {
 // A file that is written from start to end. What was written up to the last markComplete() survives
 // any later failure: when the object goes away without close(), the rest is cut off again, and a
 // regular file that never held anything complete is removed.
+//
+// A process that is killed leaves what it had written, and each write() is one call of the system. The
+// system in turn may stop in the midst of one where it crosses a page of the file, so that what is cut
+// short then ends at a multiple of the page's size.
 class OutputFile {
  public:
   // path: replaced if it exists; "-" is standard output, from which nothing can be cut off.

@@ -6,7 +6,11 @@
 #include <stdexcept>
 #include <string>
 
+#include "common/tn_one_line.h"
+
 namespace tarnkit {
+
+using Tarn::onOneLine;
 
 class Failure : public std::runtime_error {
  public:
@@ -20,10 +24,6 @@ class Failure : public std::runtime_error {
 
 // What the system says about an errno value, "No such file or directory" for instance.
 std::string errnoText(int error);
-
-// `text` with every run of blanks and control characters made one blank: messages of libraries span
-// lines and can quote a file's bytes.
-std::string onOneLine(const std::string& text);
 
 }  // namespace tarnkit
 

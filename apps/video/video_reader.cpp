@@ -80,6 +80,7 @@ struct VideoReader::Impl {
   VideoInfo info = {};
   int stream_index = -1;
   std::int64_t damaged = 0;
+  int read_error = 0;        // FFmpeg's, of the read that ended the video before its end
   bool at_end = false;       // every packet has gone to the decoder
   bool has_first = false;    // the first frame was decoded and `info` filled
   bool first_waits = false;  // `decoded` holds the first frame, not handed out yet
@@ -92,12 +93,17 @@ struct VideoReader::Impl {
   Answer ask();
   bool feed();
   [[noreturn]] void refuse(const std::string& fault) const;
+  void requireWhole() const;
   void pack();
 };
 
 // Whatever FFmpeg makes of a file whose reading was interrupted is no fault of the file.
 void VideoReader::Impl::refuse(const std::string& fault) const {
   throw Failure(name, interruptSignal() != 0 ? "interrupted" : fault);
+}
+
+void VideoReader::Impl::requireWhole() const {
+  if (read_error != 0) refuse("cannot be read on: " + ffmpegErrorText(read_error));
 }
 
 void VideoReader::Impl::open(const std::string& path) {
@@ -164,12 +170,13 @@ bool VideoReader::Impl::feed() {
   if (at_end) return false;
   const int read = av_read_frame(input.get(), packet.get());
   if (interruptSignal() != 0) return false;
-  if (read == AVERROR_EOF) {
+  if (read < 0) {
+    // The pictures that the decoder still holds are as good as the ones before.
+    read_error = read == AVERROR_EOF ? 0 : read;
     at_end = true;
     avcodec_send_packet(decoder.get(), nullptr);
     return true;
   }
-  if (read < 0) throw Failure(name, "cannot be read on: " + ffmpegErrorText(read));
   if (packet->stream_index == stream_index && avcodec_send_packet(decoder.get(), packet.get()) < 0)
     ++damaged;
   av_packet_unref(packet.get());
@@ -189,7 +196,10 @@ bool VideoReader::Impl::decodeNext() {
 
 void VideoReader::Impl::decodeFirst() {
   if (has_first) return;
-  if (!decodeNext()) refuse("holds no frame that can be decoded");
+  if (!decodeNext()) {
+    requireWhole();
+    refuse("holds no frame that can be decoded");
+  }
   describe();
   has_first = first_waits = true;
 }
@@ -230,6 +240,8 @@ const VideoInfo& VideoReader::info() {
   impl_->decodeFirst();
   return impl_->info;
 }
+
+void VideoReader::requireWhole() const { impl_->requireWhole(); }
 
 std::int64_t VideoReader::damagedPackets() const { return impl_->damaged; }
 

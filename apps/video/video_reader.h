@@ -43,12 +43,16 @@ class VideoReader {
   // Decodes the first frame if next() has not yet, and throws as it does for that frame.
   const VideoInfo& info();
 
-  // The next frame, valid until the next call; false at the end, or when an interrupt was noted while
-  // reading. Damaged packets are passed over. Throws Failure when reading fails midway, and in place of
-  // the first frame if there is none that can be decoded or an interrupt was noted before it.
+  // The next frame, valid until the next call; false at the end, when reading fails midway, or when an
+  // interrupt was noted while reading. Damaged packets are passed over. Throws Failure in place of the
+  // first frame if there is none that can be decoded or an interrupt was noted before it.
   bool next(_TN_Image& frame);
   // Bytes that may be read at that frame.
   std::size_t frameBytes() const;
+
+  // Throws Failure if what looked like the end was a fault of reading: all frames up to it were handed
+  // out, and may be made use of before.
+  void requireWhole() const;
 
   // Packets so far that could not be decoded.
   std::int64_t damagedPackets() const;

@@ -131,6 +131,22 @@ TEST_F(BadInput, FramesBeforeTheFilterBrokeDownStayWhole) {
   EXPECT_EQ(countFrames(path("out.mp4")), 1);
 }
 
+// A read that fails midway takes nothing of what was read before, and all outputs are finished.
+TEST_F(BadInput, FramesBeforeAReadErrorAreAllUsed) {
+  makeSample(40);
+  const std::string video = read("walk.mp4");
+  std::size_t cut = 0;  // within the header of a fragment, which a pipe's reader cannot pass over
+  for (int fragment = 0; fragment <= 30; ++fragment) cut = video.find("tfhd", cut + 1);
+  write("cut.mp4", video.substr(0, cut + 8));
+  const ToolResult result =
+      tool("run - --detector mot:walk.txt --tracks out.txt --contact-sheet out.png <cut.mp4");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(isOneLineWith(result.err, "standard input: cannot be read on: "));
+  EXPECT_EQ(result.out.rfind("frames 30, detections 120, tracks 4\n", 0), 0u) << result.out;
+  EXPECT_EQ(readMotFrames(path("out.txt")).size(), 30u);
+  EXPECT_TRUE(exists("out.png"));
+}
+
 TEST_F(BadInput, WrongUsageIsStatusTwoAndHelpIsNot) {
   struct Case {
     const char *arguments, *fault;

@@ -35,14 +35,47 @@ TEST(Drawing, BearsBoxesAndPathsFarOutsideThePicture) {
       {{-huge, -huge, 2.0f * huge, 2.0f * huge, 1.0f, 0}, 1},
       {{nan, nan, nan, nan, nan, 0}, 2},
       {{2.0f, 2.0f, 1.0f, 1.0f, 0.5f, 0}, 3}};
-  Paths paths;
+  Trails trails;
+  Trajectories trajectories;
   cv::Mat picture(48, 64, CV_8UC3, cv::Scalar(9, 9, 9));
   for (std::int64_t frame = 1; frame <= 12; ++frame) {
-    paths.add(frame, boxes, picture.cols, picture.rows);
+    trails.add(frame, boxes, picture.cols, picture.rows);
+    trajectories.add(boxes, picture.cols, picture.rows);
     drawTracks(
-        picture, frame, boxes, [](int) { return "thing"; }, paths);
+        picture, boxes, [](int) { return "thing"; }, trails);
   }
-  EXPECT_EQ(drawTrajectories(picture, paths, 10).size(), picture.size());
+  EXPECT_EQ(drawTrajectories(picture, trajectories, 10).size(), picture.size());
+}
+
+// An hour of video: what is remembered of each identity is bounded, and still its whole way.
+TEST(Drawing, PathsOfLongTracksKeepFewPoints) {
+  constexpr std::int64_t kFrames = 90000;
+  Trails trails;
+  Trajectories trajectories;
+  const auto box_at = [](std::int64_t frame) {
+    return Tarn::TarnIdentifiedBox{{static_cast<float>(frame), 0.0f, 0.0f, 0.0f, 1.0f, 0}, 7};
+  };
+  for (std::int64_t frame = 1; frame <= kFrames; ++frame) {
+    std::vector<Tarn::TarnIdentifiedBox> boxes = {box_at(frame)};
+    if (frame <= 3) boxes.push_back({boxes[0], 8});
+    trails.add(frame, boxes, 1, 1);
+    trajectories.add(boxes, 1, 1);
+
+    const Trajectories::Path& path = trajectories.all().at(7);
+    ASSERT_EQ(path.frames, frame);
+    ASSERT_LT(path.points.size(), Trajectories::kMostPoints);
+    ASSERT_EQ(path.points.back().x, static_cast<float>(frame));
+  }
+  const Trajectories::Path& path = trajectories.all().at(7);
+  EXPECT_GT(path.points.size(), Trajectories::kMostPoints / 2);
+  for (std::size_t i = 0; i + 1 < path.points.size(); ++i)
+    EXPECT_EQ(path.points[i].x, static_cast<float>(1 + static_cast<std::int64_t>(i) * path.interval));
+  EXPECT_EQ(trajectories.all().at(8).points.size(), 3u);
+
+  const std::vector<cv::Point2f> trail = trails.of(7);
+  ASSERT_EQ(trail.size(), static_cast<std::size_t>(Trails::kFrames));
+  EXPECT_EQ(trail.front().x, static_cast<float>(kFrames - Trails::kFrames + 1));
+  EXPECT_TRUE(trails.of(8).empty());
 }
 
 TEST(Drawing, ColoursOfIdentitiesAreStableAndApart) {

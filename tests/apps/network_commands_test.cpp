@@ -6,6 +6,7 @@
 #include "apps/networks/layer_times.h"
 #include "tests/apps/tool_test_support.h"
 #include "tn_inference_config.h"
+#include "tool_export_inference_config.h"
 
 namespace {
 
@@ -45,6 +46,10 @@ TEST_F(NetworkCommands, ExportedEditedAndFedBackConfigsComeOutAsEdited) {
   EXPECT_EQ(config.get_precision("conv1"), WeightPrecision::kBf16);
   EXPECT_EQ(config.get_precision("fc1"), WeightPrecision::kF32);
   EXPECT_EQ(config.get_num_threads(), 2);
+
+  TarnCPU::ToolExportInferenceConfig().exportConfig(path("small.onnx"), 3, 6, 6, path("library.txt"),
+                                                    &config);
+  EXPECT_EQ(withoutTimes(read("library.txt")), withoutTimes(read("again.txt")));
 
   const ToolResult third = tool("export-config small.onnx --config again.txt -o -");
   EXPECT_EQ(withoutTimes(third.out), withoutTimes(read("again.txt")));

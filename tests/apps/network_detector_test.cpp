@@ -117,10 +117,11 @@ TEST_F(NetworkRun, FaultsAreOneLineAndStatusOne) {
       {"--detector onnx:cut.onnx", "cut.onnx: "},
       // Ten scores, no table of boxes.
       {"--detector onnx:" TN_TEST_DATA "/small.onnx",
-       "its output of 1x1x10 is neither N x (4 + 1 + classes) nor (4 + classes) x N"},
+       "the output of its last layer (scores) is 1x10, neither N x (4 + 1 + classes) nor (4 + classes) "
+       "x N"},
       {"--detector onnx:" TN_TEST_DATA "/two-inputs.onnx", "takes 2 inputs, not one picture"},
       // Runs at any size, so at the one asked for.
-      {"--detector onnx:" TN_TEST_DATA "/open-size.onnx --size 32x16", "is neither N x "},
+      {"--detector onnx:" TN_TEST_DATA "/open-size.onnx --size 32x16", ", neither N x "},
       {"--detector onnx --size 320x320", "--size: the network takes 256x256"},
       {"--detector onnx --labels nofile.txt", "nofile.txt: cannot be read: "},
       {"--detector onnx --labels none.txt", "none.txt: has no labels"},

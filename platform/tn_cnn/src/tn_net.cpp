@@ -9,6 +9,7 @@
 #include <string>
 #include <utility>
 
+#include "common/tn_one_line.h"
 #include "platform/tn_cnn/src/engine/tn_engine.h"
 #include "platform/tn_cnn/src/tn_file.h"
 #include "tn_core.h"
@@ -21,28 +22,11 @@ constexpr std::size_t kMostModelBytes = 0x7FFFFFFF;
 constexpr char kMemoryModel[] = "model in memory";
 constexpr int kOk = 0, kFailed = -1;
 
-// Messages of engines span lines and quote bytes of the file.
-std::string onOneLine(const std::string& text) {
-  std::string line;
-  bool blank = false;
-  for (const char c : text) {
-    const unsigned char byte = static_cast<unsigned char>(c);
-    if (byte <= ' ' || byte == 0x7F) {
-      blank = !line.empty();
-      continue;
-    }
-    if (blank) line += ' ';
-    blank = false;
-    line += c;
-  }
-  return line;
-}
-
 // where: gives what the line begins with.
 template <class Where>
 void logFault(const Where& where, const char* fault) {
   try {
-    Tarn::_LogError("Tarn", "%s: %s", where().c_str(), onOneLine(fault).c_str());
+    Tarn::_LogError("Tarn", "%s: %s", where().c_str(), Tarn::onOneLine(fault).c_str());
   } catch (const std::bad_alloc&) {
     Tarn::_LogError("Tarn", "network: %s", fault);
   }

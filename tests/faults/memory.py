@@ -1,0 +1,86 @@
+"""The tool over long videos and files: its memory at the end is what it was at the start."""
+import subprocess
+import time
+
+from support import Attack
+
+MINUTE = 25 * 60  # frames
+# What allocators may add. An MP4 file ends with an index of its frames, which FFmpeg keeps until then.
+MARGIN_KIB = 256
+MARGIN_KIB_AN_HOUR_OF_OUTPUT = 5 * 1024
+
+
+def status_kib(pid, field):
+    with open(f"/proc/{pid}/status") as status:
+        for line in status:
+            if line.startswith(field + ":"):
+                return int(line.split()[1])
+    return 0
+
+
+def peaks(attack, arguments, frames):
+    """Runs the tool; peak memory in KiB over the first, the second and the last window of frames.
+
+    The tracks come through a pipe: the tool is never further ahead of what was read than the pipe holds, so
+    that a machine with other work to do measures the same frames. The last window ends before the last
+    frame, since finishing the files and giving everything back is no frame's work.
+    """
+    window = max(MINUTE, frames // 60)
+    end = frames - window // 3
+    marks = [window, 2 * window, end - window, end]
+    found = []
+    with open(attack.path("err.txt"), "wb") as err:
+        tool = attack.start(*arguments, stdout=subprocess.PIPE, stderr=err)
+    for line in tool.stdout:
+        if marks and int(line.split(b",", 1)[0]) >= marks[0]:
+            found.append(status_kib(tool.pid, "VmHWM"))
+            marks.pop(0)
+            with open(f"/proc/{tool.pid}/clear_refs", "w") as refs:
+                refs.write("5")  # the peak counts from now on
+    said = attack.path("err.txt").read_text()
+    attack.expect(tool.wait() == 0, f"{arguments}: status {tool.returncode}: {said}")
+    return (found[0], found[1], found[3]) if not marks else (0, 0, 0)
+
+
+def compare(attack, name, arguments, frames):
+    started = time.monotonic()
+    first, second, last = peaks(attack, arguments, frames)
+    allowed = MARGIN_KIB
+    if "-o" in arguments and arguments[0] == "run":
+        allowed += MARGIN_KIB_AN_HOUR_OF_OUTPUT * frames // (60 * MINUTE)
+    attack.say(f"{name}: {frames} frames, peak {first} KiB in the first minute of video, {second} in the "
+               f"second, {last} in the last ({time.monotonic() - started:.0f} s)")
+    attack.expect(min(first, second, last) > 0, f"{name}: nothing was measured")
+    attack.expect(last - min(first, second) <= allowed, f"{name}: memory grew by more than {allowed} KiB")
+
+
+def changing_boxes(path, frames):
+    """Detections of which always some are new: each of 5 objects lives for 20 frames, then jumps."""
+    with open(path, "w") as out:
+        for frame in range(1, frames + 1):
+            for slot in range(5):
+                life, age = divmod(frame + 4 * slot, 20)
+                left, top = 2 + slot * 30 + age / 10, 2 + (life * 37 + slot * 11) % 80
+                out.write(f"{frame},-1,{left:.2f},{top},20,30,0.9\n")
+
+
+def main():
+    with Attack(__doc__) as attack:
+        frames = 60 * MINUTE if attack.long else 4 * MINUTE
+        attack.sample(frames)
+        changing_boxes(attack.path("changing.txt"), frames)
+        follow = ["run", "walk.mp4", "--tracks", "-", "--size", "64x64", "--max-confidence", "3", "--detector"]
+        compare(attack, "run, tracks", follow + ["mot:changing.txt"], frames)
+        compare(attack, "run, tracks and pictures", follow + [
+            "mot:walk.txt", "-o", "out.mp4", "--contact-sheet", "sheet.png", "--trajectories", "paths.png"], frames)
+        if attack.long:
+            part = frames // 6  # a network takes far longer than the rest
+            attack.sample(part, video="figures.mp4", boxes="truth.txt", scene="figures")
+            compare(attack, "run, network", ["run", "figures.mp4", "--tracks", "-", "--detector", "onnx"], part)
+        many = 10 * frames
+        changing_boxes(attack.path("changing.txt"), many)
+        compare(attack, "track", ["track", "changing.txt", "--frame", "160x120", "--max-confidence", "3",
+                                  "-o", "-"], many)
+
+
+main()
