@@ -7,7 +7,7 @@ set(TN_KITS_HARDENED OFF)
 
 # Sanitizers check more, and do not see into the checked forms of the library's functions.
 get_directory_property(tn_kits_options COMPILE_OPTIONS)
-if(NOT TN_KITS_HARDENING OR tn_kits_options MATCHES "-fsanitize")
+if(NOT TN_KITS_HARDENING OR "${tn_kits_options} ${CMAKE_CXX_FLAGS}" MATCHES "-fsanitize")
   return()
 endif()
 

@@ -26,8 +26,7 @@ done
 
 targets=(tarnkit)
 [[ " ${attacks[*]} " != *" libraries "* ]] || targets+=(tn_long_run_test)
-# scripts/test.sh configures the sanitizer build without the tool.
-cmake --preset "$preset" -D TN_KITS_BUILD_APPS=ON >/dev/null
+cmake --preset "$preset" >/dev/null
 cmake --build --preset "$preset" -j "$(nproc)" --target "${targets[@]}"
 
 failed=()

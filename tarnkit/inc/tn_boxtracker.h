@@ -109,6 +109,7 @@ using TrackerClock = double (*)();
 /// the clock exactly once, init never; a frame of a multi-box tracker reads it once for each track that
 /// it already has, oldest first. The time -1.0 means "no time": it leaves the rate as it is.
 /// Threads: may be called at any time; the clock must itself be callable from every tracking thread.
+/// It must not throw: a frame whose clock does is left half done.
 TN_KITS_API void setTrackerClock(TrackerClock clock);
 
 /// A filter for one box. The order of the virtual functions is part of the binary interface.

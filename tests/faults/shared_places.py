@@ -3,9 +3,8 @@ import ctypes
 import os
 import pathlib
 import struct
-import subprocess
 
-from support import Attack
+from support import Attack, succeeds
 
 IN_CREATE, IN_MOVED_TO = 0x100, 0x80
 SHARED = ["/tmp", "/var/tmp", "/dev/shm"]
@@ -66,8 +65,7 @@ def hidden_folders(attack):
         inside = [attack.folder, attack.tool_path, attack.source]
         if not pathlib.Path(folder).is_dir() or any(str(path).startswith(folder + "/") for path in inside):
             continue
-        mount = ["mount", "-t", "tmpfs", "tarnkit-faults", folder]
-        if subprocess.run(mount, stderr=subprocess.DEVNULL, check=False).returncode == 0:
+        if succeeds("mount", "-t", "tmpfs", "tarnkit-faults", folder):
             covered.append(folder)
     return covered
 

@@ -17,6 +17,12 @@ PAGE = 4096
 Result = collections.namedtuple("Result", "status out err")
 
 
+def succeeds(*command):
+    """Runs a command of the system's; whether it exists and ends with status 0."""
+    return bool(shutil.which(command[0])) and subprocess.run(
+        command, stderr=subprocess.DEVNULL, check=False).returncode == 0
+
+
 class Attack:
     """One script's run: the tool, a folder of its own, a seeded random source, and what was found."""
 
@@ -24,7 +30,7 @@ class Attack:
         """own_mounts: start over in a mount namespace of its own, if the system allows."""
         if own_mounts and "TARNKIT_OWN_MOUNTS" not in os.environ:
             for unshare in (["unshare", "--mount"], ["unshare", "--mount", "--map-root-user"]):
-                if subprocess.run(unshare + ["true"], stderr=subprocess.DEVNULL, check=False).returncode == 0:
+                if succeeds(*unshare, "true"):
                     os.environ["TARNKIT_OWN_MOUNTS"] = "1"
                     os.execvp(unshare[0], unshare + [sys.executable] + sys.argv)
         parser = argparse.ArgumentParser(description=description)
