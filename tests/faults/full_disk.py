@@ -2,7 +2,7 @@
 import pathlib
 import subprocess
 
-from support import PAGE, Attack, fragments_of, succeeds, whole_frames_fault
+from support import PAGE, Attack, fragments_of, mounts, whole_frames_fault
 
 FULL = "No space left on device"
 LIMIT = "File too large"
@@ -120,7 +120,7 @@ def small_disk(attack, cases, wholes):
     """A real file system without room, made in a mount namespace of this process's own."""
     disk = attack.path("disk")
     disk.mkdir()
-    if not succeeds("mount", "-t", "tmpfs", "-o", f"size={DISK}", "tarnkit-faults", str(disk)):
+    if not mounts(disk, "-o", f"size={DISK}"):
         attack.say("no file system may be mounted here: the small disk is left out")
         return
     try:

@@ -4,7 +4,7 @@ import os
 import pathlib
 import struct
 
-from support import Attack, succeeds
+from support import Attack, mounts
 
 IN_CREATE, IN_MOVED_TO = 0x100, 0x80
 SHARED = ["/tmp", "/var/tmp", "/dev/shm"]
@@ -65,7 +65,7 @@ def hidden_folders(attack):
         inside = [attack.folder, attack.tool_path, attack.source]
         if not pathlib.Path(folder).is_dir() or any(str(path).startswith(folder + "/") for path in inside):
             continue
-        if succeeds("mount", "-t", "tmpfs", "tarnkit-faults", folder):
+        if mounts(folder):
             covered.append(folder)
     return covered
 

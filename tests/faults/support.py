@@ -23,6 +23,13 @@ def succeeds(*command):
         command, stderr=subprocess.DEVNULL, check=False).returncode == 0
 
 
+def mounts(folder, *options):
+    """A fresh file system over a folder, in this process's own mount namespace and nowhere else: over
+    folders that others share it would take their files away. Whether there is one now."""
+    return "TARNKIT_OWN_MOUNTS" in os.environ and succeeds(
+        "mount", "-t", "tmpfs", *options, "tarnkit-faults", str(folder))
+
+
 class Attack:
     """One script's run: the tool, a folder of its own, a seeded random source, and what was found."""
 
