@@ -37,6 +37,12 @@ if(TN_KITS_FUZZ)
   add_link_options(-fsanitize=address,undefined)
 endif()
 
+# Sanitized kernels take long to compile. The instruction sets left out have the vectors of others, and their
+# reach is held by unreadable pages in every build.
+if(TN_KITS_SANITIZE OR TN_KITS_SANITIZE_THREADS OR TN_KITS_FUZZ)
+  add_compile_definitions("HWY_DISABLED_TARGETS=(HWY_SSSE3|HWY_SSE4)")
+endif()
+
 # tn_kits_compile_options(TARGET): warnings, exact floating point, and live assertions.
 function(tn_kits_compile_options target)
   if(MSVC)

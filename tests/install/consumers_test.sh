@@ -35,7 +35,7 @@ run_examples() { # DIRECTORY
 
 case $kind in
   add_subdirectory)
-    configure "$here/add_subdirectory" "$work/program" -D TN_KITS_SOURCE="$source"
+    configure "$here/add_subdirectory" "$work/program" -D TN_KITS_SOURCE="$source" -D TN_CNN_ENGINE=none
     build "$work/program"
     run_examples "$work/program"
     # Of the outer project nothing but its own programs must have been asked for.
