@@ -29,9 +29,12 @@ foreach(folder "" /${tn_triple} /backward)
   string(APPEND tn_include " -isystem ${tn_gcc}/include/c++${folder}")
 endforeach()
 set(CMAKE_CXX_FLAGS_INIT "${tn_include} -idirafter ${tn_mingw}/include")
+# Debian's versioned package puts the linker under its plain name beside the compiler itself only.
+file(REAL_PATH "${TN_KITS_CLANG}" tn_llvm)
+get_filename_component(tn_llvm "${tn_llvm}" DIRECTORY)
 foreach(kind EXE SHARED MODULE)
   set(CMAKE_${kind}_LINKER_FLAGS_INIT
-    "-Wno-unused-command-line-argument -fuse-ld=lld -pthread -B${tn_gcc} -L${tn_gcc} -L${tn_mingw}/lib")
+    "-Wno-unused-command-line-argument -fuse-ld=lld -pthread -B${tn_llvm} -B${tn_gcc} -L${tn_gcc} -L${tn_mingw}/lib")
 endforeach()
 
 # What programs built here need beside them.
