@@ -21,6 +21,7 @@ cmake --build --preset windows -j "$jobs"
 step "Wine"
 export WINEPREFIX="$PWD/$build/wine" WINEDEBUG=-all
 PATH=$PATH:/usr/lib/wine
+mkdir -p "$WINEPREFIX"
 stop_wine() { wineserver -k || true; }
 trap stop_wine EXIT
 wineserver -p </dev/null >/dev/null 2>&1
