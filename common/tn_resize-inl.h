@@ -3,9 +3,9 @@
 //
 // An output row is a blend of two source rows that were first resized across, into 16-bit values.
 // Across, bytes are picked by windows (common/tn_windows.h): a 32-bit lane gets the first bytes of two
-// samples and then the second ones, to be parted by a mask and a shift and weighed by pairs. The two
-// taps of a 4-byte pixel are 8 bytes in a row: where 64-bit lanes can be gathered that takes one load a
-// pixel and no table of shuffles. Rows are kept as vectors of even samples and of odd samples in turn,
+// samples and then the second ones, to be parted by a mask and a shift and weighed by pairs. (Gathering
+// the taps of 4-byte pixels is a tenth faster on some processors and several times slower on others.)
+// Rows are kept as vectors of even samples and of odd samples in turn,
 // so that the blend can join them by a shift and an Or instead of narrowing lanes across blocks.
 #if defined(TN_KITS_COMMON_TN_RESIZE_INL_H_) == defined(HWY_TARGET_TOGGLE)
 #ifdef TN_KITS_COMMON_TN_RESIZE_INL_H_
@@ -47,7 +47,6 @@ using D32 = hn::ScalableTag<std::int32_t>;
 struct Columns {
   std::size_t steps;
   WindowTables tables;
-  std::int64_t* pixels;   // of 4 bytes: where each one's taps start, in the order of 64-bit lanes
   std::int16_t* weights;  // a pair for each 32-bit lane, in the order in which they are multiplied
 };
 
@@ -83,34 +82,6 @@ class WindowedTaps {
   const std::int32_t* offsets_;
   const std::uint8_t* shuffles_;
 };
-
-// Elsewhere gathering is a loop over the lanes.
-#if HWY_TARGET <= HWY_AVX2
-constexpr bool kGathers = true;
-
-// Taps of 4-byte pixels are gathered.
-class GatheredTaps {
- public:
-  GatheredTaps(const std::uint8_t* row, const Columns& columns)
-      : row_(reinterpret_cast<const std::int64_t*>(row)), pixels_(columns.pixels) {}
-  HWY_INLINE hn::Vec<D8> next() {
-    const hn::ScalableTag<std::int64_t> d64;
-    // First taps of bytes 0 and 1, the second ones, and the same of bytes 2 and 3.
-    HWY_ALIGN static constexpr std::uint8_t kByPairs[16] = {0, 1, 4,  5,  2,  3,  6,  7,
-                                                            8, 9, 12, 13, 10, 11, 14, 15};
-    const auto taps = hn::GatherOffset(d64, row_, hn::Load(d64, pixels_));
-    pixels_ += hn::MaxLanes(d64);
-    return hn::TableLookupBytes(hn::BitCast(D8(), taps), hn::LoadDup128(D8(), kByPairs));
-  }
-
- private:
-  const std::int64_t* row_;  // of any alignment: only gathered from
-  const std::int64_t* pixels_;
-};
-#else
-constexpr bool kGathers = false;
-using GatheredTaps = WindowedTaps<1>;
-#endif
 
 template <std::size_t kParities, class Taps>
 void BuildRow(const std::uint8_t* row, const Columns& columns, std::int16_t* out) {
@@ -188,15 +159,6 @@ BuildFunction PrepareWindows(const std::int32_t* sources, std::size_t samples, s
 template <int kC>
 BuildFunction PrepareColumns(const std::int32_t* sources, std::size_t samples, std::ptrdiff_t row_bytes,
                              const Columns& columns) {
-  if (kC == 4 && kGathers) {
-    constexpr std::size_t kPixels = 2;  // of a block
-    // The repetitions that fill up the last step are of its last byte, so back to that pixel's first
-    // one.
-    for (std::size_t i = 0; i < samples / 4; ++i)
-      columns.pixels[kPixels * ColumnLayout::placeOf(i / kPixels, 1, 0) + i % kPixels] =
-          sources[4 * i] / 4 * 4;
-    return BuildRow<kParities<kC>, GatheredTaps>;
-  }
   using Samples = TapSamples<kC>;
   const auto prepare = windowsHold<Samples, 1>(sources, samples)   ? PrepareWindows<kC, 1>
                        : windowsHold<Samples, 2>(sources, samples) ? PrepareWindows<kC, 2>
@@ -216,7 +178,6 @@ void ResizeBilinear(const ResizeJob& job) {
                   Scratch::bytesFor<std::int32_t>(padded) +
                   Scratch::bytesFor<std::int32_t>(padded / 8 * kMostWindows) +
                   Scratch::bytesFor<std::uint8_t>(padded * 2 * kMostWindows) +
-                  Scratch::bytesFor<std::int64_t>(padded / 4) +
                   Scratch::bytesFor<std::int16_t>(padded * kParities<kC>) +
                   2 * Scratch::bytesFor<std::int16_t>(padded));
   const ResizeAxis across = makeResizeAxis(job.sw, job.dw, scratch.take<ResizeTap>(width));
@@ -226,7 +187,6 @@ void ResizeBilinear(const ResizeJob& job) {
   columns.steps = padded / kBytes;
   columns.tables.offsets = scratch.take<std::int32_t>(padded / 8 * kMostWindows);
   columns.tables.shuffles = scratch.take<std::uint8_t>(padded * 2 * kMostWindows);
-  columns.pixels = scratch.take<std::int64_t>(padded / 4);
   columns.weights = scratch.take<std::int16_t>(padded * kParities<kC>);
   std::int16_t* const held[2] = {scratch.take<std::int16_t>(padded), scratch.take<std::int16_t>(padded)};
 
