@@ -36,7 +36,7 @@ step "fuzz targets"
 scripts/fuzz.sh "${TN_FUZZ_SECONDS:-30}"
 
 step "threads under ThreadSanitizer"
-scripts/tsan.sh >build/tsan.log || { tail -n 60 build/tsan.log; exit 1; }
+scripts/tsan.sh all >build/tsan.log || { tail -n 60 build/tsan.log; exit 1; }
 tail -n 3 build/tsan.log
 
 step "kernels and network input under valgrind"

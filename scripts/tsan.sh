@@ -18,4 +18,5 @@ fixed=(setarch "$(uname -m)" -R)
 "${fixed[@]}" true 2>/dev/null || fixed=()
 cmake --preset tsan >/dev/null
 "${fixed[@]}" cmake --build --preset tsan -j "$(nproc)" --target "${targets[@]}"
-"${fixed[@]}" ctest --preset tsan -j "$(nproc)" -R "$pattern" --no-tests=error
+# Tests that count or refuse allocations do so in operators that the sanitizer replaces.
+"${fixed[@]}" ctest --preset tsan -j "$(nproc)" -R "$pattern" -E '^(Allocation|OutOfMemory)' --no-tests=error
