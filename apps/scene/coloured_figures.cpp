@@ -37,7 +37,7 @@ cv::Mat street(int width, int height) {
 }  // namespace
 
 ColouredFigureScene::ColouredFigureScene(int width, int height)
-    : width_(width), height_(height), street_(street(width, height)) {
+    : width_(width), street_(street(width, height)) {
   struct Pair {
     Shape back_shape, front_shape;
     cv::Scalar back_colour, front_colour;

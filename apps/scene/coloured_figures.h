@@ -31,7 +31,7 @@ class ColouredFigureScene final : public Scene {
   MotBox box(std::size_t index, std::int64_t number) const;
   void drawFigure(cv::Mat& picture, std::size_t index, std::int64_t number) const;
 
-  int width_, height_;
+  int width_;
   std::vector<Figure> figures_;  // from the back to the front
   cv::Mat street_;
 };
