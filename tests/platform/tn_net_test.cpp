@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <limits>
 #include <opencv2/core.hpp>
 #include <opencv2/core/utils/logger.hpp>
 #include <random>
@@ -170,6 +171,127 @@ TEST(NetLoader, DamagedModelsNeverCrash) {
     damage(at, at % 2 == 0 ? 0x01 : 0x40);
   }
   EXPECT_GT(loaded, 100) << "changed weights and names must not matter";
+}
+
+// A model of one node, written by hand: what makes models refuses to write these.
+struct OneNode {
+  struct Constant {
+    std::vector<std::int64_t> sizes;
+    std::vector<std::int64_t> integers;  // none: floats
+  };
+  const char* type;
+  std::vector<std::pair<const char*, std::vector<std::int64_t>>> attributes;
+  std::vector<Constant> constants;  // further inputs
+  std::vector<std::int64_t> input;
+  bool hides_rank;  // the node takes what another one makes of the input
+  const char* fault;
+};
+
+std::string varint(std::uint64_t value) {
+  std::string bytes;
+  for (; value >= 0x80; value >>= 7) bytes += static_cast<char>(value | 0x80);
+  return bytes + static_cast<char>(value);
+}
+std::string number(unsigned field, std::int64_t value) {
+  return varint(field << 3) + varint(static_cast<std::uint64_t>(value));
+}
+std::string part(unsigned field, const std::string& bytes) {
+  return varint(field << 3 | 2) + varint(bytes.size()) + bytes;
+}
+
+std::string tensorPart(const std::string& name, const OneNode::Constant& constant) {
+  std::string tensor = part(8, name), packed;
+  for (const std::int64_t size : constant.sizes) tensor += number(1, size);
+  if (!constant.integers.empty()) {
+    for (const std::int64_t value : constant.integers)
+      packed += varint(static_cast<std::uint64_t>(value));
+    return tensor + number(2, 7) + part(7, packed);
+  }
+  std::size_t bytes = sizeof(float);
+  for (const std::int64_t size : constant.sizes) bytes *= static_cast<std::size_t>(size);
+  return tensor + number(2, 1) + part(9, std::string(bytes, '\x3E'));
+}
+
+std::string write(const OneNode& model) {
+  std::string graph, shape;
+  if (model.hides_rank)
+    graph += part(1, part(1, "x") + part(2, "s") + part(3, "first") + part(4, "Sum"));
+  std::string node = part(3, "bad") + part(4, model.type) + part(1, model.hides_rank ? "s" : "x");
+  for (std::size_t i = 0; i < model.constants.size(); ++i) {
+    const std::string name = "c" + std::to_string(i);
+    node += part(1, name);
+    graph += part(5, tensorPart(name, model.constants[i]));
+  }
+  for (const auto& [name, values] : model.attributes) {
+    std::string attribute = part(1, name);
+    if (values.size() == 1) attribute += number(3, values[0]) + number(20, 2);
+    for (std::size_t i = 0; values.size() > 1 && i < values.size(); ++i)
+      attribute += number(8, values[i]);
+    node += part(5, attribute + (values.size() > 1 ? number(20, 7) : ""));
+  }
+  for (const std::int64_t size : model.input) shape += part(1, number(1, size));
+  const auto value = [](const char* name, const std::string& sizes) {
+    return part(1, name) + part(2, part(1, number(1, 1) + part(2, sizes)));
+  };
+  graph += part(1, node + part(2, "y")) + part(11, value("x", shape)) + part(12, value("y", ""));
+  return number(1, 6) + part(7, graph) + part(8, part(1, "") + number(2, 11));
+}
+
+// OpenCV would divide by these numbers, take them for places in memory or fill memory with them.
+TEST(NetLoader, NumbersThatNoNetworkHasAreOneLine) {
+  constexpr std::int64_t kLeast = std::numeric_limits<std::int32_t>::min();
+  const std::vector<std::int64_t> image = {1, 3, 8, 8};
+  const OneNode::Constant filter = {{4, 3, 3, 3}, {}}, one = {{1}, {}};
+  const OneNode models[] = {
+      {"Conv", {{"group", {0}}}, {filter}, image, false, "has group 0, not from 1"},
+      {"Conv", {{"group", {-1}}}, {filter}, image, false, "has group -1, not from 1"},
+      {"Conv", {{"strides", {1, 1 << 30}}}, {filter}, image, true, "has strides 1073741824"},
+      {"Conv", {{"kernel_shape", {7, 7}}}, {filter}, image, false, "weights of another kernel"},
+      {"Conv", {{"kernel_shape", {3, 3}}}, {{{0, 3, 3, 3}, {}}}, image, false, "has no elements"},
+      {"Conv", {{"kernel_shape", {3, 3}}}, {filter}, {1, 3, 8, 8, 8}, false, "of another rank"},
+      {"Conv", {{"kernel_shape", {3, 3}}}, {filter}, {1, 3, 8, 8, 8}, true, "of another rank"},
+      {"Conv", {{"kernel_shape", {3, 3}}}, {}, image, false, "lacks input 1"},
+      {"ConvTranspose",
+       {{"kernel_shape", {3, 3}}, {"strides", {3000, 3000}}},
+       {{{3, 4, 3, 3}, {}}},
+       image,
+       false,
+       "268435456"},
+      {"MaxPool", {{"kernel_shape", {2, 2}}}, {}, {1, 1, 1, 1, 1, 1, 1, 1}, true, "of another rank"},
+      {"BatchNormalization", {}, {one, one, one, one}, {1, 3, 8, 8}, false, "as many parameters"},
+      {"BatchNormalization", {}, {one, one, one, one}, {1, 100000, 1, 1}, true, "as many parameters"},
+      {"BatchNormalization", {}, {one, {{3}, {}}, one, one}, {1, 1, 8, 8}, false, "different lengths"},
+      {"Gather", {{"axis", {9}}}, {{{1}, {0}}}, image, false, "has axis 9, not from 0 to 3"},
+      {"Gather", {{"axis", {-1}}}, {{{1}, {0}}}, image, false, "has axis -1, not from 0 to 3"},
+      {"Gather", {{"axis", {1}}}, {{{1}, {0}}}, {8}, true, "has axis 1, not from 0 to 0"},
+      {"Squeeze", {{"axes", {kLeast, 0}}}, {}, image, true, "has axis -2147483648"},
+      {"Slice", {}, {{{1}, {0}}, {{1}, {4}}, {{0}, {}}}, image, false, "has no elements"},
+      {"Expand", {}, {{{4}, {1 << 20, 3, 8, 8}}}, image, false, "has repetitions 1048576"},
+      {"Expand", {}, {{{4}, {1, 9999, 9999, 9999}}}, {1, 1, 1, 1}, true, "more than 268435456"},
+      {"Add", {}, {{{1, 1, 3, 1, 1}, {}}}, image, false, "of more dimensions than its first"},
+      {"GRU", {{"hidden_size", {2}}}, {{{1, 6, 3}, {}}, {{1, 6, 2}, {}}}, {}, false, "has rank 0"},
+      {"CumSum", {}, {{{1}, {1}}}, image, false, "is not supported"},
+  };
+  LogLines log;
+  for (const OneNode& model : models) {
+    SCOPED_TRACE(testing::Message() << model.type << ", " << model.fault);
+    const std::string bytes = write(model);
+    KRNetLoader loader;
+    if (loader.LoadMemory(bytes.data(), bytes.size(), false)) {
+      TarnNet net;
+      net.load_tarn_net_with_inference_config(loader, nullptr);
+      TarnNetExtractor extractor = net.create_extractor();
+      Mat blob;
+      EXPECT_EQ(extractor.input(0, makeInput(8, 8, 3)), 0);
+      EXPECT_LT(extractor.extract(extractor.get_last_layer_index(), blob), 0);
+    }
+    const Lines lines = log.take();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_NE(lines[0].find(model.fault), std::string::npos) << lines[0];
+  }
+  const OneNode good = {"Conv", {{"kernel_shape", {3, 3}}}, {filter}, image, true, ""};
+  const std::string bytes = write(good);
+  EXPECT_TRUE(KRNetLoader().LoadMemory(bytes.data(), bytes.size(), true));
 }
 
 TEST(NetLoader, CheckingKeepsNothingAndFailingForgets) {

@@ -23,7 +23,16 @@ namespace TarnCPU {
 // The names are those that callers know.
 // NOLINTBEGIN(readability-identifier-naming)
 
-/// Reads model files: ONNX.
+/// Reads model files: ONNX, and no other format, since what is checked of a file before the engine sees
+/// it has to be known of its format.
+///
+/// What ends a process in the engine is refused before it: tensors without the bytes of their shapes;
+/// nodes with numbers that no network has (groups, strides, kernels, axes, sizes); weights that do not
+/// fit what flows into them; dimensions repeated more than 10,000 times; the operator CumSum, with which
+/// the engine overruns memory; and, as late as in the run, blobs of more than 2^28 elements (1 GiB).
+/// That holds for common layers and common faults. It is no proof against whoever looks for another hole
+/// in the engine, and bounds neither time nor the memory of all blobs together: run models from
+/// strangers in a process of their own.
 class KRNetLoader {
  public:
   /// Nothing is loaded.

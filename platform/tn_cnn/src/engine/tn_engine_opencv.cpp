@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "platform/tn_cnn/src/engine/tn_engine.h"
+#include "platform/tn_cnn/src/engine/tn_engine_limits.h"
 #include "platform/tn_cnn/src/engine/tn_onnx_outline.h"
 #include "platform/tn_cnn/src/engine/tn_opencv_guards.h"
 #include "platform/tn_cnn/src/engine/tn_opencv_layers.h"
@@ -189,6 +190,7 @@ class OpenCvNetwork final : public EngineNetwork {
     if (unfinished_) startOver();
     unfinished_ = true;
     const std::vector<MatShape> shapes = feed(request);
+    checkSizes(shapes);
 
     const std::vector<int> kept = keptLayers(request);
     std::vector<cv::String> names;
@@ -224,6 +226,25 @@ class OpenCvNetwork final : public EngineNetwork {
       setInput(cv::Mat(shapes.back(), CV_32F, blob.data), declared);
     }
     return shapes;
+  }
+
+  // Blobs are allocated all together, and their sizes multiplied as they come.
+  void checkSizes(const std::vector<MatShape>& input_shapes) {
+    if (input_shapes == checked_) return;
+    std::vector<int> ids;
+    std::vector<std::vector<MatShape>> in, out;
+    net_.getLayersShapes(input_shapes, ids, in, out);
+    for (const std::vector<MatShape>& blobs : out)
+      for (const MatShape& blob : blobs) {
+        std::int64_t elements = 1;
+        for (const int size : blob) {
+          elements *= std::max(size, 1);
+          if (elements > kMostBlobElements)
+            throw std::runtime_error("a blob would have more than " + std::to_string(kMostBlobElements) +
+                                     " elements");
+        }
+      }
+    checked_ = input_shapes;
   }
 
   std::vector<int> keptLayers(const RunRequest& request) const {
@@ -275,8 +296,9 @@ class OpenCvNetwork final : public EngineNetwork {
   cv::dnn::Net net_;
   std::vector<Layer> layers_;
   std::vector<OnnxInput> inputs_;
-  std::vector<int> outputs_;  // layers whose blobs no layer takes, ascending
-  bool unfinished_ = false;   // the last run began and did not end
+  std::vector<MatShape> checked_;  // shapes of inputs that make no blob too large
+  std::vector<int> outputs_;       // layers whose blobs no layer takes, ascending
+  bool unfinished_ = false;        // the last run began and did not end
 };
 
 }  // namespace

@@ -8,11 +8,17 @@
 #include <set>
 #include <stdexcept>
 #include <string_view>
+#include <type_traits>
+#include <utility>
+
+#include "platform/tn_cnn/src/engine/tn_onnx_nodes.h"
 
 namespace TarnCPU {
 namespace {
 
 constexpr int kMostNesting = 32;
+// Integers of a constant that are of interest: no list of sizes or axes is as long.
+constexpr std::size_t kMostListed = 1024;
 
 // One field of a message: a number, or a run of bytes.
 struct Field {
@@ -79,20 +85,6 @@ class Fields {
   std::string_view rest_;
 };
 
-struct Dimensions {
-  std::vector<std::int64_t> sizes;
-
-  // One number, or several packed into bytes.
-  void add(const Field& field) {
-    if (!field.is_bytes) {
-      sizes.push_back(static_cast<std::int64_t>(field.value));
-      return;
-    }
-    for (Fields packed(field.bytes); !packed.atEnd();)
-      sizes.push_back(static_cast<std::int64_t>(packed.varint()));
-  }
-};
-
 // Bytes of an element, by the format's code of the type; 0 for types that engines refuse by themselves.
 std::uint64_t elementBytes(std::uint64_t type) {
   switch (type) {
@@ -118,14 +110,31 @@ std::uint64_t elementBytes(std::uint64_t type) {
   }
 }
 
-std::uint64_t countVarints(std::string_view bytes) {
-  std::uint64_t count = 0;
-  for (Fields packed(bytes); !packed.atEnd(); ++count) packed.varint();
-  return count;
+// Appends the integers of a field: one, or several packed into bytes.
+void appendVarints(const Field& field, std::vector<std::int64_t>& integers) {
+  if (!field.is_bytes) {
+    integers.push_back(static_cast<std::int64_t>(field.value));
+    return;
+  }
+  for (Fields packed(field.bytes); !packed.atEnd();)
+    integers.push_back(static_cast<std::int64_t>(packed.varint()));
 }
 
-void checkTensor(std::string_view message) {
-  Dimensions dimensions;
+template <class Integer>
+std::vector<std::int64_t> integersOf(std::string_view bytes) {
+  std::vector<std::int64_t> integers;
+  for (; bytes.size() >= sizeof(Integer); bytes.remove_prefix(sizeof(Integer))) {
+    std::make_unsigned_t<Integer> value = 0;
+    for (std::size_t i = 0; i < sizeof value; ++i)
+      value |= static_cast<std::make_unsigned_t<Integer>>(static_cast<unsigned char>(bytes[i])) << 8 * i;
+    integers.push_back(static_cast<Integer>(value));
+  }
+  return integers;
+}
+
+// Measures a constant and returns what is known of it then, with its name.
+std::pair<std::string, OnnxTensor> readTensor(std::string_view message) {
+  OnnxTensor tensor;
   std::uint64_t type = 0, elements = 0;
   std::string_view raw;
   bool has_raw = false;
@@ -134,7 +143,7 @@ void checkTensor(std::string_view message) {
   for (Fields fields(message); fields.next(field);) {
     switch (field.number) {
       case 1:
-        dimensions.add(field);
+        appendVarints(field, tensor.sizes);
         break;
       case 2:
         type = field.value;
@@ -147,9 +156,12 @@ void checkTensor(std::string_view message) {
         break;
       case 5:  // 32 and 64-bit integers
       case 7:
-      case 11:
-        elements += field.is_bytes ? countVarints(field.bytes) : 1;
+      case 11: {
+        const std::size_t before = tensor.values.size();
+        appendVarints(field, tensor.values);
+        elements += tensor.values.size() - before;
         break;
+      }
       case 8:
         name = field.bytes;
         break;
@@ -162,10 +174,10 @@ void checkTensor(std::string_view message) {
     }
   }
   const std::uint64_t size = elementBytes(type);
-  if (size == 0) return;
+  if (size == 0) return {name, {}};
   constexpr std::uint64_t kMost = std::numeric_limits<std::int32_t>::max();
   std::uint64_t expected = 1;
-  for (const std::int64_t dimension : dimensions.sizes) {
+  for (const std::int64_t dimension : tensor.sizes) {
     if (dimension < 0 || static_cast<std::uint64_t>(dimension) > kMost ||
         (expected *= static_cast<std::uint64_t>(dimension)) > kMost)
       throw std::runtime_error("the shape of tensor '" + name + "' is out of range");
@@ -174,53 +186,102 @@ void checkTensor(std::string_view message) {
   if (!whole)
     throw std::runtime_error("tensor '" + name + "' does not hold the " + std::to_string(expected) +
                              " elements of its shape");
+  if (has_raw && type == 6) tensor.values = integersOf<std::int32_t>(raw);
+  if (has_raw && type == 7) tensor.values = integersOf<std::int64_t>(raw);
+  if (tensor.values.size() > kMostListed) tensor.values.clear();
+  tensor.is_constant = true;
+  tensor.rank = static_cast<int>(tensor.sizes.size());
+  return {name, tensor};
 }
 
 struct Graph {
   std::vector<OnnxInput> inputs;
   std::set<std::string> weights;
-  std::set<std::string> tensors;  // made so far, in graphs around this one too
+  OnnxTensors tensors;  // made so far, in graphs around this one too
 };
 
 void checkGraph(std::string_view message, int nesting, Graph& graph);
 
-void checkAttribute(std::string_view message, int nesting, const Graph& graph) {
+struct Attribute {
+  std::string name;
+  std::vector<std::int64_t> integers;
+  bool has_tensor = false;
+  OnnxTensor tensor;
+};
+
+Attribute readAttribute(std::string_view message, int nesting, const Graph& graph) {
+  Attribute attribute;
   Field field;
   for (Fields fields(message); fields.next(field);) {
-    if (!field.is_bytes) continue;
-    if (field.number == 5 || field.number == 10) checkTensor(field.bytes);
-    if (field.number != 6 && field.number != 11) continue;
-    Graph inner;
-    inner.tensors = graph.tensors;
-    checkGraph(field.bytes, nesting + 1, inner);
+    switch (field.number) {
+      case 1:
+        attribute.name = field.bytes;
+        break;
+      case 3:
+      case 8:
+        appendVarints(field, attribute.integers);
+        break;
+      case 2:
+      case 4:
+      case 7:
+      case 9:
+        // Engines turn floats and text into integers where they want some: these are in no range.
+        attribute.integers.push_back(std::numeric_limits<std::int64_t>::min());
+        break;
+      case 5:
+      case 10:
+        attribute.tensor = readTensor(field.bytes).second;
+        attribute.has_tensor = true;
+        break;
+      case 6:
+      case 11: {
+        Graph inner;
+        inner.tensors = graph.tensors;
+        checkGraph(field.bytes, nesting + 1, inner);
+        break;
+      }
+      default:
+        break;
+    }
   }
+  return attribute;
 }
 
 // Engines look at a node's first input without asking whether there is one, and at what makes it.
 void checkNode(std::string_view message, int nesting, Graph& graph) {
-  std::string name, type;
-  std::vector<std::string> inputs, outputs;
+  OnnxNode node;
+  OnnxTensor made;
   Field field;
   for (Fields fields(message); fields.next(field);) {
     if (!field.is_bytes) continue;
-    if (field.number == 1) inputs.emplace_back(field.bytes);
-    if (field.number == 2) outputs.emplace_back(field.bytes);
-    if (field.number == 3) name = field.bytes;
-    if (field.number == 4) type = field.bytes;
-    if (field.number == 5) checkAttribute(field.bytes, nesting, graph);
+    if (field.number == 1) node.inputs.emplace_back(field.bytes);
+    if (field.number == 2) node.outputs.emplace_back(field.bytes);
+    if (field.number == 3) node.name = field.bytes;
+    if (field.number == 4) node.type = field.bytes;
+    if (field.number != 5) continue;
+    Attribute attribute = readAttribute(field.bytes, nesting, graph);
+    if (attribute.has_tensor && attribute.name == "value") made = attribute.tensor;
+    if (attribute.name == "value_ints") {
+      made = {1, true, {static_cast<std::int64_t>(attribute.integers.size())}, attribute.integers};
+    }
+    node.integers[attribute.name] = std::move(attribute.integers);
   }
   const auto fail = [&](std::string_view fault) {
-    throw std::runtime_error("node '" + name + "' of type '" + type + "' " + std::string(fault));
+    throw std::runtime_error("node '" + node.name + "' of type '" + node.type + "' " +
+                             std::string(fault));
   };
   // Outputs that nobody wants have no name, the first one too.
-  if (std::all_of(outputs.begin(), outputs.end(),
+  if (std::all_of(node.outputs.begin(), node.outputs.end(),
                   [](const std::string& output) { return output.empty(); }))
     fail("has no output");
-  if (type != "Constant" && (inputs.empty() || inputs[0].empty())) fail("has no input");
-  for (const std::string& input : inputs)
+  const bool is_constant = node.type == "Constant";
+  if (!is_constant && (node.inputs.empty() || node.inputs[0].empty())) fail("has no input");
+  for (const std::string& input : node.inputs)
     if (!input.empty() && graph.tensors.count(input) == 0)
       fail(std::string("takes '").append(input).append("', which nothing before it makes"));
-  graph.tensors.insert(outputs.begin(), outputs.end());
+  checkOnnxNode(node, graph.tensors);
+  if (!is_constant) made = {rankOfOutputs(node, graph.tensors), false, {}, {}};
+  for (const std::string& output : node.outputs) graph.tensors[output] = made;
 }
 
 // The sizes that a description of a tensor's shape gives.
@@ -257,18 +318,19 @@ OnnxInput parseInput(std::string_view message) {
 // Weights and inputs come after the nodes that take them.
 void checkGraph(std::string_view message, int nesting, Graph& graph) {
   if (nesting > kMostNesting) throw std::runtime_error("has graphs nested too deeply");
-  Field field, inner;
+  Field field;
   for (Fields fields(message); fields.next(field);) {
     if (!field.is_bytes) continue;
     if (field.number == 5) {
-      checkTensor(field.bytes);
-      for (Fields tensor(field.bytes); tensor.next(inner);)
-        if (inner.number == 8) graph.weights.emplace(inner.bytes);
+      const auto [name, tensor] = readTensor(field.bytes);
+      graph.weights.insert(name);
+      graph.tensors[name] = tensor;
     }
     if (field.number == 11) graph.inputs.push_back(parseInput(field.bytes));
   }
-  graph.tensors.insert(graph.weights.begin(), graph.weights.end());
-  for (const OnnxInput& input : graph.inputs) graph.tensors.insert(input.name);
+  // Inputs that are weights have the weights' shape, not what is said of the inputs.
+  for (const OnnxInput& input : graph.inputs)
+    graph.tensors.insert({input.name, {static_cast<int>(input.shape.size()), false, {}, {}}});
   for (Fields fields(message); fields.next(field);)
     if (field.number == 1 && field.is_bytes) checkNode(field.bytes, nesting, graph);
 }

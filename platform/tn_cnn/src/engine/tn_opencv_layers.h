@@ -1,4 +1,5 @@
-// What we change in layers while OpenCV imports a network: the rounding of their weights above all.
+// What we change in layers while OpenCV imports a network: the rounding of their weights,
+// and checks that they lack.
 #ifndef TN_CNN_SRC_ENGINE_TN_OPENCV_LAYERS_H_
 #define TN_CNN_SRC_ENGINE_TN_OPENCV_LAYERS_H_
 
@@ -14,7 +15,8 @@ namespace TarnCPU {
 bool canRoundWeights(const std::string& layer_type);
 
 // While it lives, layers that this thread's imports make get weights and biases of their own, rounded
-// first, and recurrent layers answer to their name.
+// first, layers that do not check what flows into them get that checked, and recurrent layers answer to
+// their name.
 //
 // It must be then: layers of several types copy or combine their weights as they are made, so that
 // changing them afterwards would do nothing. A layer may be made long after its import unless it is
