@@ -294,6 +294,16 @@ TEST(NetLoader, NumbersThatNoNetworkHasAreOneLine) {
   EXPECT_TRUE(KRNetLoader().LoadMemory(bytes.data(), bytes.size(), true));
 }
 
+// OpenCV's importer says where in OpenCV a fault arose.
+TEST(NetLoader, FaultsAreToldWithoutOpenCvsPlaces) {
+  const std::string bytes = write({"Transpose", {{"perm", {0, 0, 0, 0}}}, {}, {1, 3, 8, 8}, false, ""});
+  LogLines log;
+  EXPECT_FALSE(KRNetLoader().LoadMemory(bytes.data(), bytes.size(), true));
+  EXPECT_EQ(log.take(),
+            (Lines{"model in memory: Node [Transpose@ai.onnx]:(bad) parse error: Permute layer "
+                   "parameter contains duplicated orders."}));
+}
+
 TEST(NetLoader, CheckingKeepsNothingAndFailingForgets) {
   LogLines log;
   KRNetLoader loader;

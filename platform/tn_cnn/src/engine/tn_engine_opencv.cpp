@@ -6,7 +6,9 @@
 #include <map>
 #include <numeric>
 #include <opencv2/dnn.hpp>
+#include <sstream>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 #include "platform/tn_cnn/src/engine/tn_engine.h"
@@ -48,13 +50,45 @@ cv::dnn::Net importModel(const ModelFile& model, const Precisions& rounded) {
   return net;
 }
 
+// `text` without what stands from `first` to the end of the `last` that follows it, every time.
+std::string without(std::string_view text, std::string_view first, std::string_view last) {
+  std::string rest;
+  for (;;) {
+    const std::size_t begin = text.find(first);
+    const std::size_t end =
+        begin == std::string_view::npos ? begin : text.find(last, begin + first.size());
+    rest += text.substr(0, end == std::string_view::npos ? end : begin);
+    if (end == std::string_view::npos) return rest;
+    text.remove_prefix(end + last.size());
+  }
+}
+
+// The importer wraps a layer's fault, with its place in OpenCV, into its own:
+// "> Node [Conv@ai.onnx]:(onnx_node!a) parse error: OpenCV(4.6.0) ./modules/dnn/src/dnn.cpp:7: error:
+// (-215:Assertion failed) group > 0 in function 'f' >", with a line for each ">".
+std::string withoutPlaces(const std::string& fault) {
+  std::string text = without(fault, "OpenCV(", ": error: ");
+  text = without(text, "(-", ") ");
+  text = without(text, " in function '", "'");
+  text = without(text, "onnx_node", "!");
+  std::string plain;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    const char* const marks = " >:";
+    const std::size_t begin = line.find_first_not_of(marks), end = line.find_last_not_of(marks);
+    if (begin == std::string::npos) continue;
+    plain += (plain.empty() ? "" : ": ") + line.substr(begin, end + 1 - begin);
+  }
+  return plain.empty() ? fault : plain;
+}
+
 // Runs `body` with OpenCV's faults reduced to what they say: where in OpenCV they arose helps nobody.
 template <class Body>
 auto plainFaults(const Body& body) {
   try {
     return body();
   } catch (const cv::Exception& fault) {
-    throw std::runtime_error(fault.err);
+    throw std::runtime_error(withoutPlaces(fault.err));
   }
 }
 
