@@ -27,7 +27,6 @@ int layers(const LayersOptions& options) {
   requirePositive("--runs", options.runs);
   const ModelOptions& model = options.model;
   LayerTimes times;
-  catchInterrupts();
   {
     const CapturedLog log;
     const TarnCPU::LayerInferenceConfig config = readConfigFile(model.config);
@@ -43,6 +42,8 @@ int layers(const LayersOptions& options) {
     TarnCPU::TarnNetExtractor extractor = net.create_extractor();
     extractor.set_light_mode(true);
     const int last = extractor.get_last_layer_index();
+    // Loading cannot be cut short in between, so until here the first signal ends the program.
+    catchInterrupts();
     // The first run also allocates, so it does not count.
     for (std::int64_t run = 0; run <= options.runs && interruptSignal() == 0; ++run) {
       TarnCPU::Mat output;
