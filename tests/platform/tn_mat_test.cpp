@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <iterator>
@@ -139,6 +140,10 @@ TEST(Mat, ViewsOwnNothing) {
     EXPECT_EQ(plane.row(3)[4], 59.0f);
     plane.row(0)[0] = -1.0f;
     EXPECT_EQ(floats[40], -1.0f);
+
+    for (const auto& [w, h, c] : {std::array{0, 4, 3}, {5, -1, 3}, {5, 4, 0}})
+      EXPECT_TRUE(Mat::from_float_array(floats.data(), w, h, c, TensorShape::CHW, nullptr).empty());
+    EXPECT_FALSE(planes.empty());
 
     Mat pixels = Mat::from_float_array(floats.data(), 5, 4, 3, TensorShape::HWC, nullptr);
     EXPECT_EQ(pixels.row(2)[1], 31.0f);  // second channel of the first pixel

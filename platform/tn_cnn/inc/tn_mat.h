@@ -93,8 +93,8 @@ class TN_CNN_API Mat {
   /// The same, to read.
   const float* row(int y) const;
 
-  /// Whether there are no elements.
-  bool empty() const { return data == nullptr; }
+  /// Whether there are no elements: no data, or a size below 1, as views may have.
+  bool empty() const { return data == nullptr || total() == 0; }
   /// Elements in all channels.
   std::size_t total() const;
   /// Drops this tensor's share of the elements and becomes empty.

@@ -9,7 +9,7 @@ namespace TarnCPU {
 
 void TN_CV::cover_mid_img_with_littleImg_inMat_outFloatPointer(float* dst, int dst_width, int dst_height,
                                                                Mat little) {
-  // Its sizes may be below 0.
+  // Sizes may be below 0, those of views with data too.
   if (little.empty()) return;
   const std::ptrdiff_t x0 = (dst_width - little.w) / 2, y0 = (dst_height - little.h) / 2;
   const std::ptrdiff_t dst_plane = static_cast<std::ptrdiff_t>(dst_width) * dst_height;
