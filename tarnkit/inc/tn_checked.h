@@ -426,7 +426,8 @@ inline void getInMat(const Image& image, TarnCPU::Mat& out, int to_bgr, int widt
   rules::networkInput(image, width, height, work_a, work_b);
   TarnCPU::TN_CV::getInMat(&image.record, out, to_bgr, width, height, work_a.data, work_b.data);
 }
-/// As getInMat. The rectangle may reach outside the frame, and may be empty: then all is background.
+/// As getInMat. The rectangle may reach outside the frame, and may be empty: then all is background, but
+/// for NV12 and NV21, which come whole.
 inline void getInMat_m1(const Image& image, TarnCPU::Mat& out, int to_bgr, int width, int height,
                         Bytes work_a, Bytes work_b, int crop_left, int crop_top, int crop_right,
                         int crop_bottom, bool pad_grey) {
