@@ -65,9 +65,14 @@ const struct {
      1},
 };
 
-TEST_F(PrepareCommand, PicturesOfEveryOrientationComeUpright) {
+TEST_F(PrepareCommand, PhotographsOfEveryOrientationComeUpright) {
+  const cv::Mat photograph = cv::imread(TN_TEST_PHOTOGRAPH);
+  ASSERT_FALSE(photograph.empty());
   for (const int type : {CV_8UC1, CV_8UC3, CV_8UC4}) {
-    const cv::Mat upright = makePicture(48, 48, type);
+    cv::Mat upright = photograph(cv::Rect(300, 60, 480, 480)).clone();
+    if (type == CV_8UC1) cv::cvtColor(upright, upright, cv::COLOR_BGR2GRAY);
+    // Noise for alpha would show in any colour that took it.
+    if (type == CV_8UC4) cv::merge(std::vector{upright, makePicture(480, 480, CV_8UC1)}, upright);
     cv::Mat expected = upright;
     if (type != CV_8UC3)
       cv::cvtColor(upright, expected, type == CV_8UC1 ? cv::COLOR_GRAY2BGR : cv::COLOR_BGRA2BGR);
@@ -78,7 +83,7 @@ TEST_F(PrepareCommand, PicturesOfEveryOrientationComeUpright) {
       k.store(upright, stored);
       cv::imwrite(path("in.png"), stored);
       const ToolResult result =
-          tool("prepare in.png -o out.png --size 48x48 --orient " + std::to_string(k.orient));
+          tool("prepare in.png -o out.png --size 480x480 --orient " + std::to_string(k.orient));
       ASSERT_EQ(result.status, 0) << result.err;
       EXPECT_EQ(result.out + result.err, "");
       const cv::Mat actual = cv::imread(path("out.png"), cv::IMREAD_UNCHANGED);

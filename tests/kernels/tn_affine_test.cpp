@@ -296,4 +296,14 @@ TEST(AffineMeaning, TheReplicatingWarpWorksInPlace) {
   });
 }
 
+TEST(AffineDeathTest, MemoryForTheReplicatingWarpInPlaceThatCannotBeHadEndsTheProgram) {
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  // More bytes than half of what a size can count.
+  constexpr int kHuge = 1 << 30;
+  const float first = 0.0f;
+  const Mat both = Mat::from_float_array(&first, kHuge, kHuge, 3, TensorShape::CHW, nullptr);
+  EXPECT_DEATH(affine_sse_hwc(both, both, kIdentity.m),
+               tn_test::FailedCheck("false && \"malloc failed\"", "platform/tn_cnn/src/tn_mat", 60));
+}
+
 }  // namespace

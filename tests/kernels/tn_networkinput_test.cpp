@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cstring>
 #include <string>
@@ -206,11 +207,20 @@ TEST(NetworkInput, UnsupportedFormatsAreLoggedAndLeaveTheTensorAlone) {
     SCOPED_TRACE(format);
     const LogCatcher log;
     const _TN_Image image = {0, format, 4, 4, 0, nullptr};
-    unsigned char work_a[64], work_b[64];
-    TN_CV::getInMat(&image, out, 0, 4, 4, work_a, work_b);
+    std::array<unsigned char, 64> work_a, work_b, untouched;
+    untouched.fill(0xEE);
+    work_a = work_b = untouched;
+    TN_CV::getInMat(&image, out, 0, 4, 4, work_a.data(), work_b.data());
+    EXPECT_EQ(work_a, untouched);
     int left = 0, top = 0, right = 3, bottom = 3;
-    TN_CV::getInMat_m1(&image, out, 0, 4, 4, work_a, work_b, left, top, right, bottom, true);
-    ASSERT_EQ(log.lines.size(), 2u);
+    for (const bool grey : {true, false}) {
+      TN_CV::getInMat_m1(&image, out, 0, 4, 4, work_a.data(), work_b.data(), left, top, right, bottom,
+                         grey);
+      const unsigned char background = grey ? 128 : 0;
+      EXPECT_EQ(std::count(work_a.begin(), work_a.end(), background), 64) << "filled all the same";
+    }
+    EXPECT_EQ(work_b, untouched);
+    ASSERT_EQ(log.lines.size(), 3u);
     for (const Line& line : log.lines) {
       EXPECT_EQ(line.level, Tarn::LogLevel::kVerbose);
       EXPECT_EQ(line.tag, "Tarn");
@@ -362,11 +372,15 @@ TEST(Paste, CoversTheMiddleAndNothingElse) {
 
 TEST(Paste, AnEmptyTensorLeavesEverythingAsItWas) {
   static const Size sizes[] = {{-1, 5}, {5, -1}, {0, 5}, {5, 0}, {-1, -1}};
+  const float values[25] = {};
   for (const Size& size : sizes) {
     SCOPED_TRACE(testing::Message() << size.w << "x" << size.h);
     Guarded dst(4 * 3 * 8 * 6, 0xEE);
-    TN_CV::cover_mid_img_with_littleImg_inMat_outFloatPointer(dst.floats(), 8, 6,
-                                                              Mat(size.w, size.h, 3));
+    // A view has data whatever its sizes are.
+    const Mat view =
+        Mat::from_float_array(values, size.w, size.h, 3, TarnCPU::TensorShape::CHW, nullptr);
+    for (const Mat& little : {Mat(size.w, size.h, 3), view})
+      TN_CV::cover_mid_img_with_littleImg_inMat_outFloatPointer(dst.floats(), 8, 6, little);
     EXPECT_TRUE(std::all_of(dst.data(), dst.data() + dst.size(), [](int byte) { return byte == 0xEE; }));
   }
 }
