@@ -449,6 +449,9 @@ class TarnYUVToolKit {
                  int dst_height)
       : sizes_(checkedSizes({src_width, src_height, src_uv_width, dst_width, dst_height})),
         toolkit_(src_width, src_height, src_uv_width, src_uv_height, dst_width, dst_height) {}
+  /// Neither copied nor assigned: assignment of Tarn::TarnYUVToolKit shares memory that both then free.
+  TarnYUVToolKit(const TarnYUVToolKit&) = delete;
+  TarnYUVToolKit& operator=(const TarnYUVToolKit&) = delete;
 
   /// The colour matrix, as Tarn::TarnYUVToolKit::getCvtMat.
   const _ConvertMatrixFromYUV getCvtMat() const { return toolkit_.getCvtMat(); }
