@@ -336,6 +336,7 @@ inline void warp(void (*routine)(TarnCPU::Mat, TarnCPU::Mat, const float*), cons
   }
   if (!may_overlap)
     apart("dst", dst.data, written * sizeof(float), "src", src.data, read * sizeof(float));
+  apart("dst", dst.data, written * sizeof(float), "matrix", matrix.data, 6 * sizeof(float));
   routine(src, dst, matrix.data);
 }
 
@@ -357,7 +358,8 @@ inline void cover_mid_img_with_littleImg_inMat_outFloatPointer(Floats dst, int d
                                                                      little);
 }
 
-// The tensors have their own word for their sizes, which must go together. matrix: six floats.
+// The tensors have their own word for their sizes, which must go together. matrix: six floats, apart
+// from dst.
 /// Checked form of ::affine.
 inline void affine(const TarnCPU::Mat& src, const TarnCPU::Mat& dst, ConstFloats matrix) {
   rules::warp(::affine, src, dst, matrix, false, false);

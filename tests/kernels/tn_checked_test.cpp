@@ -454,6 +454,15 @@ TEST(CheckedInput, SentencesNameTheArgumentAndWhatItMustBe) {
          checked::affine(small, apart, {identity.data(), 20});
        },
        "matrix holds 20 bytes; a 2x3 matrix needs 24"},
+      // Its last float is the first of dst; its first the last of dst, which src may be too.
+      {[&] {
+         checked::affine_optimized(small, apart, {memory.data() + 245, 24});
+       },
+       "dst overlaps matrix; the two must lie apart"},
+      {[&] {
+         checked::affine_sse_hwc(small, small, {memory.data() + 35, 24});
+       },
+       "dst overlaps matrix; the two must lie apart"},
       {[&] { checked::affine(small, beside, matrix); }, "dst overlaps src; the two must lie apart"},
       {[&] { checked::affine_sse(small, beside, matrix); }, "dst overlaps src; the two must lie apart"},
       {[&] { checked::affine_optimized(floatsAt(bytes, 4, 3, 2), apart, matrix); },
