@@ -2,13 +2,14 @@
 /// The routines of this library for callers that cannot vouch for their sizes: tools that read files,
 /// bindings to other languages.
 ///
-/// Each function has the name of the routine that it calls and takes views, a pointer and the bytes
-/// there, where that one takes pointers. Before the call it checks the formats, the sizes, that there is
-/// room for everything that the routine reads and writes, documented over-reach included, that source,
-/// destination and work buffers lie apart, and that rectangles lie where they must. Of a violation it
-/// throws std::invalid_argument with one sentence, such as "src holds 3110399 bytes; a 1920x1080 NV12
-/// frame needs 3110400"; nothing is touched then. Nothing is copied, and the checks take some
-/// nanoseconds a call.
+/// Each function has the name of the routine that it calls (of two with one name, that of tn_resize.h
+/// has cnn_ in front) and takes views, a pointer and the bytes there, where that one takes pointers.
+/// Before the call it checks the formats, the sizes, that there is room for everything that the routine
+/// reads and writes, documented over-reach included, that source, destination, matrix and work
+/// buffers lie apart, and that rectangles lie where they must. Of a violation it throws
+/// std::invalid_argument with one sentence, such as "src holds 3110399 bytes; a 1920x1080 NV12 frame
+/// needs 3110400"; nothing is touched then. Nothing is copied, and the checks take some nanoseconds a
+/// call.
 ///
 /// Stricter than the routines: sizes and counts below 1 are refused, not passed over; sides go up to
 /// kLargestSide, and no buffer may need more than kMostElements elements. Checked are the sizes given;
@@ -242,6 +243,10 @@ inline void resize_bilinear_c2(ConstBytes src, int sw, int sh, Bytes dst, int dw
 /// Checked form of TarnCPU::resize_bilinear_c1.
 inline void resize_bilinear_c1(ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh) {
   rules::resize(TarnCPU::resize_bilinear_c1, src, sw, sh, dst, dw, dh, 1);
+}
+/// Checked form of TarnCPU::resize_bilinear_c2, which has the name of its twin above.
+inline void cnn_resize_bilinear_c2(ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh) {
+  rules::resize(TarnCPU::resize_bilinear_c2, src, sw, sh, dst, dw, dh, 2);
 }
 /// Checked form of TarnCPU::resize_bilinear_c3.
 inline void resize_bilinear_c3(ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh) {

@@ -221,6 +221,10 @@ TEST(Checked, SentencesNameTheArgumentAndWhatItMustBe) {
          checked::resize_bilinear_c3({kNowhere, 35}, 4, 3, kTo, 8, 8);
        },
        "src holds 35 bytes; a 4x3 picture of 3 channels needs 36"},
+      {[] {
+         checked::cnn_resize_bilinear_c2({kNowhere, 23}, 4, 3, kTo, 8, 8);
+       },
+       "src holds 23 bytes; a 4x3 picture of 2 channels needs 24"},
       {[] { checked::resize_nearest_c1(kFrom, 4, 0, kTo, 8, 8); },
        "sh is 0; it must be from 1 to 16777216"},
       {[] { checked::crop_resize_nearest_c1(kFrom, 4, 4, kTo, 8, 8, 3, 0, 2, 4); },
