@@ -268,13 +268,13 @@ TEST(Checked, SentencesNameTheArgumentAndWhatItMustBe) {
   for (const auto& c : cases) EXPECT_EQ(refusal(c.call), c.sentence);
 }
 
-// Assignment would leave two owners of the same memory.
-static_assert(!std::is_copy_constructible_v<checked::TarnYUVToolKit>);
-static_assert(!std::is_copy_assignable_v<checked::TarnYUVToolKit>);
-
 Image imageOf(int pix_fmt, int width, int height, void* data, std::size_t bytes) {
   return {{0, pix_fmt, width, height, 0, data}, bytes};
 }
+
+// Assignment would leave two owners of the same memory.
+static_assert(!std::is_copy_constructible_v<checked::TarnYUVToolKit>);
+static_assert(!std::is_copy_assignable_v<checked::TarnYUVToolKit>);
 
 TEST(CheckedToolKit, SentencesNameTheRecordAndWhatItMustBe) {
   checked::TarnYUVToolKit kit(1920, 1080, 960, 540, 32, 32);
