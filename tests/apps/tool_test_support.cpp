@@ -5,36 +5,19 @@
 #include <fstream>
 #include <iterator>
 
+#include "tests/support/test_support.h"
+
 #if defined(TARNKIT_MEDIA)
 #include "apps/video/video_reader.h"
 #endif
 
-#if defined(_WIN32)
-#include <process.h>
-#else
+#if !defined(_WIN32)
 #include <sys/wait.h>
-#include <unistd.h>
 #endif
 
 namespace tn_test {
-namespace {
 
-int processId() {
-#if defined(_WIN32)
-  return _getpid();
-#else
-  return getpid();
-#endif
-}
-
-}  // namespace
-
-ToolTest::ToolTest() {
-  const testing::TestInfo* const test = testing::UnitTest::GetInstance()->current_test_info();
-  folder_ = std::filesystem::temp_directory_path() /
-            (std::string("tarnkit-") + test->name() + "-" + std::to_string(processId()));
-  std::filesystem::create_directories(folder_);
-}
+ToolTest::ToolTest() : folder_(TempPath()) { std::filesystem::create_directories(folder_); }
 
 ToolTest::~ToolTest() {
   std::error_code ignored;

@@ -8,6 +8,7 @@
 #include <functional>
 #include <limits>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "tests/support/test_support.h"
@@ -220,6 +221,10 @@ TEST(Checked, SentencesNameTheArgumentAndWhatItMustBe) {
          checked::resize_bilinear_c3({kNowhere, 35}, 4, 3, kTo, 8, 8);
        },
        "src holds 35 bytes; a 4x3 picture of 3 channels needs 36"},
+      {[] {
+         checked::cnn_resize_bilinear_c2({kNowhere, 23}, 4, 3, kTo, 8, 8);
+       },
+       "src holds 23 bytes; a 4x3 picture of 2 channels needs 24"},
       {[] { checked::resize_nearest_c1(kFrom, 4, 0, kTo, 8, 8); },
        "sh is 0; it must be from 1 to 16777216"},
       {[] { checked::crop_resize_nearest_c1(kFrom, 4, 4, kTo, 8, 8, 3, 0, 2, 4); },
@@ -266,6 +271,10 @@ TEST(Checked, SentencesNameTheArgumentAndWhatItMustBe) {
 Image imageOf(int pix_fmt, int width, int height, void* data, std::size_t bytes) {
   return {{0, pix_fmt, width, height, 0, data}, bytes};
 }
+
+// Assignment would leave two owners of the same memory.
+static_assert(!std::is_copy_constructible_v<checked::TarnYUVToolKit>);
+static_assert(!std::is_copy_assignable_v<checked::TarnYUVToolKit>);
 
 TEST(CheckedToolKit, SentencesNameTheRecordAndWhatItMustBe) {
   checked::TarnYUVToolKit kit(1920, 1080, 960, 540, 32, 32);
@@ -449,6 +458,15 @@ TEST(CheckedInput, SentencesNameTheArgumentAndWhatItMustBe) {
          checked::affine(small, apart, {identity.data(), 20});
        },
        "matrix holds 20 bytes; a 2x3 matrix needs 24"},
+      // Its last float is the first of dst; its first the last of dst, which src may be too.
+      {[&] {
+         checked::affine_optimized(small, apart, {memory.data() + 245, 24});
+       },
+       "dst overlaps matrix; the two must lie apart"},
+      {[&] {
+         checked::affine_sse_hwc(small, small, {memory.data() + 35, 24});
+       },
+       "dst overlaps matrix; the two must lie apart"},
       {[&] { checked::affine(small, beside, matrix); }, "dst overlaps src; the two must lie apart"},
       {[&] { checked::affine_sse(small, beside, matrix); }, "dst overlaps src; the two must lie apart"},
       {[&] { checked::affine_optimized(floatsAt(bytes, 4, 3, 2), apart, matrix); },

@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "tests/support/log_lines.h"
+#include "tests/support/test_support.h"
 #include "tn_cnn.h"
 
 namespace {
@@ -32,11 +33,7 @@ std::string readFile(const std::string& path) {
 // A file of its own for each test, gone afterwards.
 class TempFile {
  public:
-  TempFile()
-      : path_((std::filesystem::temp_directory_path() /
-               (std::string("tn_net_test-") +
-                testing::UnitTest::GetInstance()->current_test_info()->name() + ".onnx"))
-                  .string()) {}
+  TempFile() : path_(tn_test::TempPath(".onnx")) {}
   TempFile(const TempFile&) = delete;
   TempFile& operator=(const TempFile&) = delete;
   ~TempFile() { std::filesystem::remove(path_); }

@@ -50,6 +50,10 @@ void ForEachTarget(const std::function<void()>& body);
 // condition: a pattern itself, of what GoogleTest understands everywhere: no groups, no alternatives.
 std::string FailedCheck(const std::string& condition, const std::string& file, int line);
 
+// A path in the folder for temporary files that no other test has, nor the same test of another
+// checkout. Whoever makes something there removes it.
+std::string TempPath(const std::string& ending = {});
+
 }  // namespace tn_test
 
 #endif  // TN_KITS_TESTS_SUPPORT_TEST_SUPPORT_H_
