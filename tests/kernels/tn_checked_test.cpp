@@ -46,10 +46,11 @@ float* floatsOf(std::uint8_t* bytes) { return reinterpret_cast<float*>(bytes); }
 const std::vector<Routine>& routines() {
   static const std::vector<Routine> all = [] {
     std::vector<Routine> list;
-    const auto add = [&](const char* name, std::size_t read, std::size_t written, auto checked,
-                         auto plain, auto call) {
-      list.push_back({name, read, written, [=](ConstBytes src, Bytes dst) { call(checked, src, dst); },
-                      [=](ConstBytes src, Bytes dst) { call(plain, src.data, dst.data); }});
+    const auto add = [&](const char* name, std::size_t read, std::size_t written, auto checked_form,
+                         auto plain_form, auto call) {
+      list.push_back({name, read, written,
+                      [=](ConstBytes src, Bytes dst) { call(checked_form, src, dst); },
+                      [=](ConstBytes src, Bytes dst) { call(plain_form, src.data, dst.data); }});
     };
     const auto of_size = [](auto f, auto src, auto dst) { f(src, 5, 3, dst); };
     add("nv12", 35, 75, checked::nv12_to_rgb_fast_asm, TN_CV::nv12_to_rgb_fast_asm, of_size);
