@@ -49,6 +49,30 @@ ToolResult ToolTest::tool(const std::string& arguments, const std::string& befor
   return {status, read("stdout.txt"), read("stderr.txt")};
 }
 
+std::map<std::string, std::string> ToolTest::files() const {
+  std::map<std::string, std::string> found;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder_)) {
+    const std::string name = std::filesystem::relative(entry.path(), folder_).string();
+    if (name != "stdout.txt" && name != "stderr.txt")
+      found[name] = entry.is_regular_file() ? read(name) : "";
+  }
+  return found;
+}
+
+void ToolTest::expectRefused(const std::string& command, const std::vector<Refusal>& refusals,
+                             int status) const {
+  const std::map<std::string, std::string> before = files();
+  for (const Refusal& refusal : refusals) {
+    SCOPED_TRACE(command + refusal.arguments);
+    const ToolResult result = tool(command + refusal.arguments);
+    EXPECT_EQ(result.status, status);
+    EXPECT_TRUE(isOneLineWith(result.err, refusal.fault));
+    EXPECT_TRUE(status != 2 || isOneLineWith(result.err, command + "--help')"));
+    EXPECT_EQ(result.out, "");
+    EXPECT_TRUE(files() == before) << "a file was made or changed";
+  }
+}
+
 void ToolTest::makeSample(int frames, const std::string& size) const {
   const ToolResult made = tool("sample walk.mp4 --detections walk.txt --frames " +
                                std::to_string(frames) + " --frame " + size);

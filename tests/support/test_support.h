@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 namespace tn_test {
@@ -45,6 +46,17 @@ Guarded RandomBytes(std::size_t size, std::uint32_t seed = 1);
 // dispatch restricted to it: once with the unreadable page behind each Guarded that it makes, and once
 // with the page in front. A failure names the set and the place.
 void ForEachTarget(const std::function<void()>& body);
+
+// What a call throws as an invalid argument; empty when it passes.
+template <class Call>
+std::string FaultOf(const Call& call) {
+  try {
+    call();
+  } catch (const std::invalid_argument& fault) {
+    return fault.what();
+  }
+  return {};
+}
 
 // The pattern of what a failed check prints when it ends the process; C libraries word it differently.
 // condition: a pattern itself, of what GoogleTest understands everywhere: no groups, no alternatives.
