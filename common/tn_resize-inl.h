@@ -205,11 +205,16 @@ template <int kC>
 BuildFunction PrepareColumns(const std::int32_t* sources, std::size_t samples, std::ptrdiff_t row_bytes,
                              const Columns& columns) {
   using Samples = TapSamples<kC>;
-  const auto prepare = windowsHold<Samples, 1>(sources, samples)   ? PrepareWindows<kC, 1>
-                       : kC == 4                                   ? PreparePixelPairs
-                       : windowsHold<Samples, 2>(sources, samples) ? PrepareWindows<kC, 2>
-                       : windowsHold<Samples, 4>(sources, samples) ? PrepareWindows<kC, 4>
-                                                                   : PrepareWindows<kC, 8>;
+  const auto prepare = [&] {
+    if (windowsHold<Samples, 1>(sources, samples)) return PrepareWindows<kC, 1>;
+    if constexpr (kC == 4) {
+      return PreparePixelPairs;
+    } else {
+      if (windowsHold<Samples, 2>(sources, samples)) return PrepareWindows<kC, 2>;
+      if (windowsHold<Samples, 4>(sources, samples)) return PrepareWindows<kC, 4>;
+      return PrepareWindows<kC, 8>;
+    }
+  }();
   return prepare(sources, samples, row_bytes, columns);
 }
 

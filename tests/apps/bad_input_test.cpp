@@ -183,6 +183,25 @@ TEST_F(BadInput, AFullDiskIsReported) {
   EXPECT_TRUE(isOneLineWith(help.err, "standard output: cannot be written: No space left on device"));
 }
 
+// A limit on the size of files stands in for a disk that fills up midway.
+TEST_F(BadInput, WhatWasWrittenBeforeTheDiskFilledUpStaysWhole) {
+  makeSample(150);
+  const std::string limit = "ulimit -f 16 &&";
+  const ToolResult tracked = tool("track walk.txt --frame 320x240 -o out.txt", limit);
+  EXPECT_EQ(tracked.status, 1);
+  EXPECT_TRUE(isOneLineWith(tracked.err, "out.txt: cannot be written: File too large"));
+  const MotFrames frames = readMotFrames(path("out.txt"));
+  EXPECT_GT(frames.size(), 20u);
+  EXPECT_LT(frames.size(), 150u);
+  for (const auto& [number, boxes] : frames) EXPECT_EQ(boxes.size(), 4u) << "frame " << number;
+  EXPECT_EQ(read("out.txt").back(), '\n');
+
+  const ToolResult ran = tool("run walk.mp4 --detector mot:walk.txt -o out.mp4", limit);
+  EXPECT_EQ(ran.status, 1);
+  EXPECT_TRUE(isOneLineWith(ran.err, "out.mp4: cannot be written: File too large"));
+  EXPECT_GT(countFrames(path("out.mp4")), 0);
+}
+
 // Starts the tool in the background with standard output going to `out` and standard input from `in`.
 pid_t startTool(const std::vector<std::string>& arguments, int out, const std::string& err,
                 int in = STDIN_FILENO) {

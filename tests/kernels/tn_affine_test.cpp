@@ -199,7 +199,8 @@ TEST(Affine, SourcesThatDoNotCountAreNotRead) {
 }
 
 TEST(Affine, NothingToWriteTouchesNothing) {
-  static const int sizes[][3] = {{0, 4, 3}, {4, 0, 3}, {-1, 4, 3}, {4, -2147483647, 3}, {4, 4, 0}};
+  static const int sizes[][3] = {{0, 4, 3},           {4, 0, 3}, {-1, 4, 3},
+                                 {4, -2147483647, 3}, {4, 4, 0}, {9, 9, -1}};
   ForEachTarget([] {
     for (const auto& size : sizes) {
       const Mat none =

@@ -701,7 +701,9 @@ TEST(Reach, EveryRoutineOfPixelsIsCheckedHashedAndFuzzed) {
       {"fuzz target", "fuzz", std::regex(R"(.*_fuzz\.cpp)"), {}},
   };
   const Names routines = routinesWithBuffers();
+  for (const std::string& name : without) EXPECT_EQ(routines.count(name), 1u) << name;
   for (const auto& place : places) {
+    for (const std::string& name : place.without) EXPECT_EQ(routines.count(name), 1u) << name;
     Names names;
     for (const auto& entry :
          std::filesystem::directory_iterator(std::string(TN_SOURCE "/") + place.folder))

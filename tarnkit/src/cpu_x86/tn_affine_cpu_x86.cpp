@@ -520,7 +520,7 @@ Mat copyOf(const Mat& mat) {
 
 template <class Terms>
 void warpAnySizes(const Mat& src, const Mat& dst, const float* matrix) {
-  if (dst.w < 1 || dst.h < 1) return;
+  if (dst.w < 1 || dst.h < 1 || dst.c < 1) return;
   warp<Terms>(src, std::max(src.w, 0), std::max(src.h, 0), dst, dst.c, matrix);
 }
 

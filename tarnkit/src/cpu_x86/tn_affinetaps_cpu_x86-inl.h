@@ -2,10 +2,10 @@
 // pixels. To be included in a file that is compiled again for every CPU target.
 //
 // Hardware gathers are no help: many processors carry them out tap by tap in microcode. A vector of
-// AVX-512 is a block of 4x4 pixels instead, whose taps lie in a window of 8x8 source pixels wherever the
-// warp shrinks by less than two, however it turns: eight loads fetch the window, lookups in registers
-// pick the taps. Everything else loads the two neighbours of a row as one piece. Gathers are left for
-// what few pixels have taps outside.
+// AVX-512 is a block of 4x4 pixels instead, whose taps lie in a window of 8x8 source pixels where the
+// warp shrinks by less than 1.4, however it turns (by less than 2 where it does not): eight loads fetch
+// the window, lookups in registers pick the taps. Everything else loads the two neighbours of a row as
+// one piece. Gathers are left for what few pixels have taps outside.
 #if defined(TN_KITS_TARNKIT_SRC_CPU_X86_TN_AFFINETAPS_INL_H_) == defined(HWY_TARGET_TOGGLE)
 #ifdef TN_KITS_TARNKIT_SRC_CPU_X86_TN_AFFINETAPS_INL_H_
 #undef TN_KITS_TARNKIT_SRC_CPU_X86_TN_AFFINETAPS_INL_H_
@@ -175,14 +175,13 @@ class Window {
     }
   };
   HWY_INLINE Pixels load(const float* plane) const {
-    const float* from = plane + std::ptrdiff_t{top_} * width_ + left_;
-    Pixels pixels;
-    for (__m512& two : pixels.rows) {
-      two = _mm512_insertf32x8(_mm512_castps256_ps512(_mm256_loadu_ps(from)),
-                               _mm256_loadu_ps(from + width_), 1);
-      from += 2 * std::ptrdiff_t{width_};
-    }
-    return pixels;
+    const std::ptrdiff_t pitch = width_;
+    const float* const from = plane + top_ * pitch + left_;
+    const auto rows = [&](int row) HWY_ATTR {
+      return _mm512_insertf32x8(_mm512_castps256_ps512(_mm256_loadu_ps(from + row * pitch)),
+                                _mm256_loadu_ps(from + (row + 1) * pitch), 1);
+    };
+    return {{rows(0), rows(2), rows(4), rows(6)}};
   }
 
  private:
