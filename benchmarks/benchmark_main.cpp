@@ -4,12 +4,16 @@
 #include "benchmarks/benchmark_main.h"
 
 #include <benchmark/benchmark.h>
+#include <hwy/aligned_allocator.h>
 #include <hwy/highway.h>
 #include <hwy/targets.h>
 
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <random>
+#include <utility>
 
 namespace {
 
@@ -31,7 +35,52 @@ bool limitInstructionSets(const char* limit) {
   return false;
 }
 
+struct PixelBuffers {
+  static constexpr std::size_t kBytes = std::size_t{1920} * 1080 * 3 * sizeof(float);
+  hwy::AlignedFreeUniquePtr<std::uint8_t[]> source = hwy::AllocateAligned<std::uint8_t>(kBytes);
+  hwy::AlignedFreeUniquePtr<std::uint8_t[]> destination = hwy::AllocateAligned<std::uint8_t>(kBytes);
+
+  PixelBuffers() {
+    std::mt19937 random(7);
+    for (std::size_t i = 0; i < kBytes; ++i) source[i] = static_cast<std::uint8_t>(random() >> 24);
+    std::memset(destination.get(), 0, kBytes);
+  }
+};
+
+const PixelBuffers& pixelBuffers() {
+  static const PixelBuffers buffers;
+  return buffers;
+}
+
 }  // namespace
+
+void addRow(const std::string& row, const char* contestant, std::function<void()> job) {
+  benchmark::RegisterBenchmark((row + "/" + contestant).c_str(), [job = std::move(job)](
+                                                                     benchmark::State& state) {
+    for (auto _ : state) {
+      job();
+      benchmark::ClobberMemory();
+    }
+  })->Unit(benchmark::kMicrosecond);
+}
+
+std::uint8_t* sourceBytes() { return pixelBuffers().source.get(); }
+std::uint8_t* destinationBytes() { return pixelBuffers().destination.get(); }
+
+void addLimit(const std::string& row, std::size_t bytes_read, std::size_t bytes_written) {
+  const std::size_t bytes = (bytes_read + bytes_written) / 2;
+  addRow(row, "memcpy", [bytes] { std::memcpy(destinationBytes(), sourceBytes(), bytes); });
+}
+
+std::vector<std::uint8_t> cameraFrame(std::size_t bytes, int row_bytes) {
+  std::vector<std::uint8_t> frame(bytes);
+  std::mt19937 random(7);
+  for (std::size_t i = 0; i < bytes; ++i)
+    frame[i] = static_cast<std::uint8_t>(i % static_cast<std::size_t>(row_bytes) / 10 + random() % 16);
+  return frame;
+}
+
+std::string sizeName(int w, int h) { return std::to_string(w) + "x" + std::to_string(h); }
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);

@@ -1,6 +1,5 @@
 // The colour kernels beside the libraries that people would otherwise use, and beside a memcpy that
 // moves as many bytes (half of them read, half written) as the job must at least move: the limit.
-#include <benchmark/benchmark.h>
 #include <libyuv.h>
 
 #include <cstdint>
@@ -10,6 +9,7 @@
 #include <opencv2/imgproc.hpp>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 extern "C" {
@@ -54,14 +54,7 @@ struct Frame {
 };
 
 void add(const Frame& f, const std::string& row, const char* contestant, std::function<void()> job) {
-  const std::string name =
-      row + " " + std::to_string(f.w) + "x" + std::to_string(f.h) + "/" + contestant;
-  benchmark::RegisterBenchmark(name.c_str(), [job = std::move(job)](benchmark::State& state) {
-    for (auto _ : state) {
-      job();
-      benchmark::ClobberMemory();
-    }
-  });
+  addRow(row + " " + sizeName(f.w, f.h), contestant, std::move(job));
 }
 
 void addLimit(const Frame& f, const std::string& row, int bytes_moved) {

@@ -11,7 +11,6 @@
 #include <memory>
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -25,15 +24,6 @@ using Bytes = std::vector<std::uint8_t>;
 
 constexpr int kSourceWidth = 1920, kSourceHeight = 1080, kSide = 640;
 constexpr int kPixels = kSide * kSide;
-
-// A smooth picture with a little noise, as cameras give it.
-Bytes makeFrame(std::size_t size) {
-  Bytes frame(size);
-  std::mt19937 random(7);
-  for (std::size_t i = 0; i < size; ++i)
-    frame[i] = static_cast<std::uint8_t>(i % kSourceWidth / 10 + random() % 16);
-  return frame;
-}
 
 struct Format {
   const char* name;
@@ -51,7 +41,7 @@ std::size_t frameBytes(const Format& format) {
 }
 
 void ours(benchmark::State& state, const Format& format, bool turned) {
-  Bytes frame = makeFrame(frameBytes(format));
+  Bytes frame = cameraFrame(frameBytes(format), kSourceWidth);
   Bytes work_a(4 * kPixels), work_b(4 * kPixels);
   const _TN_Image image = {
       turned ? TN_ORIENT_ROTATE_90 : 0u, format.code, kSourceWidth, kSourceHeight, 0, frame.data()};
@@ -226,7 +216,7 @@ class Composed {
 };
 
 void composed(benchmark::State& state, const Format& format, const Composition& how) {
-  Bytes frame = makeFrame(frameBytes(format));
+  Bytes frame = cameraFrame(frameBytes(format), kSourceWidth);
   Composed job(format, how);
   for (auto _ : state) {
     job.run(frame.data());

@@ -6,11 +6,8 @@
 #include <libyuv.h>
 
 #include <cstdint>
-#include <cstring>
-#include <functional>
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -19,47 +16,10 @@
 
 namespace {
 
-using Job = std::function<void()>;
-
-constexpr int kMaxWidth = 1920, kMaxHeight = 1080;
-constexpr std::size_t kBufferBytes = std::size_t{kMaxWidth} * kMaxHeight * 4;
-
-// All contestants use the same two buffers, so none is favoured by where its pages happen to lie.
-std::uint8_t* source() {
-  static std::vector<std::uint8_t> bytes = [] {
-    std::vector<std::uint8_t> filled(kBufferBytes);
-    std::mt19937 random(7);
-    for (std::uint8_t& byte : filled) byte = static_cast<std::uint8_t>(random() >> 24);
-    return filled;
-  }();
-  return bytes.data();
-}
-std::uint8_t* destination() {
-  static std::vector<std::uint8_t> bytes(kBufferBytes);
-  return bytes.data();
-}
-
-void add(const std::string& row, const char* contestant, Job job) {
-  benchmark::RegisterBenchmark((row + "/" + contestant).c_str(), [job](benchmark::State& state) {
-    for (auto _ : state) {
-      job();
-      benchmark::ClobberMemory();
-    }
-  })->Unit(benchmark::kMicrosecond);
-}
-
-void addLimit(const std::string& row, std::size_t bytes_read, std::size_t bytes_written) {
-  // A copy reads and writes the same number of bytes; where the job's two differ, it moves half their
-  // sum.
-  const std::size_t bytes = (bytes_read + bytes_written) / 2;
-  add(row, "memcpy", [bytes] { std::memcpy(destination(), source(), bytes); });
-}
-
 cv::Mat image(std::uint8_t* pixels, int w, int h, int c) { return cv::Mat(h, w, CV_8UC(c), pixels); }
 
 std::string rowName(const char* name, int sw, int sh, int dw, int dh) {
-  return std::string(name) + " " + std::to_string(sw) + "x" + std::to_string(sh) + " to " +
-         std::to_string(dw) + "x" + std::to_string(dh);
+  return std::string(name) + " " + sizeName(sw, sh) + " to " + sizeName(dw, dh);
 }
 
 std::size_t pixels(int w, int h) { return static_cast<std::size_t>(w) * static_cast<std::size_t>(h); }
@@ -68,19 +28,22 @@ using Resize = void (*)(const unsigned char*, int, int, unsigned char*, int, int
 
 void addPeers(const std::string& row, int c, int sw, int sh, int dw, int dh, int interpolation,
               libyuv::FilterMode filter) {
-  add(row, "opencv", [=] {
-    cv::Mat out = image(destination(), dw, dh, c);
-    cv::resize(image(source(), sw, sh, c), out, cv::Size(dw, dh), 0, 0, interpolation);
+  addRow(row, "opencv", [=] {
+    cv::Mat out = image(destinationBytes(), dw, dh, c);
+    cv::resize(image(sourceBytes(), sw, sh, c), out, cv::Size(dw, dh), 0, 0, interpolation);
   });
   if (c == 1)
-    add(row, "libyuv",
-        [=] { libyuv::ScalePlane(source(), sw, sw, sh, destination(), dw, dw, dh, filter); });
+    addRow(row, "libyuv", [=] {
+      libyuv::ScalePlane(sourceBytes(), sw, sw, sh, destinationBytes(), dw, dw, dh, filter);
+    });
   else if (c == 2)
-    add(row, "libyuv",
-        [=] { libyuv::UVScale(source(), 2 * sw, sw, sh, destination(), 2 * dw, dw, dh, filter); });
+    addRow(row, "libyuv", [=] {
+      libyuv::UVScale(sourceBytes(), 2 * sw, sw, sh, destinationBytes(), 2 * dw, dw, dh, filter);
+    });
   else if (c == 4)
-    add(row, "libyuv",
-        [=] { libyuv::ARGBScale(source(), 4 * sw, sw, sh, destination(), 4 * dw, dw, dh, filter); });
+    addRow(row, "libyuv", [=] {
+      libyuv::ARGBScale(sourceBytes(), 4 * sw, sw, sh, destinationBytes(), 4 * dw, dw, dh, filter);
+    });
   addLimit(row, pixels(sw, sh) * static_cast<std::size_t>(c),
            pixels(dw, dh) * static_cast<std::size_t>(c));
 }
@@ -97,14 +60,15 @@ void addBilinear(int sw, int sh, int dw, int dh) {
   for (const auto& kernel : kernels) {
     const std::string row = rowName(kernel.name, sw, sh, dw, dh);
     const Resize resize = kernel.resize;
-    add(row, "tn_kits", [=] { resize(source(), sw, sh, destination(), dw, dh); });
+    addRow(row, "tn_kits", [=] { resize(sourceBytes(), sw, sh, destinationBytes(), dw, dh); });
     addPeers(row, kernel.c, sw, sh, dw, dh, cv::INTER_LINEAR, libyuv::kFilterBilinear);
   }
 }
 
 void addNearest(int sw, int sh, int dw, int dh) {
   const std::string row = rowName("resize_nearest_c1", sw, sh, dw, dh);
-  add(row, "tn_kits", [=] { TarnCPU::resize_nearest_c1(source(), sw, sh, destination(), dw, dh); });
+  addRow(row, "tn_kits",
+         [=] { TarnCPU::resize_nearest_c1(sourceBytes(), sw, sh, destinationBytes(), dw, dh); });
   addPeers(row, 1, sw, sh, dw, dh, cv::INTER_NEAREST, libyuv::kFilterNone);
 }
 
@@ -123,11 +87,12 @@ void addCropNearest(int sw, int sh, int dw, int dh) {
     const std::string row = rowName(kernel.name, sw, sh, dw, dh);
     const Crop crop = kernel.crop;
     const int c = kernel.c;
-    add(row, "tn_kits",
-        [=] { crop(source(), sw, sh, destination(), dw, dh, left, 0, left + cw - 1, sh - 1); });
-    add(row, "opencv", [=] {
-      cv::Mat out = image(destination(), dw, dh, c);
-      cv::resize(image(source(), sw, sh, c)(cv::Rect(left, 0, cw, sh)), out, cv::Size(dw, dh), 0, 0,
+    addRow(row, "tn_kits", [=] {
+      crop(sourceBytes(), sw, sh, destinationBytes(), dw, dh, left, 0, left + cw - 1, sh - 1);
+    });
+    addRow(row, "opencv", [=] {
+      cv::Mat out = image(destinationBytes(), dw, dh, c);
+      cv::resize(image(sourceBytes(), sw, sh, c)(cv::Rect(left, 0, cw, sh)), out, cv::Size(dw, dh), 0, 0,
                  cv::INTER_NEAREST);
     });
     addLimit(row, pixels(cw, sh) * static_cast<std::size_t>(c),
@@ -137,35 +102,35 @@ void addCropNearest(int sw, int sh, int dw, int dh) {
 
 // The peers write into planes that they are given; ours asks for its tensor's memory each time.
 void addTensor(const char* name, int type, int c, int w, int h) {
-  const std::string row = std::string(name) + " " + std::to_string(w) + "x" + std::to_string(h);
+  const std::string row = std::string(name) + " " + sizeName(w, h);
   const auto planes = [=] {
     std::vector<cv::Mat> out;
-    float* const first = reinterpret_cast<float*>(destination());
+    float* const first = reinterpret_cast<float*>(destinationBytes());
     for (int k = 0; k < 3; ++k)
       out.emplace_back(h, w, CV_32FC1, first + pixels(w, h) * static_cast<std::size_t>(k));
     return out;
   };
   const int dropped = c - 3;
-  add(row, "tn_kits", [=] {
-    const TarnCPU::Mat tensor = TarnCPU::Mat::from_pixels(source(), type, w, h);
+  addRow(row, "tn_kits", [=] {
+    const TarnCPU::Mat tensor = TarnCPU::Mat::from_pixels(sourceBytes(), type, w, h);
     benchmark::DoNotOptimize(tensor.data);
   });
-  add(row, "opencv_floats+split", [=, floats = cv::Mat(), spare = cv::Mat()]() mutable {
+  addRow(row, "opencv_floats+split", [=, floats = cv::Mat(), spare = cv::Mat()]() mutable {
     std::vector<cv::Mat> out = planes();
     if (dropped == 1) out.push_back(spare);
-    image(source(), w, h, c).convertTo(floats, CV_32F);
+    image(sourceBytes(), w, h, c).convertTo(floats, CV_32F);
     cv::split(floats, out);
     if (dropped == 1) spare = out[3];
   });
-  add(row, "opencv_split+floats", [=, bytes = std::vector<cv::Mat>()]() mutable {
+  addRow(row, "opencv_split+floats", [=, bytes = std::vector<cv::Mat>()]() mutable {
     std::vector<cv::Mat> out = planes();
-    cv::split(image(source(), w, h, c), bytes);
+    cv::split(image(sourceBytes(), w, h, c), bytes);
     for (std::size_t k = 0; k < 3; ++k) bytes[k].convertTo(out[k], CV_32F);
   });
-  add(row, "opencv_extract+floats", [=, byte = cv::Mat()]() mutable {
+  addRow(row, "opencv_extract+floats", [=, byte = cv::Mat()]() mutable {
     std::vector<cv::Mat> out = planes();
     for (int k = 0; k < 3; ++k) {
-      cv::extractChannel(image(source(), w, h, c), byte, k);
+      cv::extractChannel(image(sourceBytes(), w, h, c), byte, k);
       byte.convertTo(out[static_cast<std::size_t>(k)], CV_32F);
     }
   });

@@ -11,7 +11,6 @@
 #include <memory>
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -29,15 +28,6 @@ namespace {
 using Tarn::TarnYUVToolKit;
 using Bytes = std::vector<std::uint8_t>;
 
-// A smooth picture with a little noise, as cameras give it.
-Bytes makeFrame(int w, int h) {
-  Bytes frame(static_cast<std::size_t>(w * h + w * (h / 2)));
-  std::mt19937 random(7);
-  for (std::size_t i = 0; i < frame.size(); ++i)
-    frame[i] = static_cast<std::uint8_t>(i % static_cast<std::size_t>(w) / 10 + random() % 16);
-  return frame;
-}
-
 struct Size {
   int w, h;
 };
@@ -45,6 +35,10 @@ struct Size {
 struct Job {
   Size src, dst;
 };
+
+Bytes makeFrame(const Size& size) {
+  return cameraFrame(static_cast<std::size_t>(size.w * size.h * 3 / 2), size.w);
+}
 
 Tarn::_ConvertMatrixFromYUV normalisingMatrix() {
   Tarn::YuvToRgbOptions options;
@@ -71,7 +65,7 @@ void countFrame(benchmark::State& state, const Size& dst) {
 // ---- frames to tensors -------------------------------------------------------------------------
 
 void toolkitConvert(benchmark::State& state, const Job& job) {
-  Bytes frame = makeFrame(job.src.w, job.src.h);
+  Bytes frame = makeFrame(job.src);
   std::vector<float> tensor(static_cast<std::size_t>(3 * job.dst.w * job.dst.h));
   const _TN_Image in{0, TN_PIX_FMT_NV12, job.src.w, job.src.h, 0, frame.data()};
   const _TN_Image out{0, TN_PIX_FMT_CHW_F32, job.dst.w, job.dst.h, 0, tensor.data()};
@@ -91,7 +85,7 @@ void toolkitConvert(benchmark::State& state, const Job& job) {
 }
 
 void toolkitConvertSameSize(benchmark::State& state, const Job& job) {
-  Bytes frame = makeFrame(job.src.w, job.src.h);
+  Bytes frame = makeFrame(job.src);
   std::vector<float> tensor(static_cast<std::size_t>(3 * job.dst.w * job.dst.h));
   const _TN_Image in{0, TN_PIX_FMT_NV12, job.src.w, job.src.h, 0, frame.data()};
   const _TN_Image out{0, TN_PIX_FMT_CHW_F32, job.dst.w, job.dst.h, 0, tensor.data()};
@@ -181,7 +175,7 @@ class ComposedConverter {
 };
 
 void composedConvert(benchmark::State& state, const Composition& how, const Job& job) {
-  Bytes frame = makeFrame(job.src.w, job.src.h);
+  Bytes frame = makeFrame(job.src);
   ComposedConverter converter(how, job);
   for (auto _ : state) {
     converter.run(frame.data());
@@ -189,8 +183,6 @@ void composedConvert(benchmark::State& state, const Composition& how, const Job&
   }
   countFrame(state, job.dst);
 }
-
-std::string sizeName(const Size& size) { return std::to_string(size.w) + "x" + std::to_string(size.h); }
 
 void registerComposed(const std::string& row, const Job& job) {
   static const struct {
@@ -243,7 +235,7 @@ std::vector<Plane> cropPlanes(bool planar) {
 enum class Cropper { kToolkit, kLibyuv, kOpenCv };
 
 void crop(benchmark::State& state, Cropper cropper, bool planar) {
-  Bytes src = makeFrame(kCropSource.w, kCropSource.h), dst = makeFrame(kCropSize.w, kCropSize.h);
+  Bytes src = makeFrame(kCropSource), dst = makeFrame(kCropSize);
   const int format = planar ? TN_PIX_FMT_YUVI420 : TN_PIX_FMT_NV12;
   const _TN_Image in{0, format, kCropSource.w, kCropSource.h, 0, src.data()};
   const _TN_Image out{0, format, kCropSize.w, kCropSize.h, 0, dst.data()};
@@ -275,12 +267,13 @@ void registerRows() {
   cv::setNumThreads(1);
   for (const Job& job :
        {Job{{1920, 1080}, {640, 640}}, Job{{1920, 1080}, {320, 320}}, Job{{640, 640}, {640, 640}}}) {
-    const std::string row = "convert/" + sizeName(job.src) + "_to_" + sizeName(job.dst);
+    const std::string row =
+        "convert/" + sizeName(job.src.w, job.src.h) + "_to_" + sizeName(job.dst.w, job.dst.h);
     benchmark::RegisterBenchmark((row + "/tn_kits").c_str(), toolkitConvert, job);
     registerComposed(row, job);
   }
   for (const Size& size : {Size{1920, 1080}, Size{640, 480}}) {
-    const std::string row = "Convert/" + sizeName(size);
+    const std::string row = "Convert/" + sizeName(size.w, size.h);
     benchmark::RegisterBenchmark((row + "/tn_kits").c_str(), toolkitConvertSameSize, Job{size, size});
     registerComposed(row, Job{size, size});
   }

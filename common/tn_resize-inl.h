@@ -3,8 +3,9 @@
 //
 // An output row is a blend of two source rows that were first resized across, into 16-bit values.
 // Across, bytes are picked by windows (common/tn_windows.h): a 32-bit lane gets the first bytes of two
-// samples and then the second ones, to be parted by a mask and a shift and weighed by pairs. (Gathering
-// the taps of 4-byte pixels is a tenth faster on some processors and several times slower on others.)
+// samples and then the second ones, to be parted by a mask and a shift and weighed by pairs. Pixels of
+// 4 bytes that are too far apart for one window are loaded pair by pair. (Hardware gathers of them are a
+// tenth faster than windows on some processors and several times slower on others.)
 // Rows are kept as vectors of even samples and of odd samples in turn,
 // so that the blend can join them by a shift and an Or instead of narrowing lanes across blocks.
 #if defined(TN_KITS_COMMON_TN_RESIZE_INL_H_) == defined(HWY_TARGET_TOGGLE)
@@ -83,6 +84,39 @@ class WindowedTaps {
   const std::uint8_t* shuffles_;
 };
 
+// A pixel of 4 bytes and its neighbour are one piece of 8 bytes: where two of them are too far apart for
+// a window, loading each is quicker than several windows.
+class PixelPairTaps {
+ public:
+  PixelPairTaps(const std::uint8_t* row, const Columns& columns)
+      : row_(row), offsets_(columns.tables.offsets) {}
+  HWY_INLINE hn::Vec<D8> next() {
+    alignas(16) static constexpr std::uint8_t kPlaces[16] = {0, 1, 4,  5,  2,  3,  6,  7,
+                                                             8, 9, 12, 13, 10, 11, 14, 15};
+    const D8 d8;
+    const auto pairs = load(d8);
+    offsets_ += 2 * kBlocks;
+    return hn::TableLookupBytes(pairs, hn::LoadDup128(d8, kPlaces));
+  }
+
+ private:
+  template <class D>
+  HWY_INLINE hn::Vec<D> load(D d, std::size_t block = 0) const {
+    if constexpr (hn::MaxLanes(D()) == kWindowBytes) {
+      const std::int32_t* const at = offsets_ + 2 * block;
+      const __m128i first = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row_ + at[0]));
+      return hn::Vec<D>{_mm_castps_si128(
+          _mm_loadh_pi(_mm_castsi128_ps(first), reinterpret_cast<const __m64*>(row_ + at[1])))};
+    } else {
+      const hn::Half<D> half;
+      return hn::Combine(d, load(half, block + hn::MaxLanes(half) / kWindowBytes), load(half, block));
+    }
+  }
+
+  const std::uint8_t* row_;
+  const std::int32_t* offsets_;
+};
+
 template <std::size_t kParities, class Taps>
 void BuildRow(const std::uint8_t* row, const Columns& columns, std::int16_t* out) {
   const D16 d16;
@@ -156,14 +190,31 @@ BuildFunction PrepareWindows(const std::int32_t* sources, std::size_t samples, s
   return BuildRow<kParities<kC>, WindowedTaps<kWindows>>;
 }
 
+// As PrepareWindows, for PixelPairTaps.
+inline BuildFunction PreparePixelPairs(const std::int32_t* sources, std::size_t samples,
+                                       std::ptrdiff_t /*row_bytes*/, const Columns& columns) {
+  for (std::size_t n = 0; n < samples / 8; ++n) {
+    std::int32_t* const at = columns.tables.offsets + 2 * ColumnLayout::placeOf(n, 1, 0);
+    at[0] = sources[8 * n] / 4 * 4;  // what fills up the last step are repetitions of the last byte
+    at[1] = sources[8 * n + 4] / 4 * 4;
+  }
+  return BuildRow<kParities<4>, PixelPairTaps>;
+}
+
 template <int kC>
 BuildFunction PrepareColumns(const std::int32_t* sources, std::size_t samples, std::ptrdiff_t row_bytes,
                              const Columns& columns) {
   using Samples = TapSamples<kC>;
-  const auto prepare = windowsHold<Samples, 1>(sources, samples)   ? PrepareWindows<kC, 1>
-                       : windowsHold<Samples, 2>(sources, samples) ? PrepareWindows<kC, 2>
-                       : windowsHold<Samples, 4>(sources, samples) ? PrepareWindows<kC, 4>
-                                                                   : PrepareWindows<kC, 8>;
+  const auto prepare = [&] {
+    if (windowsHold<Samples, 1>(sources, samples)) return PrepareWindows<kC, 1>;
+    if constexpr (kC == 4) {
+      return PreparePixelPairs;
+    } else {
+      if (windowsHold<Samples, 2>(sources, samples)) return PrepareWindows<kC, 2>;
+      if (windowsHold<Samples, 4>(sources, samples)) return PrepareWindows<kC, 4>;
+      return PrepareWindows<kC, 8>;
+    }
+  }();
   return prepare(sources, samples, row_bytes, columns);
 }
 

@@ -108,19 +108,19 @@ void rectangles(FuzzInput& input, Memory& memory) {
   for (int& value : n) value = number(input);
   constexpr void (*kResize[])(ConstBytes, int, int, Bytes, int, int) = {
       checked::resize_bilinear_c1, checked::resize_bilinear_c2, checked::resize_bilinear_c3,
-      checked::resize_bilinear_c4, checked::resize_nearest_c1};
+      checked::resize_bilinear_c4, checked::resize_nearest_c1,  checked::cnn_resize_bilinear_c2};
   constexpr void (*kCrop[])(ConstBytes, int, int, Bytes, int, int, int, int, int, int) = {
       checked::crop_resize_nearest_c1, checked::crop_resize_nearest_c3, checked::crop_resize_nearest_c4};
-  const int routine = input.between(0, 9);
+  const int routine = input.between(0, 10);
   if (routine == 0)
     checked::cut_sub_img_inhwc_outhwc(src, n[0], n[1], dst, n[2], n[3], n[4], n[5], n[6]);
   else if (routine == 1)
     checked::cut_sub_img_inchw_outchw({reinterpret_cast<const float*>(src.data), src.bytes}, n[0], n[1],
                                       floats<float>(dst), n[2], n[3], n[4], n[5], n[6]);
-  else if (routine < 7)
+  else if (routine < 8)
     kResize[routine - 2](src, n[0], n[1], dst, n[2], n[3]);
   else
-    kCrop[routine - 7](src, n[0], n[1], dst, n[2], n[3], n[4], n[5], n[6], n[7]);
+    kCrop[routine - 8](src, n[0], n[1], dst, n[2], n[3], n[4], n[5], n[6], n[7]);
 }
 
 void toolkit(FuzzInput& input, Memory& memory) {

@@ -94,11 +94,6 @@ inline std::size_t count(int a, int b, int c = 1) {
   return static_cast<std::size_t>(a) * static_cast<std::size_t>(b) * static_cast<std::size_t>(c);
 }
 
-// Equal to the bit, except that every NaN is as good as another.
-inline bool sameBits(float a, float b) {
-  return (std::isnan(a) && std::isnan(b)) || std::memcmp(&a, &b, sizeof(a)) == 0;
-}
-
 }  // namespace tn_fuzz
 
 #endif  // TN_KITS_FUZZ_FUZZ_INPUT_H_

@@ -34,10 +34,7 @@ void tame(FuzzInput& input, KalmanFilter& filter, int DP, int MP) {
   filter.processNoiseCov = covariance(input, DP);
   filter.measurementNoiseCov = covariance(input, MP);
   filter.correctedState = matrix(input, DP, 1);
-  tn_test::PlainKalman plain = {
-      filter.transition.cast<double>(),      filter.measurement.cast<double>(),
-      filter.processNoiseCov.cast<double>(), filter.measurementNoiseCov.cast<double>(),
-      filter.correctedState.cast<double>(),  filter.correctedErrorCov.cast<double>()};
+  tn_test::PlainKalman plain(filter);
   for (int step = 0; step < 10; ++step) {
     filter.predict();
     plain.predict();

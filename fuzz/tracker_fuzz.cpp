@@ -5,12 +5,13 @@
 
 #include "fuzz/fuzz_input.h"
 #include "tests/reference/literal_boxes_tracker.h"
+#include "tests/support/same_bits.h"
 #include "tn_boxtracker.h"
 
 namespace {
 
 using tn_fuzz::FuzzInput;
-using tn_fuzz::sameBits;
+using tn_test::sameBox;
 using Boxes = std::vector<Tarn::TarnBoundingBox2D>;
 
 double seconds = 0.0;
@@ -51,11 +52,6 @@ Boxes frameOf(FuzzInput& input, const Boxes& before) {
   return boxes;
 }
 
-bool same(const Tarn::TarnBoundingBox2D& a, const Tarn::TarnBoundingBox2D& b) {
-  return sameBits(a.x, b.x) && sameBits(a.y, b.y) && sameBits(a.w, b.w) && sameBits(a.h, b.h) &&
-         sameBits(a.score, b.score) && a.label == b.label;
-}
-
 template <class T>
 void follow(FuzzInput& input) {
   const int width = input.between(0, 2000), height = input.between(0, 2000);
@@ -74,7 +70,7 @@ void follow(FuzzInput& input) {
     FUZZ_CHECK(got.size() == expected.size() && numbered.size() == expected.size());
     std::int64_t last = 0;
     for (std::size_t i = 0; i < expected.size(); ++i) {
-      FUZZ_CHECK(same(got[i], expected[i]) && same(numbered[i], expected[i]));
+      FUZZ_CHECK(sameBox(got[i], expected[i]) && sameBox(numbered[i], expected[i]));
       // Oldest first, so identities rise.
       FUZZ_CHECK(numbered[i].id > last);
       last = numbered[i].id;

@@ -1,6 +1,7 @@
 // The four affine warps with any matrix and any floats, against their plain forms.
 #include "fuzz/fuzz_input.h"
 #include "tests/reference/affine_reference.h"
+#include "tests/support/same_bits.h"
 #include "tn_checked.h"
 
 namespace {
@@ -53,6 +54,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   warp.plain(src, expected, matrix.data());
   warp.warp(view(src), view(dst), {matrix.data(), matrix.size() * sizeof(float)});
   for (std::size_t i = 0; i < expected.values.size(); ++i)
-    FUZZ_CHECK(tn_fuzz::sameBits(dst.values[i], expected.values[i]));
+    FUZZ_CHECK(tn_test::sameBits(dst.values[i], expected.values[i]));
   return 0;
 }

@@ -28,6 +28,7 @@ dump() { # LIBRARY HEADERS
 
 case $mode in
   --update)
+    scripts/setup.sh build test
     cmake --build "$build" --target tn_core tn_cnn tn_kits
     ;;
   --check-symbols | --check-layouts) ;;
@@ -48,7 +49,8 @@ for entry in "${libraries[@]}"; do
     python3 scripts/symbols.py "$library" "$headers" --check "$record.symbols" || failed=1
     continue
   fi
-  if ! readelf --section-headers --wide "$library" | grep -q '\.debug_info'; then
+  # Not grep -q, which ends before readelf does and makes the pipe fail.
+  if ! readelf --section-headers --wide "$library" | grep '\.debug_info' >/dev/null; then
     echo "scripts/abi.sh: $library has no debug information; configure with -D TN_KITS_ABI_CHECK=ON" >&2
     exit 1
   fi

@@ -56,7 +56,7 @@ fetch_pedestrians() {
     apt-get download opencv-doc || { apt-get update && apt-get download opencv-doc; }
     dpkg-deb -x ./opencv-doc_*.deb .
   ) >"$out/package.log" 2>&1 || return 1
-  found=$(find "$out/package" -name 'vtest.avi' -o -name 'vtest.avi.gz' | head -n 1)
+  found=$(find "$out/package" \( -name 'vtest.avi' -o -name 'vtest.avi.gz' \) -print -quit)
   # Under its own name only when it is whole: a video that is there is taken for good.
   case $found in
     *.gz) gzip -dc "$found" >"$out/vtest.avi.part" || return 1 ;;

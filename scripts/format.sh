@@ -6,6 +6,9 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+for name in clang-format clang-tidy; do
+  command -v "$name-14" >/dev/null || command -v "$name" >/dev/null || scripts/setup.sh lint
+done
 tool() { command -v "$1-14" || command -v "$1" || { echo "scripts/format.sh: $1 is missing; run scripts/setup.sh lint" >&2; exit 1; }; }
 format=$(tool clang-format)
 mapfile -t files < <(find apps benchmarks common docs examples fuzz platform tarnkit tests -name '*.h' -o -name '*.cpp' | sort)

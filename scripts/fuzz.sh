@@ -17,6 +17,7 @@ for target in "${targets[@]}"; do
   [ -d "fuzz/corpus/$target" ] || { echo "scripts/fuzz.sh: there is no target '$target'" >&2; exit 2; }
 done
 
+scripts/setup.sh build test fuzz
 jobs=$(nproc)
 cmake --preset asan >/dev/null
 cmake --build --preset asan -j "$jobs" --target "${targets[@]/%/_fuzz}"

@@ -1,36 +1,46 @@
-#!/bin/sh
+#!/usr/bin/env bash
 # Measures how much of the work on a frame is the network's, and how much tensor, decoding of boxes and
-# tracking take around it: a table for docs/performance/network-share.md.
-#
-#   cmake --preset release && cmake --build --preset release --target tarnkit && scripts/network_share.sh
-#
-# Needs python3-onnx for the larger network. Everything runs on one thread; run it on an idle machine.
-set -eu
-
-root=$(CDPATH='' cd -- "$(dirname -- "$0")/.." && pwd)
-tool=$root/build/release/apps/tarnkit
-out=$root/build/network-share
-frames=${FRAMES-300}
+# tracking take around it, and prints docs/performance/network-share.md, which scripts/bench.sh makes.
+# usage: scripts/network_share.sh TARNKIT TITLE
+#   TARNKIT: the tool of a Release build. TITLE: a sentence that says what was measured on what.
+# Environment: FRAMES (300). Needs python3-onnx for the larger network. Run it on an idle machine.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+tool=${1:?usage: scripts/network_share.sh TARNKIT TITLE}
+title=${2:?usage: scripts/network_share.sh TARNKIT TITLE}
+frames=${FRAMES:-300}
+out=build/network-share
 mkdir -p "$out"
-
 printf 'tarn-inference-config 1\nthreads 1\n' >"$out/one-thread.txt"
-/usr/bin/python3 "$root/apps/detectors/models/make_blob_detector.py" "$out/trunk16.onnx" --trunk 16
+/usr/bin/python3 apps/detectors/models/make_blob_detector.py "$out/trunk16.onnx" --trunk 16 >&2
 
-echo '| frames | network | tensor, ms | network, ms | detect, ms | track, ms | all but the network |'
-echo '|---|---|---:|---:|---:|---:|---:|'
+cat <<END
+# What is spent around a network
+
+Of the work on a frame, all but the network: the letterboxed tensor, decoding of the network's output with
+suppression of duplicates, and tracking. \`tarnkit run --detector onnx\` prints the split in its summary. The goal
+is under 10 % of the sum.
+
+$title; one thread, medians over $frames frames, in wall time.
+
+| frames | network | tensor, ms | network, ms | detect, ms | track, ms | all but the network |
+|---|---|---:|---:|---:|---:|---:|
+END
 for size in 640x480 1920x1080; do
   "$tool" sample "$out/figures.mp4" --scene figures --detections "$out/truth.txt" \
-    --frames "$frames" --frame "$size"
-  for network in built-in 'with a trunk of 16 channels'; do
+    --frames "$frames" --frame "$size" >&2
+  for network in 'built-in' 'with a trunk, about 1 GFLOP'; do
     detector=onnx
     [ "$network" = built-in ] || detector=onnx:$out/trunk16.onnx
     "$tool" run "$out/figures.mp4" --detector "$detector" --config "$out/one-thread.txt" |
       awk -v size="$size" -v network="$network" '
-        $1 ~ /^(tensor|network|detect|track)$/ && $2 ~ /^[0-9.]+$/ && !($1 in ms) { ms[$1] = $2 }
+        $1 ~ /^(tensor|network|detect|track)$/ && $2 ~ /^[0-9.]+$/ && !($1 in ms) { ms[$1] = $2; ++stages }
         END {
+          if (stages != 4) { print "network_share.sh: a stage is missing" >"/dev/stderr"; exit 1 }
           ours = ms["tensor"] + ms["detect"] + ms["track"]
           printf "| %s | %s | %s | %s | %s | %s | %.1f %% |\n", size, network, ms["tensor"],
                  ms["network"], ms["detect"], ms["track"], 100 * ours / (ours + ms["network"])
         }'
   done
 done
+printf "\nFeeding the tensor to the network and copying its output count as the network's.\n"

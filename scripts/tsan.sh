@@ -16,6 +16,7 @@ esac
 # build runs tests too, to list them.
 fixed=(setarch "$(uname -m)" -R)
 "${fixed[@]}" true 2>/dev/null || fixed=()
+scripts/setup.sh build test fuzz
 cmake --preset tsan >/dev/null
 "${fixed[@]}" cmake --build --preset tsan -j "$(nproc)" --target "${targets[@]}"
 # Tests that count or refuse allocations do so in operators that the sanitizer replaces.

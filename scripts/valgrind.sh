@@ -10,6 +10,7 @@ tests=(hashes/kernel_hashes
   kernels/tn_{affine,checked,colormatrix,colour,geometry,networkinput,yuv2rgb,yuvconverter,yuvcrop}_test
   platform/tn_{mat,resize}_test)
 
+scripts/setup.sh build test
 cmake --preset release >/dev/null
 cmake --build --preset release -j "$(nproc)" --target "${tests[@]##*/}"
 logs=build/release/valgrind

@@ -1,11 +1,9 @@
 // tarnkit export-config: the inference config of a network, to be edited and fed back.
-#include <algorithm>
 #include <memory>
 #include <string>
 
 #include "apps/commands/command.h"
 #include "apps/commands/model_options.h"
-#include "apps/networks/config_file.h"
 #include "apps/output/output_file.h"
 #include "apps/support/captured_log.h"
 #include "apps/support/failure.h"
@@ -20,30 +18,21 @@ struct ExportConfigOptions {
 };
 
 int exportConfig(const ExportConfigOptions& options) {
-  const ModelOptions& model = options.model;
-  requireDistinctFiles({model.model, model.config}, {options.output});
+  requireDistinctFiles({options.model.model, options.model.config}, {options.output});
   const CapturedLog log;
-  const TarnCPU::LayerInferenceConfig config = readConfigFile(model.config);
-  TarnCPU::KRNetLoader loader;
-  TarnCPU::TarnNet net;
-  if (loader.LoadFile(model.model.c_str(), false))
-    net.load_tarn_net_with_inference_config(loader, &config);
-  if (net.empty()) throw Failure(log.reason(model.model + ": cannot be loaded"));
-  const TensorSize size = resolveInput(model, net);
-  TarnCPU::Mat input(size.width, size.height, size.channels);
-  std::fill_n(static_cast<float*>(input.data), input.total(), 0.0f);
+  const LoadedModel model = loadModel(options.model, log);
 
   // What the library's own export does, but for its file: the text waits in memory, so that the output
   // is only touched once there is something to write.
-  TarnCPU::TarnNetExtractor extractor = net.create_extractor();
+  TarnCPU::TarnNetExtractor extractor = model.net.create_extractor();
   extractor.set_num_threads(1);
   extractor.set_light_mode(true);
   TarnCPU::ConfigPrinter printer;
   TarnCPU::Mat output;
   printer.add_header();
-  if (extractor.input(0, input) != 0 ||
+  if (extractor.input(0, model.zeros) != 0 ||
       extractor.extract(extractor.get_last_layer_index(), output, &printer) != 0)
-    throw Failure(log.reason(model.model + ": cannot be run"));
+    throw Failure(log.reason(options.model.model + ": cannot be run"));
   printer.add_tail();
   OutputFile out(options.output);
   out.write(printer.get_config_string());

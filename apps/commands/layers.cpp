@@ -1,5 +1,4 @@
 // tarnkit layers: what each layer of a network takes.
-#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -7,7 +6,6 @@
 #include "apps/commands/command.h"
 #include "apps/commands/model_options.h"
 #include "apps/commands/options.h"
-#include "apps/networks/config_file.h"
 #include "apps/networks/layer_times.h"
 #include "apps/output/output_file.h"
 #include "apps/support/captured_log.h"
@@ -25,21 +23,11 @@ struct LayersOptions {
 
 int layers(const LayersOptions& options) {
   requirePositive("--runs", options.runs);
-  const ModelOptions& model = options.model;
   LayerTimes times;
   {
     const CapturedLog log;
-    const TarnCPU::LayerInferenceConfig config = readConfigFile(model.config);
-    TarnCPU::KRNetLoader loader;
-    TarnCPU::TarnNet net;
-    if (loader.LoadFile(model.model.c_str(), false))
-      net.load_tarn_net_with_inference_config(loader, &config);
-    if (net.empty()) throw Failure(log.reason(model.model + ": cannot be loaded"));
-    const TensorSize size = resolveInput(model, net);
-    TarnCPU::Mat input(size.width, size.height, size.channels);
-    std::fill_n(static_cast<float*>(input.data), input.total(), 0.0f);
-
-    TarnCPU::TarnNetExtractor extractor = net.create_extractor();
+    const LoadedModel model = loadModel(options.model, log);
+    TarnCPU::TarnNetExtractor extractor = model.net.create_extractor();
     extractor.set_light_mode(true);
     const int last = extractor.get_last_layer_index();
     // Loading cannot be cut short in between, so until here the first signal ends the program.
@@ -47,9 +35,9 @@ int layers(const LayersOptions& options) {
     // The first run also allocates, so it does not count.
     for (std::int64_t run = 0; run <= options.runs && interruptSignal() == 0; ++run) {
       TarnCPU::Mat output;
-      if (extractor.input(0, input) != 0 ||
+      if (extractor.input(0, model.zeros) != 0 ||
           extractor.extract(last, output, run == 0 ? nullptr : &times) != 0)
-        throw Failure(log.reason(model.model + ": cannot be run"));
+        throw Failure(log.reason(options.model.model + ": cannot be run"));
     }
     log.pass();
   }

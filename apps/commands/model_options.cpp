@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "apps/networks/config_file.h"
 #include "apps/networks/shape_text.h"
 #include "apps/support/failure.h"
 
@@ -44,18 +45,6 @@ TensorSize declaredInput(const std::string& model, const TarnCPU::TarnNet& net) 
   return {shape[0], shape[1], shape[2]};
 }
 
-}  // namespace
-
-void addModelOptions(CLI::App& app, ModelOptions& options) {
-  app.add_option("MODEL", options.model, "ONNX file of the network")->required();
-  app.add_option_function<std::string>(
-         "--input", [&options](const std::string& text) { options.input = parseTensorSize(text); },
-         "Size of the network's input; by default what the model file says")
-      ->type_name("CxHxW");
-  app.add_option("--config", options.config, "Inference config to build the network with")
-      ->type_name("FILE");
-}
-
 TensorSize resolveInput(const ModelOptions& options, const TarnCPU::TarnNet& net) {
   const TensorSize size = options.input ? *options.input : declaredInput(options.model, net);
   std::int64_t elements = 1;
@@ -69,6 +58,31 @@ TensorSize resolveInput(const ModelOptions& options, const TarnCPU::TarnNet& net
                                  std::to_string(kMostElements) + " values at most");
   }
   return size;
+}
+
+}  // namespace
+
+void addModelOptions(CLI::App& app, ModelOptions& options) {
+  app.add_option("MODEL", options.model, "ONNX file of the network")->required();
+  app.add_option_function<std::string>(
+         "--input", [&options](const std::string& text) { options.input = parseTensorSize(text); },
+         "Size of the network's input; by default what the model file says")
+      ->type_name("CxHxW");
+  app.add_option("--config", options.config, "Inference config to build the network with")
+      ->type_name("FILE");
+}
+
+LoadedModel loadModel(const ModelOptions& options, const CapturedLog& log) {
+  const TarnCPU::LayerInferenceConfig config = readConfigFile(options.config);
+  TarnCPU::KRNetLoader loader;
+  LoadedModel model;
+  if (loader.LoadFile(options.model.c_str(), false))
+    model.net.load_tarn_net_with_inference_config(loader, &config);
+  if (model.net.empty()) throw Failure(log.reason(options.model + ": cannot be loaded"));
+  const TensorSize size = resolveInput(options, model.net);
+  model.zeros = TarnCPU::Mat(size.width, size.height, size.channels);
+  std::fill_n(static_cast<float*>(model.zeros.data), model.zeros.total(), 0.0f);
+  return model;
 }
 
 }  // namespace tarnkit

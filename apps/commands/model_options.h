@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "apps/support/captured_log.h"
 #include "tn_cnn.h"
 
 namespace tarnkit {
@@ -20,9 +21,14 @@ struct ModelOptions {
 };
 void addModelOptions(CLI::App& app, ModelOptions& options);
 
-// The size of the network's input: as asked for, else as the model declares it. Throws Failure for a
-// size that cannot work, and if nobody says it.
-TensorSize resolveInput(const ModelOptions& options, const TarnCPU::TarnNet& net);
+struct LoadedModel {
+  TarnCPU::TarnNet net;
+  TarnCPU::Mat zeros;  // its input, of the size that was asked for, else of the one that it declares
+};
+
+// Throws Failure if the files cannot be read or built, for a size that cannot work, and if nobody says
+// it. log: what the library logs meanwhile.
+LoadedModel loadModel(const ModelOptions& options, const CapturedLog& log);
 
 }  // namespace tarnkit
 

@@ -2,13 +2,14 @@
 /// The routines of this library for callers that cannot vouch for their sizes: tools that read files,
 /// bindings to other languages.
 ///
-/// Each function has the name of the routine that it calls and takes views, a pointer and the bytes
-/// there, where that one takes pointers. Before the call it checks the formats, the sizes, that there is
-/// room for everything that the routine reads and writes, documented over-reach included, that source,
-/// destination and work buffers lie apart, and that rectangles lie where they must. Of a violation it
-/// throws std::invalid_argument with one sentence, such as "src holds 3110399 bytes; a 1920x1080 NV12
-/// frame needs 3110400"; nothing is touched then. Nothing is copied, and the checks take some
-/// nanoseconds a call.
+/// Each function has the name of the routine that it calls (of two with one name, that of tn_resize.h
+/// has cnn_ in front) and takes views, a pointer and the bytes there, where that one takes pointers.
+/// Before the call it checks the formats, the sizes, that there is room for everything that the routine
+/// reads and writes, documented over-reach included, that source, destination, matrix and work
+/// buffers lie apart, and that rectangles lie where they must. Of a violation it throws
+/// std::invalid_argument with one sentence, such as "src holds 3110399 bytes; a 1920x1080 NV12 frame
+/// needs 3110400"; nothing is touched then. Nothing is copied, and the checks take some nanoseconds a
+/// call.
 ///
 /// Stricter than the routines: sizes and counts below 1 are refused, not passed over; sides go up to
 /// kLargestSide, and no buffer may need more than kMostElements elements. Checked are the sizes given;
@@ -243,6 +244,10 @@ inline void resize_bilinear_c2(ConstBytes src, int sw, int sh, Bytes dst, int dw
 inline void resize_bilinear_c1(ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh) {
   rules::resize(TarnCPU::resize_bilinear_c1, src, sw, sh, dst, dw, dh, 1);
 }
+/// Checked form of TarnCPU::resize_bilinear_c2, which has the name of its twin above.
+inline void cnn_resize_bilinear_c2(ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh) {
+  rules::resize(TarnCPU::resize_bilinear_c2, src, sw, sh, dst, dw, dh, 2);
+}
 /// Checked form of TarnCPU::resize_bilinear_c3.
 inline void resize_bilinear_c3(ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh) {
   rules::resize(TarnCPU::resize_bilinear_c3, src, sw, sh, dst, dw, dh, 3);
@@ -336,6 +341,7 @@ inline void warp(void (*routine)(TarnCPU::Mat, TarnCPU::Mat, const float*), cons
   }
   if (!may_overlap)
     apart("dst", dst.data, written * sizeof(float), "src", src.data, read * sizeof(float));
+  apart("dst", dst.data, written * sizeof(float), "matrix", matrix.data, 6 * sizeof(float));
   routine(src, dst, matrix.data);
 }
 
@@ -357,7 +363,8 @@ inline void cover_mid_img_with_littleImg_inMat_outFloatPointer(Floats dst, int d
                                                                      little);
 }
 
-// The tensors have their own word for their sizes, which must go together. matrix: six floats.
+// The tensors have their own word for their sizes, which must go together. matrix: six floats, apart
+// from dst.
 /// Checked form of ::affine.
 inline void affine(const TarnCPU::Mat& src, const TarnCPU::Mat& dst, ConstFloats matrix) {
   rules::warp(::affine, src, dst, matrix, false, false);
@@ -450,6 +457,9 @@ class TarnYUVToolKit {
                  int dst_height)
       : sizes_(checkedSizes({src_width, src_height, src_uv_width, dst_width, dst_height})),
         toolkit_(src_width, src_height, src_uv_width, src_uv_height, dst_width, dst_height) {}
+  /// Neither copied nor assigned: assignment of Tarn::TarnYUVToolKit shares memory that both then free.
+  TarnYUVToolKit(const TarnYUVToolKit&) = delete;
+  TarnYUVToolKit& operator=(const TarnYUVToolKit&) = delete;
 
   /// The colour matrix, as Tarn::TarnYUVToolKit::getCvtMat.
   const _ConvertMatrixFromYUV getCvtMat() const { return toolkit_.getCvtMat(); }

@@ -265,8 +265,8 @@ TN_KITS_API void getRGB_CHW_from_RGB_HWC(const unsigned char* src, unsigned char
 /// For layout CHW, to bring a face or an object upright before it goes into a network. Each destination
 /// pixel is carried back into the source and takes a bilinear blend of the 2x2 pixels there.
 ///
-/// matrix: six floats M0 to M5, two rows of three. In coordinates in which -1 to 1 spans a picture from
-/// edge to edge, the destination pixel at (x, y) samples the source at
+/// matrix: six floats M0 to M5, two rows of three, apart from the destination. In coordinates in which
+/// -1 to 1 spans a picture from edge to edge, the destination pixel at (x, y) samples the source at
 ///   (M0 x + M1 y + M2, M3 x + M4 y + M5);
 /// (1, 0, 0, 0, 1, 0) is the identity.
 ///

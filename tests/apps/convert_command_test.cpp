@@ -9,7 +9,6 @@
 
 namespace {
 
-using tn_test::isOneLineWith;
 using tn_test::ToolResult;
 using tn_test::ToolTest;
 
@@ -184,68 +183,57 @@ TEST_F(ConvertCommand, FaultsAreOneLineAndLeaveNoFile) {
   write("empty.png", "");
   write("notes.txt", "These are notes.\n");
   write("in.yuv", std::string(8 * 6 * 3 / 2, 'y'));
-  static const struct {
-    const char *arguments, *fault;
-  } cases[] = {
-      {"nofile.png out", "nofile.png: cannot be read: No such file or directory"},
-      {". out", ".: cannot be read: Is a directory"},
-      {"notes.txt out", "notes.txt: is neither PNG nor JPEG"},
-      {"empty.png out", "empty.png: is neither PNG nor JPEG"},
-      {"- out <notes.txt", "standard input: is neither PNG nor JPEG"},
-      {"short.png out", "short.png: is damaged"},
-      {"damaged.png out", "damaged.png: is damaged"},
-      {"short.jpg out", "short.jpg: is cut short"},
-      {"head.jpg out", "head.jpg: is cut short"},
-      {"no_picture.jpg out", "no_picture.jpg: is damaged"},
-      {"in.png in.png", "in.png: is the input"},
-      {"in.png no/where", "no/where: cannot be written: No such file"},
-      {"in.png out --cut 40,0,6,4",
-       "--cut: 40,0,6,4: is not inside the picture, which is 45x31 at that point"},
-      {"in.png out --cut 0,0,0,4", "--cut: 0,0,0,4: is not inside"},
-      {"in.png out --cut=-1,0,4,4", "--cut: -1,0,4,4: is not inside"},
-      {"in.png out --rotate 90 --cut 0,0,45,31", "which is 31x45 at that point"},
-      {"in.yuv out --format nv12 --frame 8x8",
-       "in.yuv: has only 72 of the 96 bytes of one frame of 8x8"},
-      {"in.yuv out --format i420 --frame 8x4", "in.yuv: has more than the 48 bytes of one frame of 8x4"},
-      {"nofile.yuv out --format i420 --frame 8x4", "nofile.yuv: cannot be read: No such file"},
-      {"in.yuv out --format nv21 --frame 7x6", "--frame: 7x6: width and height must be even"},
-      {"in.yuv out --format nv21 --frame 8x0", "--frame: 8x0: width and height must be from 1 to"},
-      {"in.yuv out --format nv21 --frame 99998x2", "--frame: 99998x2: width and height must be from"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.arguments);
-    const ToolResult result = tool(std::string("convert ") + c.arguments);
-    EXPECT_EQ(result.status, 1);
-    EXPECT_TRUE(isOneLineWith(result.err, c.fault));
-    EXPECT_EQ(result.out, "");
-    EXPECT_FALSE(exists("out"));
-  }
-  EXPECT_EQ(read("in.png"), png);
+  expectRefused(
+      "convert ",
+      {
+          {"nofile.png out", "nofile.png: cannot be read: No such file or directory"},
+          {". out", ".: cannot be read: Is a directory"},
+          {"notes.txt out", "notes.txt: is neither PNG nor JPEG"},
+          {"empty.png out", "empty.png: is neither PNG nor JPEG"},
+          {"- out <notes.txt", "standard input: is neither PNG nor JPEG"},
+          {"short.png out", "short.png: is damaged"},
+          {"damaged.png out", "damaged.png: is damaged"},
+          {"short.jpg out", "short.jpg: is cut short"},
+          {"head.jpg out", "head.jpg: is cut short"},
+          {"no_picture.jpg out", "no_picture.jpg: is damaged"},
+          {"in.png in.png", "in.png: is the input"},
+          {"in.png no/where", "no/where: cannot be written: No such file"},
+          {"in.png out --cut 40,0,6,4",
+           "--cut: 40,0,6,4: is not inside the picture, which is 45x31 at that point"},
+          {"in.png out --cut 0,0,0,4", "--cut: 0,0,0,4: is not inside"},
+          {"in.png out --cut=-1,0,4,4", "--cut: -1,0,4,4: is not inside"},
+          {"in.png out --rotate 90 --cut 0,0,45,31", "which is 31x45 at that point"},
+          {"in.yuv out --format nv12 --frame 8x8",
+           "in.yuv: has only 72 of the 96 bytes of one frame of 8x8"},
+          {"in.yuv out --format i420 --frame 8x4",
+           "in.yuv: has more than the 48 bytes of one frame of 8x4"},
+          {"nofile.yuv out --format i420 --frame 8x4", "nofile.yuv: cannot be read: No such file"},
+          {"in.yuv out --format nv21 --frame 7x6", "--frame: 7x6: width and height must be even"},
+          {"in.yuv out --format nv21 --frame 8x0", "--frame: 8x0: width and height must be from 1 to"},
+          {"in.yuv out --format nv21 --frame 99998x2",
+           "--frame: 99998x2: width and height must be from"},
+      });
 }
 
 TEST_F(ConvertCommand, WrongUsageIsStatusTwo) {
-  static const char* const wrong[] = {
-      "",
-      "in.png",
-      "in.png out.png more.png",
-      "in.png out.png --to hsv",
-      "in.png out.png --rotate 180",
-      "in.png out.png --flip",
-      "in.png out.png --cut 1,2,3",
-      "in.png out.png --cut 1,2,3,4,5",
-      "in.png out.png --cut 1,2,3,4x",
-      "in.png out.png --cut 1,2,,4",
-      "in.png out.png --cut 1,2,3,99999999999",
-      "in.yuv out.png --format nv12",
-      "in.yuv out.png --frame 8x4",
-      "in.yuv out.png --format yuyv --frame 8x4",
-  };
-  for (const char* arguments : wrong) {
-    SCOPED_TRACE(arguments);
-    const ToolResult result = tool(std::string("convert ") + arguments);
-    EXPECT_EQ(result.status, 2);
-    EXPECT_TRUE(isOneLineWith(result.err, "(see 'tarnkit convert --help')"));
-  }
+  expectRefused("convert ",
+                {
+                    {""},
+                    {"in.png"},
+                    {"in.png out.png more.png"},
+                    {"in.png out.png --to hsv"},
+                    {"in.png out.png --rotate 180"},
+                    {"in.png out.png --flip"},
+                    {"in.png out.png --cut 1,2,3"},
+                    {"in.png out.png --cut 1,2,3,4,5"},
+                    {"in.png out.png --cut 1,2,3,4x"},
+                    {"in.png out.png --cut 1,2,,4"},
+                    {"in.png out.png --cut 1,2,3,99999999999"},
+                    {"in.yuv out.png --format nv12"},
+                    {"in.yuv out.png --frame 8x4"},
+                    {"in.yuv out.png --format yuyv --frame 8x4"},
+                },
+                2);
 }
 
 }  // namespace

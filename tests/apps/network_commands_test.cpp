@@ -11,7 +11,6 @@
 namespace {
 
 using TarnCPU::WeightPrecision;
-using tn_test::isOneLineWith;
 using tn_test::ToolResult;
 using tn_test::ToolTest;
 
@@ -87,10 +86,8 @@ TEST_F(NetworkCommands, LayersAreShownInOrderWithTheTotalLast) {
 TEST_F(NetworkCommands, FaultsAreOneLineAndTouchNoFile) {
   write("notes.onnx", "These are notes.\n");
   write("head.onnx", read("small.onnx").substr(0, 1000));
-  struct Case {
-    const char *arguments, *fault;
-  };
-  static const Case cases[] = {
+  write("out.txt", "kept");
+  const std::vector<tn_test::Refusal> refusals = {
       {"missing.onnx", "missing.onnx: cannot be read: No such file or directory"},
       {".", ".: cannot be read: Is a directory"},
       {"notes.onnx", "notes.onnx: is no ONNX model"},
@@ -102,33 +99,19 @@ TEST_F(NetworkCommands, FaultsAreOneLineAndTouchNoFile) {
       {"two-inputs.onnx", "two-inputs.onnx: extract 5: input 1 was not fed"},
       {"open-size.onnx", "open-size.onnx: leaves the size of its input open, 1x3x?x?; give it with"},
   };
-  const auto check = [&](const std::string& command, const Case& c) {
-    SCOPED_TRACE(command + c.arguments);
-    const ToolResult result = tool(command + c.arguments);
-    EXPECT_EQ(result.status, 1);
-    EXPECT_TRUE(isOneLineWith(result.err, c.fault));
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(read("out.txt"), "kept");
-  };
-  write("out.txt", "kept");
-  for (const Case& c : cases) check("export-config -o out.txt ", c);
-  for (const std::size_t shared : {0u, 3u, 5u}) check("layers ", cases[shared]);
-  static const Case outputs[] = {
-      {"-o no/where", "no/where: cannot be written: No such file or directory"},
-      {"-o .", ".: cannot be written: Is a directory"},
-      {"-o ./small.onnx", "./small.onnx: is the input"},
-      {"--config out.txt -o out.txt", "out.txt: is the input"},
-  };
-  for (const Case& c : outputs) {
-    const ToolResult result = tool(std::string("export-config small.onnx ") + c.arguments);
-    EXPECT_EQ(result.status, 1) << c.arguments;
-    EXPECT_TRUE(isOneLineWith(result.err, c.fault));
-  }
-  for (const char* usage :
-       {"layers", "layers small.onnx --input 3x4", "layers small.onnx --input 3x4x5x6",
-        "layers small.onnx --input axbxc", "export-config small.onnx"})
-    EXPECT_EQ(tool(usage).status, 2) << usage;
-  EXPECT_EQ(tool("layers small.onnx --runs 0").status, 1);
+  expectRefused("export-config -o out.txt ", refusals);
+  expectRefused("layers ", {refusals[0], refusals[3], refusals[5]});
+  expectRefused("export-config small.onnx ",
+                {{"-o no/where", "no/where: cannot be written: No such file or directory"},
+                 {"-o .", ".: cannot be written: Is a directory"},
+                 {"-o ./small.onnx", "./small.onnx: is the input"},
+                 {"--config out.txt -o out.txt", "out.txt: is the input"}});
+  expectRefused("layers ", {{"small.onnx --runs 0", "--runs: 0: "}});
+  expectRefused(
+      "layers ",
+      {{""}, {"small.onnx --input 3x4"}, {"small.onnx --input 3x4x5x6"}, {"small.onnx --input axbxc"}},
+      2);
+  expectRefused("export-config ", {{"small.onnx"}}, 2);
 }
 
 TEST(LayerTimes, TakesMediansAndDrawsShares) {

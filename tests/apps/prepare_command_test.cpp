@@ -12,7 +12,6 @@
 namespace {
 
 using tn_reference::CropWindow;
-using tn_test::isOneLineWith;
 using tn_test::ToolResult;
 using tn_test::ToolTest;
 
@@ -173,51 +172,38 @@ TEST_F(PrepareCommand, TheFirstPlaneIsRedInAPngAndStandardOutputIsNumPy) {
 
 TEST_F(PrepareCommand, FaultsAreOneLineAndLeaveNoFile) {
   cv::imwrite(path("in.png"), makePicture(12, 10, CV_8UC3));
-  const std::string png = read("in.png");
   write("in.yuv", std::string(8 * 6 * 3 / 2, 'y'));
-  static const struct {
-    const char *arguments, *fault;
-  } cases[] = {
-      {"nofile.png -o out.npy --size 8x8", "nofile.png: cannot be read: No such file or directory"},
-      {"in.yuv -o out.npy --size 8x8", "in.yuv: is neither PNG nor JPEG"},
-      {"in.yuv -o out.npy --size 8x8 --format nv12 --frame 8x8",
-       "in.yuv: has only 72 of the 96 bytes of one frame of 8x8"},
-      {"in.png -o in.png --size 8x8", "in.png: is the input"},
-      {"in.png -o no/where.npy --size 8x8", "no/where.npy: cannot be written: No such file"},
-      {"in.png -o out.npy --size 0x8", "--size: 0x8: width and height must be from 1 to"},
-      {"in.png -o out.npy --size 8x9000", "--size: 8x9000: width and height must be from 1 to"},
-      {"in.png -o out.npy --size 16x12 --orient 2", "--size: 16x12: must be a square"},
-      {"in.png -o out.npy --size 18x18 --orient 1", "--size: 18x18: must be a square"},
-      {"in.yuv -o out.npy --size 16x12 --orient 64 --format i420 --frame 8x6",
-       "--size: 16x12: must be a square"},
-      {"in.png -o out.npy --size 8x8 --orient 32", "--orient: 32: has bits that mean nothing"},
-      {"in.png -o out.npy --size 8x8 --crop 5,5,4,9", "--crop: 5,5,4,9: has no pixels"},
-  };
-  for (const auto& k : cases) {
-    SCOPED_TRACE(k.arguments);
-    const ToolResult result = tool(std::string("prepare ") + k.arguments);
-    EXPECT_EQ(result.status, 1);
-    EXPECT_TRUE(isOneLineWith(result.err, k.fault));
-    EXPECT_FALSE(exists("out.npy"));
-  }
-  EXPECT_EQ(read("in.png"), png);
+  expectRefused(
+      "prepare ",
+      {
+          {"nofile.png -o out.npy --size 8x8", "nofile.png: cannot be read: No such file or directory"},
+          {"in.yuv -o out.npy --size 8x8", "in.yuv: is neither PNG nor JPEG"},
+          {"in.yuv -o out.npy --size 8x8 --format nv12 --frame 8x8",
+           "in.yuv: has only 72 of the 96 bytes of one frame of 8x8"},
+          {"in.png -o in.png --size 8x8", "in.png: is the input"},
+          {"in.png -o no/where.npy --size 8x8", "no/where.npy: cannot be written: No such file"},
+          {"in.png -o out.npy --size 0x8", "--size: 0x8: width and height must be from 1 to"},
+          {"in.png -o out.npy --size 8x9000", "--size: 8x9000: width and height must be from 1 to"},
+          {"in.png -o out.npy --size 16x12 --orient 2", "--size: 16x12: must be a square"},
+          {"in.png -o out.npy --size 18x18 --orient 1", "--size: 18x18: must be a square"},
+          {"in.yuv -o out.npy --size 16x12 --orient 64 --format i420 --frame 8x6",
+           "--size: 16x12: must be a square"},
+          {"in.png -o out.npy --size 8x8 --orient 32", "--orient: 32: has bits that mean nothing"},
+          {"in.png -o out.npy --size 8x8 --crop 5,5,4,9", "--crop: 5,5,4,9: has no pixels"},
+      });
 }
 
 TEST_F(PrepareCommand, WrongUsageIsStatusTwo) {
-  static const char* const wrong[] = {
-      "in.png -o out.npy",
-      "in.png -o out.jpg --size 8x8",
-      "in.png -o out.npy --size 8x8 --orient=-1",
-      "in.png -o out.npy --size 8x8 --order grb",
-      "in.png -o out.npy --size 8x8 --crop 1,2,3",
-      "in.png -o out.npy --size 8x8 --pad grey",
-  };
-  for (const char* arguments : wrong) {
-    SCOPED_TRACE(arguments);
-    const ToolResult result = tool(std::string("prepare ") + arguments);
-    EXPECT_EQ(result.status, 2);
-    EXPECT_TRUE(isOneLineWith(result.err, "(see 'tarnkit prepare --help')"));
-  }
+  expectRefused("prepare ",
+                {
+                    {"in.png -o out.npy"},
+                    {"in.png -o out.jpg --size 8x8"},
+                    {"in.png -o out.npy --size 8x8 --orient=-1"},
+                    {"in.png -o out.npy --size 8x8 --order grb"},
+                    {"in.png -o out.npy --size 8x8 --crop 1,2,3"},
+                    {"in.png -o out.npy --size 8x8 --pad grey"},
+                },
+                2);
 }
 
 }  // namespace

@@ -3,10 +3,9 @@
 
 #include <cmath>
 #include <cstring>
-#include <map>
 #include <opencv2/imgcodecs.hpp>
-#include <set>
 
+#include "apps/scoring/track_score.h"
 #include "apps/video/video_reader.h"
 #include "tests/apps/tool_test_support.h"
 #include "tn_yuvconverter.h"
@@ -16,6 +15,8 @@ namespace {
 using tarnkit::MotBox;
 using tarnkit::MotFrames;
 using tarnkit::readMotFrames;
+using tarnkit::scoreTracks;
+using tarnkit::TrackScore;
 using tarnkit::VideoReader;
 using tn_test::countFrames;
 using tn_test::Npy;
@@ -24,14 +25,6 @@ using tn_test::ToolResult;
 using tn_test::ToolTest;
 
 class RunCommand : public ToolTest {};
-
-// The overlap of two boxes as a share of their union.
-double overlap(const MotBox& a, const MotBox& b) {
-  const double width = std::min(a.left + a.width, b.left + b.width) - std::max(a.left, b.left);
-  const double height = std::min(a.top + a.height, b.top + b.height) - std::max(a.top, b.top);
-  if (width <= 0.0 || height <= 0.0) return 0.0;
-  return width * height / (a.width * a.height + b.width * b.height - width * height);
-}
 
 TEST_F(RunCommand, FollowsEachFigureOfTheSample) {
   constexpr int kFrames = 60;
@@ -53,14 +46,10 @@ TEST_F(RunCommand, FollowsEachFigureOfTheSample) {
       EXPECT_NE(result.out.find(std::string("\n") + stage), std::string::npos) << stage;
     EXPECT_EQ(countFrames(path("out.mp4")), kFrames);
 
-    const MotFrames tracks = readMotFrames(path("tracks.txt"));
-    ASSERT_EQ(tracks.size(), truth.size());
-    for (const auto& [number, boxes] : tracks) {
-      ASSERT_EQ(boxes.size(), 4u);
-      for (const MotBox& box : boxes)
-        EXPECT_GT(overlap(box, truth.at(number)[static_cast<std::size_t>(box.id - 1)]), 0.7)
-            << "frame " << number << ", figure " << box.id;
-    }
+    const TrackScore score = scoreTracks(readMotFrames(path("tracks.txt")), truth, 0.7);
+    EXPECT_EQ(score.matches, 4 * kFrames) << score.table();
+    EXPECT_EQ(score.precision(), 1.0) << score.table();
+    EXPECT_EQ(score.identity_switches, 0) << score.table();
     const cv::Mat sheet = cv::imread(path("sheet.png")), paths = cv::imread(path("paths.png"));
     EXPECT_GT(sheet.cols, 3 * 480);
     EXPECT_EQ(paths.size(), cv::Size(320, 240));
@@ -148,11 +137,8 @@ TEST_F(RunCommand, TheDetectorFindsFiguresOnFoot) {
   EXPECT_EQ(result.err.rfind("frames 4,", 0), 0u) << "the summary makes way for the tracks";
   write("found.txt", result.out);
   const MotFrames truth = readMotFrames(path("walk.txt"));
-  int found = 0;
-  for (const auto& [number, boxes] : readMotFrames(path("found.txt")))
-    for (const MotBox& figure : truth.at(number))
-      for (const MotBox& box : boxes) found += overlap(box, figure) > 0.5;
-  EXPECT_EQ(found, 4 * kFrames);
+  const TrackScore score = scoreTracks(readMotFrames(path("found.txt")), truth, 0.5);
+  EXPECT_EQ(score.matches, 4 * kFrames) << score.table();
 }
 
 }  // namespace

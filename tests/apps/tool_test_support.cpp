@@ -5,36 +5,19 @@
 #include <fstream>
 #include <iterator>
 
+#include "tests/support/test_support.h"
+
 #if defined(TARNKIT_MEDIA)
 #include "apps/video/video_reader.h"
 #endif
 
-#if defined(_WIN32)
-#include <process.h>
-#else
+#if !defined(_WIN32)
 #include <sys/wait.h>
-#include <unistd.h>
 #endif
 
 namespace tn_test {
-namespace {
 
-int processId() {
-#if defined(_WIN32)
-  return _getpid();
-#else
-  return getpid();
-#endif
-}
-
-}  // namespace
-
-ToolTest::ToolTest() {
-  const testing::TestInfo* const test = testing::UnitTest::GetInstance()->current_test_info();
-  folder_ = std::filesystem::temp_directory_path() /
-            (std::string("tarnkit-") + test->name() + "-" + std::to_string(processId()));
-  std::filesystem::create_directories(folder_);
-}
+ToolTest::ToolTest() : folder_(TempPath()) { std::filesystem::create_directories(folder_); }
 
 ToolTest::~ToolTest() {
   std::error_code ignored;
@@ -64,6 +47,30 @@ ToolResult ToolTest::tool(const std::string& arguments, const std::string& befor
   status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 #endif
   return {status, read("stdout.txt"), read("stderr.txt")};
+}
+
+std::map<std::string, std::string> ToolTest::files() const {
+  std::map<std::string, std::string> found;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder_)) {
+    const std::string name = std::filesystem::relative(entry.path(), folder_).string();
+    if (name != "stdout.txt" && name != "stderr.txt")
+      found[name] = entry.is_regular_file() ? read(name) : "";
+  }
+  return found;
+}
+
+void ToolTest::expectRefused(const std::string& command, const std::vector<Refusal>& refusals,
+                             int status) const {
+  const std::map<std::string, std::string> before = files();
+  for (const Refusal& refusal : refusals) {
+    SCOPED_TRACE(command + refusal.arguments);
+    const ToolResult result = tool(command + refusal.arguments);
+    EXPECT_EQ(result.status, status);
+    EXPECT_TRUE(isOneLineWith(result.err, refusal.fault));
+    EXPECT_TRUE(status != 2 || isOneLineWith(result.err, command + "--help')"));
+    EXPECT_EQ(result.out, "");
+    EXPECT_TRUE(files() == before) << "a file was made or changed";
+  }
 }
 
 void ToolTest::makeSample(int frames, const std::string& size) const {

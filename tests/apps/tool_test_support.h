@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,11 @@ namespace tn_test {
 struct ToolResult {
   int status;
   std::string out, err;
+};
+
+// A call that must fail, and what its one line has to say.
+struct Refusal {
+  std::string arguments, fault = {};
 };
 
 class ToolTest : public testing::Test {
@@ -32,10 +38,18 @@ class ToolTest : public testing::Test {
   // shell commands that come first.
   ToolResult tool(const std::string& arguments, const std::string& before = "") const;
 
+  // Each call ends with the status, prints nothing but its line, and leaves all files as they were. What
+  // is wrong usage, status 2, points to the help.
+  void expectRefused(const std::string& command, const std::vector<Refusal>& refusals,
+                     int status = 1) const;
+
   // Makes walk.mp4 and walk.txt with the tool's own sample command.
   void makeSample(int frames, const std::string& size = "320x240") const;
 
  private:
+  // By name, with what is in them; but for those that `tool` makes itself.
+  std::map<std::string, std::string> files() const;
+
   std::filesystem::path folder_;
 };
 

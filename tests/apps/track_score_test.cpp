@@ -7,7 +7,6 @@
 namespace {
 
 using namespace tarnkit;
-using tn_test::isOneLineWith;
 using tn_test::ToolResult;
 
 // A box of 100 x 100 pixels; moved by 50 across, two share a third of their union.
@@ -85,24 +84,12 @@ TEST_F(ScoreCommand, PrintsTheScoreOrWhatIsWrong) {
   const ToolResult strict = tool("score tracks.txt truth.txt --overlap 0.9");
   EXPECT_NE(strict.out.find("recall             0.3333\n"), std::string::npos) << strict.out;
 
-  struct Case {
-    const char *arguments, *fault;
-  };
-  static const Case wrong[] = {
-      {"score twice.txt truth.txt", "twice.txt: frame 3 has identity 1 twice"},
-      {"score tracks.txt twice.txt", "twice.txt: frame 3 has identity 1 twice"},
-      {"score tracks.txt nofile.txt", "nofile.txt: cannot be read: "},
-      {"score tracks.txt truth.txt --overlap 1.5", "--overlap: must be from 0 to 1"},
-      {"score tracks.txt truth.txt --overlap nan", "--overlap: must be from 0 to 1"},
-      {"score - -", "standard input is given for both"},
-  };
-  for (const Case& c : wrong) {
-    SCOPED_TRACE(c.arguments);
-    const ToolResult refused = tool(c.arguments);
-    EXPECT_EQ(refused.status, 1);
-    EXPECT_TRUE(isOneLineWith(refused.err, c.fault));
-    EXPECT_EQ(refused.out, "");
-  }
+  expectRefused("score ", {{"twice.txt truth.txt", "twice.txt: frame 3 has identity 1 twice"},
+                           {"tracks.txt twice.txt", "twice.txt: frame 3 has identity 1 twice"},
+                           {"tracks.txt nofile.txt", "nofile.txt: cannot be read: "},
+                           {"tracks.txt truth.txt --overlap 1.5", "--overlap: must be from 0 to 1"},
+                           {"tracks.txt truth.txt --overlap nan", "--overlap: must be from 0 to 1"},
+                           {"- -", "standard input is given for both"}});
 }
 
 }  // namespace

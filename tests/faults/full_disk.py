@@ -104,7 +104,7 @@ def limited_files(attack, cases, wholes):
 
 def full_devices(attack, cases):
     if not pathlib.Path("/dev/full").exists():
-        attack.say("there is no /dev/full here: it is left out")
+        attack.left_out("there is no /dev/full here")
         return
     for name, _, arguments, _ in cases:
         if name.split()[0] not in ("prepared", "warped"):
@@ -121,7 +121,7 @@ def small_disk(attack, cases, wholes):
     disk = attack.path("disk")
     disk.mkdir()
     if not mounts(disk, "-o", f"size={DISK}"):
-        attack.say("no file system may be mounted here: the small disk is left out")
+        attack.left_out("no file system may be mounted here, so that no disk was full")
         return
     try:
         for name, file, arguments, kind in cases:

@@ -5,21 +5,29 @@ import time
 from support import Attack
 
 MINUTE = 25 * 60  # frames
+STEP = 25  # frames from one look at the memory to the next
 # What allocators may add. An MP4 file ends with an index of its frames, which FFmpeg keeps until then.
 MARGIN_KIB = 256
 MARGIN_KIB_AN_HOUR_OF_OUTPUT = 5 * 1024
 
 
-def status_kib(pid, field):
-    with open(f"/proc/{pid}/status") as status:
-        for line in status:
-            if line.startswith(field + ":"):
-                return int(line.split()[1])
-    return 0
+def own_kib(pid):
+    """Memory that a process has to itself, as the kernel counts it from the pages; 0 when there is none.
+
+    Pages of files, programs above all, come and go as the system pleases, and the peak that it keeps has them in.
+    """
+    try:
+        with open(f"/proc/{pid}/smaps_rollup") as rollup:
+            return sum(int(line.split()[1]) for line in rollup if line.startswith(("Anonymous:", "Swap:")))
+    except (FileNotFoundError, ProcessLookupError):
+        return 0
 
 
 def peaks(attack, arguments, frames):
-    """Runs the tool; peak memory in KiB over the first, the second and the last window of frames.
+    """Runs the tool; the most memory in KiB seen in the first, the second and the last window of frames.
+
+    Looked at every few frames, wherever the tool then is in its work: what lasts for less may be missed in one
+    window and seen in another, which is why the first two are both taken.
 
     The tracks come through a pipe: the tool is never further ahead of what was read than the pipe holds, so
     that a machine with other work to do measures the same frames. The last window ends before the last
@@ -27,19 +35,20 @@ def peaks(attack, arguments, frames):
     """
     window = max(MINUTE, frames // 60)
     end = frames - window // 3
-    marks = [window, 2 * window, end - window, end]
-    found = []
+    found, looked_at = {0: 0, window: 0, end - window: 0}, 0
     with open(attack.path("err.txt"), "wb") as err:
         tool = attack.start(*arguments, stdout=subprocess.PIPE, stderr=err)
     for line in tool.stdout:
-        if marks and int(line.split(b",", 1)[0]) >= marks[0]:
-            found.append(status_kib(tool.pid, "VmHWM"))
-            marks.pop(0)
-            with open(f"/proc/{tool.pid}/clear_refs", "w") as refs:
-                refs.write("5")  # the peak counts from now on
+        frame = int(line.split(b",", 1)[0])
+        if frame < looked_at + STEP:
+            continue
+        looked_at = frame
+        for start in found:
+            if start <= frame < start + window:
+                found[start] = max(found[start], own_kib(tool.pid))
     said = attack.path("err.txt").read_text()
     attack.expect(tool.wait() == 0, f"{arguments}: status {tool.returncode}: {said}")
-    return (found[0], found[1], found[3]) if not marks else (0, 0, 0)
+    return found.values()
 
 
 def compare(attack, name, arguments, frames):

@@ -77,8 +77,10 @@ def main():
             private[variable] = attack.path("places") / variable
             private[variable].mkdir(parents=True)
         covered = hidden_folders(attack)
-        attack.say("watched besides TMPDIR and the home folders: " + (", ".join(covered) or "nothing, as no file "
-                   "system may be mounted here"))
+        if covered:
+            attack.say("watched besides TMPDIR and the home folders: " + ", ".join(covered))
+        else:
+            attack.left_out("no file system may be mounted here, so that only TMPDIR and the home folders are watched")
         environment = dict(os.environ, **{name: str(path) for name, path in private.items()})
         watch = Watch(list(private.values()) + covered)
         for arguments in commands(attack):

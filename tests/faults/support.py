@@ -13,6 +13,8 @@ import time
 
 TIMEOUT = 60
 PAGE = 4096
+# Status of a run that found no faults but left out what the attack is about; CTest shows it as skipped.
+LEFT_OUT = 77
 
 Result = collections.namedtuple("Result", "status out err")
 
@@ -53,6 +55,7 @@ class Attack:
         # Beside the tool: what watches the folders that all share must not be in them.
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="faults-", dir=self.tool_path.parent))
         self.faults = 0
+        self.is_left_out = False
         self.started = time.monotonic()
 
     def __enter__(self):
@@ -63,7 +66,7 @@ class Attack:
         shutil.rmtree(self.folder, ignore_errors=True)
         if error is None:
             self.say(f"{self.faults} faults, {time.monotonic() - self.started:.0f} s")
-            sys.exit(1 if self.faults else 0)
+            sys.exit(1 if self.faults else LEFT_OUT if self.is_left_out else 0)
 
     @staticmethod
     def say(text):
@@ -72,6 +75,11 @@ class Attack:
     def fault(self, text):
         self.faults += 1
         self.say("FAULT: " + text)
+
+    def left_out(self, text):
+        """Says why the machine does not allow what the attack is about."""
+        self.is_left_out = True
+        self.say("LEFT OUT: " + text)
 
     def expect(self, condition, text):
         if not condition:

@@ -51,7 +51,7 @@ void tensorsFromPixels(Digest& digest) {
 std::vector<HashRow> platformRows() {
   return {
       {"resize_bilinear_c1", [](Digest& d) { resize(d, resize_bilinear_c1, 1); }},
-      {"resize_bilinear_c2", [](Digest& d) { resize(d, resize_bilinear_c2, 2); }},
+      {"TarnCPU::resize_bilinear_c2", [](Digest& d) { resize(d, resize_bilinear_c2, 2); }},
       {"resize_bilinear_c3", [](Digest& d) { resize(d, resize_bilinear_c3, 3); }},
       {"resize_bilinear_c4", [](Digest& d) { resize(d, resize_bilinear_c4, 4); }},
       {"resize_nearest_c1", [](Digest& d) { resize(d, resize_nearest_c1, 1); }},

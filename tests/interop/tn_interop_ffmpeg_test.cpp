@@ -12,6 +12,7 @@ namespace {
 
 using Tarn::interop::asImage;
 using Tarn::interop::packFrame;
+using tn_test::FaultOf;
 
 struct FrameDelete {
   void operator()(AVFrame* frame) const { av_frame_free(&frame); }
@@ -50,16 +51,6 @@ Frame paddedFrame(int format, int width, int height) {
   return frame;
 }
 
-template <class F>
-std::string faultOf(F&& call) {
-  try {
-    call();
-  } catch (const std::invalid_argument& error) {
-    return error.what();
-  }
-  return "";
-}
-
 struct Format {
   int frame;
   int record;
@@ -90,19 +81,19 @@ TEST(InteropFfmpeg, PackedFramesBecomeRecordsWithoutACopy) {
     for (int i = 0; i < f.planes; ++i) {
       SCOPED_TRACE(i);
       frame->linesize[i] += 2;
-      EXPECT_NE(faultOf([&] {
+      EXPECT_NE(FaultOf([&] {
                   asImage(*frame);
                 }).find("plane " + std::to_string(i) + " of the frame has rows"),
                 std::string::npos);
       frame->linesize[i] -= 2;
       if (i == 0) continue;
       ++frame->data[i];
-      EXPECT_NE(faultOf([&] { asImage(*frame); }).find("packFrame"), std::string::npos);
+      EXPECT_NE(FaultOf([&] { asImage(*frame); }).find("packFrame"), std::string::npos);
       --frame->data[i];
     }
     // Bottom row first: the right distance in the wrong direction.
     frame->linesize[0] = -frame->linesize[0];
-    EXPECT_NE(faultOf([&] { asImage(*frame); }), "");
+    EXPECT_NE(FaultOf([&] { asImage(*frame); }), "");
   }
 }
 
@@ -145,10 +136,10 @@ TEST(InteropFfmpeg, OtherFramesAreRefusedByName) {
   const Frame empty = makeFrame(AV_PIX_FMT_NV12, 16, 16);
   const Frame nameless = paddedFrame(AV_PIX_FMT_RGBA, 16, 16);
   nameless->format = 100000;
-  EXPECT_NE(faultOf([&] { asImage(*deep); }).find("yuv420p10"), std::string::npos);
-  EXPECT_NE(faultOf([&] { packFrame(*deep, bytes); }), "");
-  EXPECT_EQ(faultOf([&] { asImage(*empty); }), "the frame has no pixels");
-  EXPECT_NE(faultOf([&] { asImage(*nameless); }), "");
+  EXPECT_NE(FaultOf([&] { asImage(*deep); }).find("yuv420p10"), std::string::npos);
+  EXPECT_NE(FaultOf([&] { packFrame(*deep, bytes); }), "");
+  EXPECT_EQ(FaultOf([&] { asImage(*empty); }), "the frame has no pixels");
+  EXPECT_NE(FaultOf([&] { asImage(*nameless); }), "");
   EXPECT_TRUE(bytes.empty());
 }
 

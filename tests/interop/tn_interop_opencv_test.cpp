@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/test_support.h"
 #include "tn_yuvconverter.h"
 
 namespace {
@@ -14,16 +15,7 @@ using Tarn::interop::asImage;
 using Tarn::interop::asMat;
 using Tarn::interop::asTensor;
 using Tarn::interop::packMat;
-
-template <class F>
-std::string faultOf(F&& call) {
-  try {
-    call();
-  } catch (const std::invalid_argument& error) {
-    return error.what();
-  }
-  return "";
-}
+using tn_test::FaultOf;
 
 TEST(InteropOpenCv, RecordsAndMatricesShareTheirPixelsBothWays) {
   const int blob[] = {3, 4, 6}, batch[] = {1, 3, 4, 6};
@@ -106,7 +98,7 @@ TEST(InteropOpenCv, PartsOfMatricesArePackedByACopyAndWholeOnesAreNot) {
   cv::randu(whole, 0, 256);
   EXPECT_EQ(packMat(whole).data, whole.data);
   const cv::Mat part = whole(cv::Rect(1, 2, 4, 5));
-  EXPECT_NE(faultOf([&] { asImage(part, TN_PIX_FMT_BGR); }).find("packMat"), std::string::npos);
+  EXPECT_NE(FaultOf([&] { asImage(part, TN_PIX_FMT_BGR); }).find("packMat"), std::string::npos);
   const cv::Mat packed = packMat(part);
   EXPECT_EQ(asImage(packed, TN_PIX_FMT_BGR).width, 4);
   EXPECT_EQ(cv::norm(packed, part, cv::NORM_INF), 0);
@@ -115,7 +107,7 @@ TEST(InteropOpenCv, PartsOfMatricesArePackedByACopyAndWholeOnesAreNot) {
 TEST(InteropOpenCv, WhatDoesNotFitIsRefused) {
   const int four[] = {4, 4, 6}, two_frames[] = {2, 3, 4, 6}, five[] = {1, 1, 3, 4, 6};
   const cv::Mat bgr(4, 6, CV_8UC3);
-  const std::string no_such_format = faultOf([&] { asImage(bgr, 2); });
+  const std::string no_such_format = FaultOf([&] { asImage(bgr, 2); });
   EXPECT_NE(no_such_format.find("code 2"), std::string::npos) << no_such_format;
   const struct {
     cv::Mat mat;
@@ -133,7 +125,7 @@ TEST(InteropOpenCv, WhatDoesNotFitIsRefused) {
       {cv::Mat(5, five, CV_32FC1), TN_PIX_FMT_CHW_F32},
   };
   for (const auto& c : images)
-    EXPECT_NE(faultOf([&] { asImage(c.mat, c.format); }), "")
+    EXPECT_NE(FaultOf([&] { asImage(c.mat, c.format); }), "")
         << "format " << c.format << ", " << c.mat.size;
 
   unsigned char pixels[64];
@@ -145,7 +137,7 @@ TEST(InteropOpenCv, WhatDoesNotFitIsRefused) {
       {0, 6, 4, 4, 0, pixels},
   };
   for (const _TN_Image& image : records)
-    EXPECT_NE(faultOf([&] { asMat(image); }), "") << image.pix_fmt << ", " << image.width;
+    EXPECT_NE(FaultOf([&] { asMat(image); }), "") << image.pix_fmt << ", " << image.width;
 
   const cv::Mat floats(8, 8, CV_32FC2);
   const cv::Mat no_tensors[] = {cv::Mat(),
@@ -154,15 +146,15 @@ TEST(InteropOpenCv, WhatDoesNotFitIsRefused) {
                                 cv::Mat(3, four, CV_32FC2),
                                 cv::Mat(4, two_frames, CV_32FC1),
                                 cv::Mat(5, five, CV_32FC1)};
-  for (const cv::Mat& mat : no_tensors) EXPECT_NE(faultOf([&] { asTensor(mat); }), "") << mat.size;
+  for (const cv::Mat& mat : no_tensors) EXPECT_NE(FaultOf([&] { asTensor(mat); }), "") << mat.size;
 
   TarnCPU::Mat tensor(2, 2, CV_CN_MAX + 1, TarnCPU::TensorShape::HWC);
-  EXPECT_NE(faultOf([&] { asMat(tensor); }), "");
+  EXPECT_NE(FaultOf([&] { asMat(tensor); }), "");
   tensor.layout = TarnCPU::TensorShape::CHW;
-  EXPECT_EQ(faultOf([&] { asMat(tensor); }), "");
+  EXPECT_EQ(FaultOf([&] { asMat(tensor); }), "");
   tensor.elem_size = 2;
-  EXPECT_NE(faultOf([&] { asMat(tensor); }), "");
-  EXPECT_NE(faultOf([&] { asMat(TarnCPU::Mat()); }), "");
+  EXPECT_NE(FaultOf([&] { asMat(tensor); }), "");
+  EXPECT_NE(FaultOf([&] { asMat(TarnCPU::Mat()); }), "");
 }
 
 }  // namespace

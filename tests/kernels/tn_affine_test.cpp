@@ -169,6 +169,17 @@ TEST(Affine, EverySizeEqualsThePlainForm) {
         }
 }
 
+// Tensors beyond 2 MiB are warped plane by plane.
+TEST(Affine, LargeTensorsEqualThePlainForm) {
+  const Planes source = makePlanes(357, 301, 3, Content::kFinite);
+  for (const Warp& warp : kWarps)
+    for (const std::size_t k : {3u, 4u}) {
+      expectWarp(warp, source, 357, 301, 3, kMatrices[k]);
+      if (!warp.one_size) expectWarp(warp, source, 601, 597, 2, kMatrices[k]);
+      if (HasFatalFailure()) return;
+    }
+}
+
 // Row 0 and column 0 do not count, so a source of one row or none has nothing that may be read.
 TEST(Affine, SourcesThatDoNotCountAreNotRead) {
   static const int sizes[][2] = {{1, 1}, {1, 9}, {9, 1}, {0, 0}, {0, 5}};
@@ -188,7 +199,8 @@ TEST(Affine, SourcesThatDoNotCountAreNotRead) {
 }
 
 TEST(Affine, NothingToWriteTouchesNothing) {
-  static const int sizes[][3] = {{0, 4, 3}, {4, 0, 3}, {-1, 4, 3}, {4, -2147483647, 3}, {4, 4, 0}};
+  static const int sizes[][3] = {{0, 4, 3},           {4, 0, 3}, {-1, 4, 3},
+                                 {4, -2147483647, 3}, {4, 4, 0}, {9, 9, -1}};
   ForEachTarget([] {
     for (const auto& size : sizes) {
       const Mat none =

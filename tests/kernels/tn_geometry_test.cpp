@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "tests/reference/geometry_reference.h"
-#include "tests/reference/resize_reference.h"
 #include "tests/support/test_support.h"
 #include "tn_cv.h"
 
@@ -165,58 +164,6 @@ TEST(Cuts, ThePackedStartWrapsAt32Bits) {
   EXPECT_EQ(std::memcmp(out, src.data(), 6), 0);
 }
 
-void expectResize(int sw, int sh, int dw, int dh, const Guarded& src) {
-  SCOPED_TRACE(testing::Message() << sw << "x" << sh << " to " << dw << "x" << dh);
-  const std::uint8_t* const from = src.data() + (src.size() - bytes(sw, sh, 2));
-  expectOnEveryTarget(tn_reference::resizeBilinear(from, sw, sh, dw, dh, 2),
-                      [&](std::uint8_t* dst) { TN_CV::resize_bilinear_c2(from, sw, sh, dst, dw, dh); });
-}
-
-TEST(Resize, EverySizePairEqualsTheRule) {
-  const Guarded src = RandomBytes(2 * 400 * 40, 3);
-  // Below, at and above the 8 pairs of a window; outputs around a step of each vector width.
-  static const int sources[] = {2, 3, 4, 7, 8, 9, 10, 15, 16, 17, 24, 33, 63, 100, 257, 400};
-  static const int outputs[] = {1, 2, 3, 5, 7, 8, 9, 15, 16, 17, 31, 32, 33, 48, 63, 64, 65, 130};
-  for (int sw : sources)
-    for (int dw : outputs) {
-      expectResize(sw, 5, dw, 3, src);
-      if (HasFatalFailure()) return;
-    }
-  for (int sh : {2, 3, 4, 5, 8, 13, 20, 40})
-    for (int dh : {1, 2, 3, 4, 5, 8, 19, 20, 21, 39, 40, 64}) {
-      expectResize(12, sh, 10, dh, src);
-      if (HasFatalFailure()) return;
-    }
-}
-
-// Three pairs to 2048: every weight is a half rounded up, so the two of a pixel add up to 2049.
-TEST(Resize, WeightsThatAddUpToMoreThanOneDoNotWrap) {
-  Guarded src = RandomBytes(2 * 3 * 3, 5);
-  expectResize(3, 3, 2048, 5, src);
-  std::memset(src.data(), 255, src.size());
-  expectResize(3, 3, 2048, 2048, src);
-}
-
-TEST(Resize, TheSameSizeIsACopy) {
-  for (int w : {2, 3, 8, 31, 320})
-    for (int h : {2, 5}) {
-      const Guarded src = RandomBytes(bytes(w, h, 2));
-      expectOnEveryTarget(Bytes(src.data(), src.data() + src.size()), [&](std::uint8_t* dst) {
-        TN_CV::resize_bilinear_c2(src.data(), w, h, dst, w, h);
-      });
-    }
-}
-
-// There is nothing beside a single column or row but an unreadable page.
-TEST(Resize, OnePairIsSpreadWithoutReadingBesideIt) {
-  static const int sizes[][2] = {{1, 1}, {1, 2}, {1, 11}, {2, 1}, {7, 1}, {9, 1}, {40, 1}};
-  for (const auto& size : sizes)
-    for (int dw : {1, 2, 9, 40}) {
-      const Guarded src = RandomBytes(bytes(size[0], size[1], 2));
-      expectResize(size[0], size[1], dw, 7, src);
-    }
-}
-
 // Any access would crash.
 TEST(Geometry, EmptySizesTouchNothing) {
   constexpr int kLowest = std::numeric_limits<int>::min();
@@ -238,8 +185,6 @@ TEST(Geometry, EmptySizesTouchNothing) {
       TN_CV::cut_sub_img_inhwc_outhwc(nullptr, 8, 8, nullptr, none, 2, 0, 0, 3);
       TN_CV::cut_sub_img_inhwc_outhwc(nullptr, 8, 8, nullptr, 2, none, 0, 0, 3);
       TN_CV::cut_sub_img_inhwc_outhwc(nullptr, 8, 8, nullptr, 2, 2, 0, 0, none);
-      TN_CV::resize_bilinear_c2(nullptr, 8, 8, nullptr, none, 8);
-      TN_CV::resize_bilinear_c2(nullptr, 8, 8, nullptr, 8, none);
     }
   });
 }

@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "tests/reference/networkinput_reference.h"
+#include "tests/support/log_lines.h"
 #include "tests/support/test_support.h"
 #include "tn_cnn.h"
-#include "tn_core.h"
 #include "tn_cv.h"
 
 namespace {
@@ -174,38 +174,15 @@ TEST(NetworkInput, PaddingIsGreyOrBlack) {
   }
 }
 
-struct Line {
-  Tarn::LogLevel level;
-  std::string tag, message;
-};
-
-// What is logged while the object lives.
-class LogCatcher {
- public:
-  LogCatcher() {
-    Tarn::setVerboseLogging(true);
-    Tarn::setLogSink(
-        [](Tarn::LogLevel level, const char* tag, const char* message, void* caught) {
-          static_cast<std::vector<Line>*>(caught)->push_back({level, tag, message});
-        },
-        &lines);
-  }
-  LogCatcher(const LogCatcher&) = delete;
-  LogCatcher& operator=(const LogCatcher&) = delete;
-  ~LogCatcher() {
-    Tarn::setLogSink(nullptr);
-    Tarn::setVerboseLogging(false);
-  }
-
-  std::vector<Line> lines;
-};
+using LogLines = tn_test::LogLines;
+using Lines = std::vector<std::string>;
 
 TEST(NetworkInput, UnsupportedFormatsAreLoggedAndLeaveTheTensorAlone) {
   Mat out(2, 2, 3);
   const Mat shared = out;
   for (const int format : {0, 2, TN_PIX_FMT_YUV420V, 6, 11, 12, TN_PIX_FMT_CHW_F32, 257, -7, INT_MIN}) {
     SCOPED_TRACE(format);
-    const LogCatcher log;
+    LogLines log(LogLines::What::kWholeOfEach);
     const _TN_Image image = {0, format, 4, 4, 0, nullptr};
     std::array<unsigned char, 64> work_a, work_b, untouched;
     untouched.fill(0xEE);
@@ -220,12 +197,7 @@ TEST(NetworkInput, UnsupportedFormatsAreLoggedAndLeaveTheTensorAlone) {
       EXPECT_EQ(std::count(work_a.begin(), work_a.end(), background), 64) << "filled all the same";
     }
     EXPECT_EQ(work_b, untouched);
-    ASSERT_EQ(log.lines.size(), 3u);
-    for (const Line& line : log.lines) {
-      EXPECT_EQ(line.level, Tarn::LogLevel::kVerbose);
-      EXPECT_EQ(line.tag, "Tarn");
-      EXPECT_EQ(line.message, "unsupport frame data pixel format");
-    }
+    EXPECT_EQ(log.take(), Lines(3, "V/Tarn: unsupport frame data pixel format"));
     EXPECT_TRUE(out.data == shared.data && out.w == 2 && *out.refcount == 2);
   }
 }
@@ -234,19 +206,16 @@ TEST(NetworkInput, FailuresOfThePlanarColoursAreLoggedAndGoOn) {
   struct Fault {
     int code;
   };
-  const LogCatcher log;
+  LogLines log(LogLines::What::kWholeOfEach);
   TarnCPU::convertPlanarLogged([] {});
-  EXPECT_TRUE(log.lines.empty());
+  EXPECT_EQ(log.take(), Lines());
   try {
     TarnCPU::convertPlanarLogged([] { throw Fault{7}; });
     FAIL() << "swallowed";
   } catch (const Fault& fault) {
     EXPECT_EQ(fault.code, 7);
   }
-  ASSERT_EQ(log.lines.size(), 1u);
-  EXPECT_EQ(log.lines[0].level, Tarn::LogLevel::kError);
-  EXPECT_EQ(log.lines[0].tag, "Tarn");
-  EXPECT_EQ(log.lines[0].message, "yuv420f_to_rgb error");
+  EXPECT_EQ(log.take(), Lines{"E/Tarn: yuv420f_to_rgb error"});
 }
 
 TEST(HalfTurn, PutsTheLastPixelFirst) {

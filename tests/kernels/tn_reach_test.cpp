@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
@@ -532,7 +533,7 @@ Buffer zeroEnded(const std::string& value) {
 const char* chars(const std::uint8_t* bytes) { return reinterpret_cast<const char*>(bytes); }
 
 void addNetworksAndLog(Table& table) {
-  const std::vector<std::uint8_t> model = fileBytes(TN_TEST_DATA "/small.onnx");
+  const std::vector<std::uint8_t> model = fileBytes(TN_SOURCE "/tests/data/small.onnx");
   for (const std::size_t bytes : {model.size(), model.size() / 2})
     table.add("TarnCPU::KRNetLoader::LoadMemory", std::to_string(bytes),
               {readsAll({model.data(), model.data() + bytes})},
@@ -614,7 +615,29 @@ TEST(Reach, EveryRoutineKeepsToItsDocumentedBytes) {
   std::signal(SIGSEGV, before);
 }
 
-const std::set<std::string> kWithoutRow = {
+using Names = std::set<std::string>;
+
+// The exported routines to which elements are given: by pointer, or by a record that points to them.
+Names routinesWithBuffers() {
+  Names found;
+  for (const char* const library : {"tn_core", "tn_cnn", "tn_kits"}) {
+    std::ifstream list(std::string(TN_SOURCE "/packaging/abi/") + library + ".symbols");
+    EXPECT_TRUE(list) << library;
+    // What a callback takes is not meant.
+    const std::regex callback(R"(\([^()]*\*\)\([^()]*\))");
+    const std::regex buffer(R"(\b(char|float|void)( const)?\*|\bTarnCPU::Mat\b|\b_TN_Image\b)");
+    for (std::string symbol; std::getline(list, symbol);) {
+      const std::size_t open = symbol.find('(');
+      if (symbol.empty() || symbol[0] == '#' || open == std::string::npos) continue;
+      const std::string arguments = std::regex_replace(symbol.substr(open), callback, "callback");
+      if (std::regex_search(arguments, buffer)) found.insert(symbol.substr(0, open));
+    }
+  }
+  EXPECT_GT(found.size(), 40u) << "the lists were not understood";
+  return found;
+}
+
+const Names kWithoutRow = {
     // Private; track, predict and the assignments call them.
     "Tarn::TarnOneEuroFilterBoxTracker2D::trackAt",
     "Tarn::TarnOneEuroFilterBoxTracker2D::predictAt",
@@ -624,28 +647,80 @@ const std::set<std::string> kWithoutRow = {
 };
 
 TEST(Reach, EveryExportedRoutineThatTakesABufferHasARow) {
-  std::set<std::string> without;
-  for (const char* const library : {"tn_core", "tn_cnn", "tn_kits"}) {
-    std::ifstream list(std::string(TN_ABI_LISTS "/") + library + ".symbols");
-    ASSERT_TRUE(list) << library;
-    // Elements by pointer, or a record that points to them; what a callback takes is not meant.
-    const std::regex callback(R"(\([^()]*\*\)\([^()]*\))");
-    const std::regex buffer(R"(\b(char|float|void)( const)?\*|\bTarnCPU::Mat\b|\b_TN_Image\b)");
-    for (std::string symbol; std::getline(list, symbol);) {
-      const std::size_t open = symbol.find('(');
-      if (symbol.empty() || symbol[0] == '#' || open == std::string::npos) continue;
-      const std::string arguments = std::regex_replace(symbol.substr(open), callback, "callback");
-      if (std::regex_search(arguments, buffer)) without.insert(symbol.substr(0, open));
-    }
-  }
-  EXPECT_GT(without.size(), 40u) << "the lists were not understood";
+  Names without = routinesWithBuffers();
   for (const std::string& name : kWithoutRow)
     EXPECT_EQ(without.erase(name), 1u) << name << " is not in the lists";
-  std::set<std::string> with;
+  Names with;
   for (const Row& row : allRows()) with.insert(row.routine);
   for (const std::string& name : with)
     EXPECT_EQ(without.erase(name), 1u) << name << " is not in the lists";
   for (const std::string& name : without) ADD_FAILURE() << name << " has no row";
+}
+
+// Those of networks, logs, and trackers of one box, which take no pixels.
+bool isOfPixels(const std::string& routine) {
+  for (const char* const other :
+       {"TarnCPU::KRNetLoader::", "TarnCPU::TarnNetExtractor::", "Tarn::_Log", "Tarn::setLogSink",
+        "Tarn::TarnKalmanFilterBoxTracker2D::", "Tarn::TarnOneEuroFilterBoxTracker2D::"})
+    if (routine.rfind(other, 0) == 0) return false;
+  return true;
+}
+
+// The names in a source, with all that stands before them; comments do not count.
+void addNames(const std::filesystem::path& path, Names& names) {
+  std::ifstream source(path);
+  ASSERT_TRUE(source) << path;
+  static const std::regex name(R"([A-Za-z_][\w:]*)");
+  for (std::string line; std::getline(source, line);) {
+    line.resize(std::min(line.size(), line.find("//")));
+    for (std::sregex_iterator word(line.begin(), line.end(), name), end; word != end; ++word)
+      names.insert(word->str());
+  }
+}
+
+// The last `parts` parts of a routine's name.
+std::string endOf(const std::string& routine, int parts) {
+  std::size_t colons = std::string::npos;
+  for (; parts > 0 && colons != 0; --parts) colons = routine.rfind("::", colons - 1);
+  return colons == std::string::npos ? routine : routine.substr(colons + 2);
+}
+
+TEST(Reach, EveryRoutineOfPixelsIsCheckedHashedAndFuzzed) {
+  // Copies, moves and swaps of a record leave its elements alone; boxes of frames have none.
+  const Names without = {"TarnCPU::Mat::Mat", "TarnCPU::Mat::operator=", "TarnCPU::Mat::swap",
+                         "TarnCPU::TN_CV::rectify_cropbox"};
+  const struct {
+    const char* what;
+    const char* folder;
+    std::regex files;
+    Names without;
+  } places[] = {
+      {"checked form", "tarnkit/inc", std::regex(R"(tn_checked\.h)"), {}},
+      // A view changes nothing.
+      {"hash", "tests/hashes", std::regex(R"(expected\.txt)"), {"TarnCPU::Mat::from_float_array"}},
+      {"fuzz target", "fuzz", std::regex(R"(.*_fuzz\.cpp)"), {}},
+  };
+  const Names routines = routinesWithBuffers();
+  for (const std::string& name : without) EXPECT_EQ(routines.count(name), 1u) << name;
+  for (const auto& place : places) {
+    for (const std::string& name : place.without) EXPECT_EQ(routines.count(name), 1u) << name;
+    Names names;
+    for (const auto& entry :
+         std::filesystem::directory_iterator(std::string(TN_SOURCE "/") + place.folder))
+      if (std::regex_match(entry.path().filename().string(), place.files)) addNames(entry.path(), names);
+    for (const std::string& routine : routines) {
+      if (!isOfPixels(routine) || without.count(routine) + place.without.count(routine) > 0) continue;
+      // Of two with one name the class or namespace must stand in front.
+      const auto has_its_name = [&](const std::string& other) {
+        return endOf(other, 1) == endOf(routine, 1);
+      };
+      const int parts = std::count_if(routines.begin(), routines.end(), has_its_name) > 1 ? 2 : 1;
+      const auto is_it = [&](const std::string& name) {
+        return endOf(name, parts) == endOf(routine, parts);
+      };
+      EXPECT_TRUE(std::any_of(names.begin(), names.end(), is_it)) << routine << " has no " << place.what;
+    }
+  }
 }
 
 }  // namespace

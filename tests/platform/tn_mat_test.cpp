@@ -15,8 +15,8 @@
 #include <vector>
 
 #include "common/tn_sanitizers.h"
+#include "tests/support/log_lines.h"
 #include "tests/support/test_support.h"
-#include "tn_core.h"
 
 namespace {
 
@@ -266,23 +266,17 @@ TEST(FromPixels, EveryByteLandsInItsPlane) {
 }
 
 TEST(FromPixels, AnUnknownTypeIsLoggedAndGivesNothing) {
-  std::vector<std::string> lines;
-  Tarn::setLogSink(
-      [](Tarn::LogLevel level, const char* tag, const char* message, void* user) {
-        EXPECT_EQ(level, Tarn::LogLevel::kError);
-        static_cast<std::vector<std::string>*>(user)->push_back(std::string(tag) + ": " + message);
-      },
-      &lines);
+  tn_test::LogLines log(tn_test::LogLines::What::kWholeOfEach);
   const int unknown[] = {0, 3, 9, 8 << 16 | 1, 3 << 16 | 8, -1};
   for (const int type : unknown) {
     const Mat m = Mat::from_pixels(nullptr, type, 4, 4);
     EXPECT_TRUE(m.empty());
     EXPECT_EQ(m.total(), 0u);
   }
-  Tarn::setLogSink(nullptr);
+  const std::vector<std::string> lines = log.take();
   ASSERT_EQ(lines.size(), std::size(unknown));
-  EXPECT_EQ(lines[1], "Tarn: Mat::from_pixels: type 0x3 is not supported");
-  EXPECT_EQ(lines[5], "Tarn: Mat::from_pixels: type 0xffffffff is not supported");
+  EXPECT_EQ(lines[1], "E/Tarn: Mat::from_pixels: type 0x3 is not supported");
+  EXPECT_EQ(lines[5], "E/Tarn: Mat::from_pixels: type 0xffffffff is not supported");
 }
 
 }  // namespace

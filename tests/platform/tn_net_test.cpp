@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "tests/support/log_lines.h"
+#include "tests/support/test_support.h"
 #include "tn_cnn.h"
 
 namespace {
@@ -33,11 +34,7 @@ std::string readFile(const std::string& path) {
 // A file of its own for each test, gone afterwards.
 class TempFile {
  public:
-  TempFile()
-      : path_((std::filesystem::temp_directory_path() /
-               (std::string("tn_net_test-") +
-                testing::UnitTest::GetInstance()->current_test_info()->name() + ".onnx"))
-                  .string()) {}
+  TempFile() : path_(tn_test::TempPath(".onnx")) {}
   TempFile(const TempFile&) = delete;
   TempFile& operator=(const TempFile&) = delete;
   ~TempFile() { std::filesystem::remove(path_); }
@@ -304,6 +301,41 @@ TEST(NetLoader, FaultsAreToldWithoutOpenCvsPlaces) {
                    "parameter contains duplicated orders."}));
 }
 
+TEST(NetLoader, MemoryHoldsTheNetworkOfTheFileOrGivesOneLine) {
+  const std::string model = readFile(dataFile("small.onnx")), notes = "These are notes.\n";
+  const std::string zeros(100, '\0');
+  LogLines log;
+  KRNetLoader loader;
+  {
+    std::string copy = model;
+    ASSERT_TRUE(loader.LoadMemory(copy.data(), copy.size(), false));
+    std::fill(copy.begin(), copy.end(), '\0');  // the loader has its own
+  }
+  TarnNet net;
+  net.load_tarn_net_with_inference_config(loader, nullptr);
+  EXPECT_EQ(runSmall(net), runSmall(build("small.onnx")));
+  EXPECT_EQ(log.take(), Lines());
+
+  const struct {
+    const char* name;
+    const void* bytes;
+    std::size_t size;
+  } cases[] = {{"nothing", nullptr, 0},
+               {"null", nullptr, 10},
+               {"no bytes", model.data(), 0},
+               {"half", model.data(), model.size() / 2},
+               {"all but one", model.data(), model.size() - 1},
+               {"too large", model.data(), std::size_t{1} << 40},
+               {"text", notes.data(), notes.size()},
+               {"zeros", zeros.data(), zeros.size()}};
+  for (const auto& c : cases) {
+    EXPECT_FALSE(loader.LoadMemory(c.bytes, c.size, false)) << c.name;
+    const Lines lines = log.take();
+    ASSERT_EQ(lines.size(), 1u) << c.name;
+    EXPECT_EQ(lines[0].rfind("model in memory: ", 0), 0u) << lines[0];
+  }
+}
+
 TEST(NetLoader, CheckingKeepsNothingAndFailingForgets) {
   LogLines log;
   KRNetLoader loader;
@@ -317,6 +349,11 @@ TEST(NetLoader, CheckingKeepsNothingAndFailingForgets) {
   EXPECT_EQ(log.take(), Lines());
   EXPECT_FALSE(is_kept());
   EXPECT_EQ(log.take(), (Lines{"network: no model file was loaded"}));
+  const std::string model = readFile(small);
+  EXPECT_TRUE(loader.LoadMemory(model.data(), model.size(), false));
+  EXPECT_TRUE(is_kept());
+  EXPECT_TRUE(loader.LoadMemory(model.data(), model.size(), true));
+  EXPECT_FALSE(is_kept()) << "the earlier one is forgotten too";
   EXPECT_TRUE(loader.LoadFile(small.c_str(), false));
   EXPECT_TRUE(is_kept());
   EXPECT_FALSE(loader.LoadFile(dataFile("missing.onnx").c_str(), false));

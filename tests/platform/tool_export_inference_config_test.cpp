@@ -18,11 +18,7 @@ using Lines = std::vector<std::string>;
 
 class ExportInferenceConfig : public testing::Test {
  protected:
-  ExportInferenceConfig()
-      : path_(
-            (std::filesystem::temp_directory_path() /
-             (std::string("tn_export-") + testing::UnitTest::GetInstance()->current_test_info()->name()))
-                .string()) {
+  ExportInferenceConfig() : path_(tn_test::TempPath()) {
     RecordingPlatform::get() = RecordingPlatform();
   }
   ~ExportInferenceConfig() override { std::filesystem::remove(path_); }

@@ -4,9 +4,20 @@
 
 #include <Eigen/Dense>
 
+#include "tn_kalmanfilter.h"
+
 namespace tn_test {
 
 struct PlainKalman {
+  // With the matrices and the state of a filter.
+  explicit PlainKalman(const Tarn::KalmanFilter& filter)
+      : F(filter.transition.cast<double>()),
+        H(filter.measurement.cast<double>()),
+        Q(filter.processNoiseCov.cast<double>()),
+        R(filter.measurementNoiseCov.cast<double>()),
+        state(filter.correctedState.cast<double>()),
+        covariance(filter.correctedErrorCov.cast<double>()) {}
+
   Eigen::MatrixXd F, H, Q, R, state, covariance;
 
   void predict() {

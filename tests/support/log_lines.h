@@ -12,19 +12,35 @@ namespace tn_test {
 
 class LogLines {
  public:
-  LogLines() { Tarn::setLogSink(keep, this); }
+  enum class What {
+    kErrors,       // the messages of error lines
+    kWholeOfEach,  // all lines as "E/tag: message", or V/ for verbose ones, which are asked for
+  };
+  explicit LogLines(What what = What::kErrors) : what_(what) {
+    Tarn::setVerboseLogging(what == What::kWholeOfEach);
+    Tarn::setLogSink(keep, this);
+  }
   LogLines(const LogLines&) = delete;
   LogLines& operator=(const LogLines&) = delete;
-  ~LogLines() { Tarn::setLogSink(nullptr); }
+  ~LogLines() {
+    Tarn::setLogSink(nullptr);
+    Tarn::setVerboseLogging(false);
+  }
 
-  // The error lines since the last call.
+  // The lines since the last call.
   std::vector<std::string> take() { return std::exchange(lines_, {}); }
 
  private:
-  static void keep(Tarn::LogLevel level, const char*, const char* message, void* self) {
-    if (level == Tarn::LogLevel::kError) static_cast<LogLines*>(self)->lines_.emplace_back(message);
+  static void keep(Tarn::LogLevel level, const char* tag, const char* message, void* self) {
+    LogLines& log = *static_cast<LogLines*>(self);
+    const bool error = level == Tarn::LogLevel::kError;
+    if (log.what_ == What::kWholeOfEach)
+      log.lines_.push_back(std::string(error ? "E/" : "V/") + tag + ": " + message);
+    else if (error)
+      log.lines_.emplace_back(message);
   }
 
+  What what_;
   std::vector<std::string> lines_;
 };
 

@@ -5,6 +5,7 @@
 #include <hwy/targets.h>
 
 #include <cstring>
+#include <filesystem>
 #include <new>
 #include <random>
 
@@ -41,6 +42,7 @@ void forbidPage(void* page, std::size_t bytes) {
   VirtualProtect(page, bytes, PAGE_NOACCESS, &before);
 }
 void unmapPages(void* pages, std::size_t) { VirtualFree(pages, 0, MEM_RELEASE); }
+unsigned long processId() { return GetCurrentProcessId(); }
 #else
 std::size_t pageSize() { return static_cast<std::size_t>(sysconf(_SC_PAGESIZE)); }
 void* mapPages(std::size_t bytes) {
@@ -49,6 +51,7 @@ void* mapPages(std::size_t bytes) {
 }
 void forbidPage(void* page, std::size_t bytes) { mprotect(page, bytes, PROT_NONE); }
 void unmapPages(void* pages, std::size_t bytes) { munmap(pages, bytes); }
+int processId() { return getpid(); }
 #endif
 
 }  // namespace
@@ -110,6 +113,12 @@ std::string FailedCheck(const std::string& condition, const std::string& file, i
 #else
   return file + ":" + number + ": .*`" + condition + "'";
 #endif
+}
+
+std::string TempPath(const std::string& ending) {
+  const std::string test = testing::UnitTest::GetInstance()->current_test_info()->name();
+  const std::string name = "tarnkit-" + test + "-" + std::to_string(processId()) + ending;
+  return (std::filesystem::temp_directory_path() / name).string();
 }
 
 }  // namespace tn_test

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 namespace tn_test {
@@ -46,9 +47,24 @@ Guarded RandomBytes(std::size_t size, std::uint32_t seed = 1);
 // with the page in front. A failure names the set and the place.
 void ForEachTarget(const std::function<void()>& body);
 
+// What a call throws as an invalid argument; empty when it passes.
+template <class Call>
+std::string FaultOf(const Call& call) {
+  try {
+    call();
+  } catch (const std::invalid_argument& fault) {
+    return fault.what();
+  }
+  return {};
+}
+
 // The pattern of what a failed check prints when it ends the process; C libraries word it differently.
 // condition: a pattern itself, of what GoogleTest understands everywhere: no groups, no alternatives.
 std::string FailedCheck(const std::string& condition, const std::string& file, int line);
+
+// A path in the folder for temporary files that no other test has, nor the same test of another
+// checkout. Whoever makes something there removes it.
+std::string TempPath(const std::string& ending = {});
 
 }  // namespace tn_test
 

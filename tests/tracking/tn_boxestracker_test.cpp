@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <new>
 #include <random>
 
 #include "tests/reference/literal_boxes_tracker.h"
@@ -169,6 +170,31 @@ TYPED_TEST(BothFilters, EqualTheLiteralTrackerOnRandomScenes) {
       }
     }
   });
+}
+
+// A copy is the same filter under another name, until one of the two is initialised again.
+TYPED_TEST(BothFilters, CopiesOfABoxTrackerShareItsFilter) {
+  const RestoreTracking restore;
+  ManualClock::install();
+  // Copies that are never destroyed: every destructor would release the filter that they share.
+  alignas(TypeParam) static unsigned char room[2][sizeof(TypeParam)];
+  TypeParam tracker(640, 480), alone(640, 480), again(640, 480);
+  tracker.init(0.1f, 0.1f, 0.2f, 0.2f);
+  alone.init(0.1f, 0.1f, 0.2f, 0.2f);
+  auto* const copy = new (room[0]) TypeParam(tracker);
+  auto* const assigned = new (room[1]) TypeParam(1, 1);
+  *assigned = tracker;
+  TypeParam* const names[] = {&tracker, copy, assigned};
+  for (int i = 0; i < 20; ++i) {
+    ManualClock::seconds = 0.04 * i;
+    const PlainBox box = {0.1f + 0.01f * static_cast<float>(i), 0.1f, 0.2f, 0.2f};
+    ASSERT_TRUE(sameBits(tracked(*names[i % 3], box).x, tracked(alone, box).x)) << i;
+  }
+  tracker.init(0.5f, 0.5f, 0.2f, 0.2f);
+  again.init(0.5f, 0.5f, 0.2f, 0.2f);
+  EXPECT_TRUE(sameBits(predicted(tracker).x, predicted(again).x));
+  for (TypeParam* const earlier : {copy, assigned})
+    EXPECT_TRUE(sameBits(predicted(*earlier).x, predicted(alone).x)) << "it lives on";
 }
 
 TYPED_TEST(BothFilters, CopiesShareTracksButNotLists) {

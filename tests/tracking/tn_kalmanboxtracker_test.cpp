@@ -2,7 +2,6 @@
 
 #include <iterator>
 #include <limits>
-#include <new>
 #include <random>
 
 #include "tarnkit/src/tracking/tn_boxkalmanfilter.h"
@@ -119,17 +118,7 @@ TEST(BoxKalmanFilter, StepsAreThoseOfTheFullSizeFilter) {
   }
 }
 
-struct Box {
-  float x, y, w, h;
-};
-Box tracked(TarnKalmanFilterBoxTracker2D& tracker, Box box) {
-  tracker.track(&box.x, &box.y, &box.w, &box.h);
-  return box;
-}
-Box predicted(TarnKalmanFilterBoxTracker2D& tracker, Box box = {kNaN, kNaN, kNaN, kNaN}) {
-  tracker.predict(&box.x, &box.y, &box.w, &box.h);
-  return box;
-}
+using Box = PlainBox;
 
 TEST(KalmanBoxTracker, FollowsARestingAndAMovingBox) {
   // A frame of powers of two scales without rounding.
@@ -177,29 +166,6 @@ TEST(KalmanBoxTracker, ConvertsInADefinedOrder) {
   TarnKalmanFilterBoxTracker2D nowhere(0, 0);
   nowhere.init(in.x, in.y, in.w, in.h);
   EXPECT_TRUE(std::isnan(tracked(nowhere, in).x));
-}
-
-// A copy is the same filter under another name, until one of the two is initialised again.
-TEST(KalmanBoxTracker, CopiesShareTheFilter) {
-  // Copies that are never destroyed: every destructor would release the filter that they share.
-  alignas(
-      TarnKalmanFilterBoxTracker2D) static unsigned char room[2][sizeof(TarnKalmanFilterBoxTracker2D)];
-  TarnKalmanFilterBoxTracker2D tracker(640, 480);
-  tracker.init(0.1f, 0.1f, 0.2f, 0.2f);
-  auto* const copy = new (room[0]) TarnKalmanFilterBoxTracker2D(tracker);
-  auto* const assigned = new (room[1]) TarnKalmanFilterBoxTracker2D(1, 1);
-  *assigned = tracker;
-  for (int i = 0; i < 20; ++i) {
-    const float x = 0.1f + 0.01f * static_cast<float>(i);
-    tracked(i % 2 == 0 ? tracker : *copy, {x, 0.1f, 0.2f, 0.2f});
-  }
-  const float before = predicted(*assigned).x;
-  EXPECT_GT(before, 0.28f);
-  EXPECT_GT(predicted(tracker).x, before);
-
-  tracker.init(0.5f, 0.5f, 0.2f, 0.2f);
-  EXPECT_NEAR(predicted(tracker).x, 0.5f, 1e-6f);
-  EXPECT_LT(predicted(*copy).x, 0.4f);  // the earlier filter lives on
 }
 
 TEST(KalmanBoxTracker, ReadsItsParametersAtInit) {

@@ -56,10 +56,7 @@ TEST(KalmanFilter, MatchesAPlainComputation) {
     filter.processNoiseCov += randomMatrix(random, DP, DP, 0.2f);
     filter.measurementNoiseCov = 3.0f * filter.measurementNoiseCov + randomMatrix(random, MP, MP, 0.5f);
     filter.correctedState = randomMatrix(random, DP, 1, 4.0f);
-    PlainKalman plain = {
-        filter.transition.cast<double>(),      filter.measurement.cast<double>(),
-        filter.processNoiseCov.cast<double>(), filter.measurementNoiseCov.cast<double>(),
-        filter.correctedState.cast<double>(),  filter.correctedErrorCov.cast<double>()};
+    PlainKalman plain(filter);
     for (int step = 0; step < 12; ++step) {
       filter.predict();
       plain.predict();

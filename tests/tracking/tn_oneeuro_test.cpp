@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <iterator>
-#include <new>
 #include <random>
 
 #include "tarnkit/src/tracking/tn_oneeurofilter.h"
@@ -57,19 +56,7 @@ TEST(OneEuroFilterDeathTest, TakesFourValues) {
   EXPECT_DEATH(filter.filter(VectorXd::Zero(3), 0.0), "Invalid sizes when resizing");
 }
 
-struct Box {
-  float x, y, w, h;
-};
-Box tracked(TarnOneEuroFilterBoxTracker2D& tracker, Box box) {
-  tracker.track(&box.x, &box.y, &box.w, &box.h);
-  return box;
-}
-Box predicted(TarnOneEuroFilterBoxTracker2D& tracker) {
-  const float nan = std::nanf("");
-  Box box = {nan, nan, nan, nan};
-  tracker.predict(&box.x, &box.y, &box.w, &box.h);
-  return box;
-}
+using Box = PlainBox;
 
 // Corners in single precision, the filter in double, and one rounding at the end; with a clock that
 // stands still, runs back, and at times has no time (-1) to give.
@@ -111,22 +98,6 @@ TEST(OneEuroBoxTracker, MatchesAPlainComputation) {
     ASSERT_EQ(out.w, static_cast<float>(r[2] / width - r[0] / width)) << frame;
     ASSERT_EQ(out.h, static_cast<float>(r[3] / height - r[1] / height)) << frame;
   }
-}
-
-TEST(OneEuroBoxTracker, CopiesShareTheFilter) {
-  const RestoreTracking restore;
-  ManualClock::install();
-  // Never destroyed: its destructor would release the filter that it shares.
-  alignas(
-      TarnOneEuroFilterBoxTracker2D) static unsigned char room[sizeof(TarnOneEuroFilterBoxTracker2D)];
-  TarnOneEuroFilterBoxTracker2D tracker(512, 512);
-  tracker.init(0, 0, 0, 0);
-  auto* const copy = new (room) TarnOneEuroFilterBoxTracker2D(tracker);
-  tracked(tracker, {0.5f, 0.5f, 0.25f, 0.25f});
-  EXPECT_EQ(predicted(*copy).x, 0.5f);
-  tracker.init(0.125f, 0, 0, 0);
-  EXPECT_EQ(predicted(tracker).x, 0.125f);
-  EXPECT_EQ(predicted(*copy).x, 0.5f);
 }
 
 TEST(TrackerClock, NullBringsAMonotonicClockBack) {

@@ -4,29 +4,17 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstring>
+#include <limits>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "tests/support/same_bits.h"
 #include "tn_boxtracker.h"
 
 namespace tn_test {
 
 using Boxes = std::vector<Tarn::TarnBoundingBox2D>;
-
-// Equal to the bit, except that every NaN is as good as another: which of two operands' payloads comes
-// out is the compiler's choice.
-template <class Real>
-bool sameBits(Real a, Real b) {
-  return (std::isnan(a) && std::isnan(b)) || std::memcmp(&a, &b, sizeof(Real)) == 0;
-}
-
-inline bool sameBox(const Tarn::TarnBoundingBox2D& a, const Tarn::TarnBoundingBox2D& b) {
-  return sameBits(a.x, b.x) && sameBits(a.y, b.y) && sameBits(a.w, b.w) && sameBits(a.h, b.h) &&
-         sameBits(a.score, b.score) && a.label == b.label;
-}
 
 inline bool sameBoxes(const Boxes& a, const Boxes& b) {
   bool same = a.size() == b.size();
@@ -40,6 +28,23 @@ inline std::string listed(const Boxes& boxes) {
     out << "\n  " << b.x << ' ' << b.y << ' ' << b.w << ' ' << b.h << " score " << b.score << " label "
         << b.label;
   return out.str();
+}
+
+// One box through a filter; what `predict` finds in its arguments must not matter.
+struct PlainBox {
+  float x, y, w, h;
+};
+template <class Filter>
+PlainBox tracked(Filter& filter, PlainBox box) {
+  filter.track(&box.x, &box.y, &box.w, &box.h);
+  return box;
+}
+template <class Filter>
+PlainBox predicted(Filter& filter) {
+  constexpr float kNothing = std::numeric_limits<float>::quiet_NaN();
+  PlainBox box = {kNothing, kNothing, kNothing, kNothing};
+  filter.predict(&box.x, &box.y, &box.w, &box.h);
+  return box;
 }
 
 // The filters that the templates exist for, and their names in typed tests.

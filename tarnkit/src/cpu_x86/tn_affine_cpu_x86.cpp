@@ -4,68 +4,39 @@
 // some, scaled. The terms are computed once per column and row by plain code, tile by tile: they need no
 // memory but the stack, and the source pixels of a tile stay in the nearest cache however the picture is
 // turned. The vector code adds the terms up for a vector of pixels and all channels.
-//
-// What costs time then is the fetching of taps. AVX2 and AVX-512 gather the two neighbours of a row as
-// one 64-bit element, which halves the number of elements.
+// What costs time then is the fetching of taps: see tn_affinetaps_cpu_x86-inl.h.
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 
+#include "tarnkit/src/cpu_x86/tn_affinetile_cpu_x86.h"
 #include "tn_cv.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "tarnkit/src/cpu_x86/tn_affine_cpu_x86.cpp"
 #include "hwy/foreach_target.h"  // compiles this file again for every CPU target
+// Behind it, so that it is included again each time.
 #include "hwy/highway.h"
-
-#ifndef TN_AFFINE_CPU_X86_ONCE
-#define TN_AFFINE_CPU_X86_ONCE
-namespace TarnCPU {
-namespace {
-
-constexpr int kTile = 128, kMostLanes = 16;
-
-// One coordinate of the source positions of a tile: the terms of its columns and rows, and the source's
-// size in pixels.
-struct AffineAxis {
-  alignas(64) float column[kTile];
-  float row[kTile];
-  float offset;
-  int size;
-};
-
-// columns, rows: at most kTile. The columns' terms go on to the end of a vector with the last one.
-struct AffineTile {
-  int columns, rows;
-  AffineAxis x, y;
-  const float* src;  // first plane
-  float* dst;        // first plane, first pixel of the tile
-  int dst_width, channels;
-  std::ptrdiff_t src_plane, dst_plane;  // floats from one plane to the next
-
-  const float* plane(int q) const { return src + q * src_plane; }
-  float* out(int q, int i, int j) const {
-    return dst + q * dst_plane + std::ptrdiff_t{i} * dst_width + j;
-  }
-};
-
-}  // namespace
-}  // namespace TarnCPU
-#endif  // TN_AFFINE_CPU_X86_ONCE
+#include "tarnkit/src/cpu_x86/tn_affinetaps_cpu_x86-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace TarnCPU::HWY_NAMESPACE {
 namespace {
-namespace hn = hwy::HWY_NAMESPACE;
+HWY_INLINE VF RowTerms(const float* row) {
+#if HWY_TARGET <= HWY_AVX3
+  const __m512i lanes = _mm512_setr_epi32(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3);
+  return VF{_mm512_permutexvar_ps(lanes, _mm512_broadcast_f32x4(_mm_load_ps(row)))};
+#else
+  return hn::Set(DF(), *row);
+#endif
+}
 
-using DF = hn::ScalableTag<float>;
-using DI = hn::RebindToSigned<DF>;
-using VF = hn::Vec<DF>;
-using VI = hn::Vec<DI>;
-constexpr int kLanes = static_cast<int>(hn::MaxLanes(DF()));
-static_assert(kMostLanes % kLanes == 0 && kTile % kMostLanes == 0, "a tile ends with a vector");
+HWY_INLINE VF ColumnTerms(const float* column) {
+  if constexpr (kBlockRows == 1) return hn::Load(DF(), column);
+  return hn::LoadDup128(DF(), column);
+}
 
 enum class Scaling { kNone, kMinusHalf, kNormalised };
 
@@ -73,7 +44,7 @@ template <Scaling kScaling>
 HWY_INLINE VF Position(const AffineAxis& axis, int row, int column) {
   const DF df;
   const VF half = hn::Set(df, 0.5f);
-  const VF sum = hn::Add(hn::Add(hn::Set(df, axis.row[row]), hn::Load(df, axis.column + column)),
+  const VF sum = hn::Add(hn::Add(RowTerms(axis.row + row), ColumnTerms(axis.column + column)),
                          hn::Set(df, axis.offset));
   if constexpr (kScaling == Scaling::kNone) return sum;
   if constexpr (kScaling == Scaling::kMinusHalf) return hn::Sub(sum, half);
@@ -92,75 +63,80 @@ HWY_INLINE VI Truncate(VF position) {
 
 HWY_INLINE VF ShareOf(VF position, VI whole) { return hn::Sub(position, hn::ConvertTo(DF(), whole)); }
 
-// The last pixels of a row may be fewer than a vector.
-HWY_INLINE void StorePixels(VF pixels, float* to, int count) {
-  const DF df;
-  if (count >= kLanes) return hn::StoreU(pixels, df, to);
-  HWY_ALIGN float buffer[kLanes];
-  hn::Store(pixels, df, buffer);
-  std::memcpy(to, buffer, static_cast<std::size_t>(count) * sizeof(float));
-}
-
-// Where the pixels of a row sample. All are worked out before any tap is fetched: the processor then
-// overlaps the fetches of many pixels instead of waiting for each one's place.
-struct RowPlan {
-  alignas(64) float fx[kTile], fy[kTile];
-  alignas(64) std::int32_t index[kTile];  // of the first tap in a plane, where it is inside
-
-  HWY_INLINE void store(int column, VI place, VF across, VF down) {
-    hn::Store(place, DI(), index + column);
-    hn::Store(across, DF(), fx + column);
-    hn::Store(down, DF(), fy + column);
-  }
-};
-
-struct Taps {
-  VF p00, p01, p10, p11;
-};
-
-#if HWY_TARGET <= HWY_AVX2
-
-// Where the left taps of the pixels are in a plane, in bytes.
-using D64 = hn::Repartition<std::int64_t, DF>;
-struct Places {
-  hn::Vec<D64> lower, upper;
-};
-
-HWY_INLINE Places PlacesOf(VI index) {
-  const D64 d64;
-  const hn::Half<DI> half;
-  return {hn::ShiftLeft<2>(hn::PromoteTo(d64, hn::LowerHalf(half, index))),
-          hn::ShiftLeft<2>(hn::PromoteTo(d64, hn::UpperHalf(half, index)))};
-}
-
-HWY_INLINE void LoadPairs(const float* row, const Places& places, VF& left, VF& right) {
-  const DF df;
-  const D64 d64;
-  const auto* const base = reinterpret_cast<const std::int64_t*>(row);
-  const VF lower = hn::BitCast(df, hn::GatherOffset(d64, base, places.lower));
-  const VF upper = hn::BitCast(df, hn::GatherOffset(d64, base, places.upper));
-  left = hn::ConcatEven(df, upper, lower);
-  right = hn::ConcatOdd(df, upper, lower);
-}
-
+// Some of a vector's rows and columns.
+HWY_INLINE void StoreSome(VF pixels, float* to, int to_width, int rows, int columns) {
+#if HWY_TARGET <= HWY_AVX3
+  // Not by AVX-512's masks: compilers join those to the extraction, which does not spare masked bytes
+  // faults.
+  const std::ptrdiff_t pitch = to_width;
+  const __m128i mask = _mm_cmpgt_epi32(_mm_set1_epi32(columns), _mm_setr_epi32(0, 1, 2, 3));
+  _mm_maskstore_ps(to, mask, _mm512_castps512_ps128(pixels.raw));
+  if (rows > 1) _mm_maskstore_ps(to + pitch, mask, _mm512_extractf32x4_ps(pixels.raw, 1));
+  if (rows > 2) _mm_maskstore_ps(to + 2 * pitch, mask, _mm512_extractf32x4_ps(pixels.raw, 2));
+  if (rows > 3) _mm_maskstore_ps(to + 3 * pitch, mask, _mm512_extractf32x4_ps(pixels.raw, 3));
 #else
-
-using Places = VI;
-HWY_INLINE Places PlacesOf(VI index) { return index; }
-
-HWY_INLINE void LoadPairs(const float* row, const Places& places, VF& left, VF& right) {
-  left = hn::GatherIndex(DF(), row, places);
-  right = hn::GatherIndex(DF(), row + 1, places);
+  (void)to_width, (void)rows;
+  HWY_ALIGN float buffer[kLanes];
+  hn::Store(pixels, DF(), buffer);
+  std::memcpy(to, buffer, static_cast<std::size_t>(columns) * sizeof(float));
+#endif
 }
 
+HWY_INLINE void StoreAll(VF pixels, float* to, int to_width) {
+#if HWY_TARGET <= HWY_AVX3
+  const std::ptrdiff_t pitch = to_width;
+  _mm_storeu_ps(to, _mm512_castps512_ps128(pixels.raw));
+  _mm_storeu_ps(to + pitch, _mm512_extractf32x4_ps(pixels.raw, 1));
+  _mm_storeu_ps(to + 2 * pitch, _mm512_extractf32x4_ps(pixels.raw, 2));
+  _mm_storeu_ps(to + 3 * pitch, _mm512_extractf32x4_ps(pixels.raw, 3));
+#else
+  (void)to_width;
+  hn::StoreU(pixels, DF(), to);
 #endif
+}
 
-// Taps of pixels that have all four of them in the plane.
-HWY_INLINE Taps LoadTaps(const float* plane, int width, const Places& places) {
-  Taps taps;
-  LoadPairs(plane, places, taps.p00, taps.p01);
-  LoadPairs(plane + width, places, taps.p10, taps.p11);
-  return taps;
+// Where the vectors of a row of blocks sample. All are worked out before any tap is fetched: the
+// processor then overlaps the fetches of many pixels instead of waiting for each one's place.
+struct RowPlan {
+  static constexpr int kVectors = kTile / kBlockColumns;
+  alignas(64) float fx[kVectors * kLanes], fy[kVectors * kLanes];
+  alignas(64) std::int32_t x0[kVectors * kLanes], y0[kVectors * kLanes];
+
+  HWY_INLINE void store(int vector, VI x, VI y, VF right, VF below) {
+    hn::Store(x, DI(), x0 + vector * kLanes);
+    hn::Store(y, DI(), y0 + vector * kLanes);
+    hn::Store(right, DF(), fx + vector * kLanes);
+    hn::Store(below, DF(), fy + vector * kLanes);
+  }
+  const std::int32_t* xs(int vector) const { return x0 + vector * kLanes; }
+  const std::int32_t* ys(int vector) const { return y0 + vector * kLanes; }
+  HWY_INLINE VF across(int vector) const { return hn::Load(DF(), fx + vector * kLanes); }
+  HWY_INLINE VF down(int vector) const { return hn::Load(DF(), fy + vector * kLanes); }
+};
+
+// Calls for what a vector will read of plane q. x_first, y_first: as in WithTaps.
+HWY_INLINE void PrefetchTaps(const std::int32_t* x_first, const std::int32_t* y_first,
+                             const AffineTile& t, const AffinePlanes& planes, int q) {
+#if HWY_TARGET <= HWY_AVX3
+  Window(x_first, y_first, t.x.size, t.y.size).prefetch(planes, q);
+#else
+  (void)x_first, (void)y_first, (void)t, (void)planes, (void)q;
+#endif
+}
+
+// Hands taps of pixels that have all four of them in the plane to use. x_first, y_first: the lanes of x0
+// and y0.
+template <class Use>
+HWY_INLINE void WithTaps(const std::int32_t* x_first, const std::int32_t* y_first, const AffineTile& t,
+                         const Use& use) {
+  const DI di;
+  const VI x0 = hn::Load(di, x_first), y0 = hn::Load(di, y_first);
+#if HWY_TARGET <= HWY_AVX3
+  const VI one = hn::Set(di, 1), x1 = hn::Add(x0, one), y1 = hn::Add(y0, one);
+  const Window window(x_first, y_first, t.x.size, t.y.size);
+  if (window.holds(x0, x1, y0, y1)) return use(WindowTaps(window, x0, x1, y0, y1));
+#endif
+  use(PairTaps(x0, y0, t.x.size));
 }
 
 // ---- affine, affine_optimized: zeros outside
@@ -188,81 +164,131 @@ struct ZeroBorderBlend {
   }
 };
 
-// Pixels some of whose taps do not count.
-class BorderTaps {
+// Taps of which some do not count.
+template <class All>
+class CountedTaps {
  public:
-  HWY_INLINE BorderTaps(VI x0, VI y0, const Counting& x, const Counting& y, int width, int height)
-      : count00_(hn::And(x.first, y.first)),
+  HWY_INLINE CountedTaps(const All& all, const Counting& x, const Counting& y)
+      : all_(all),
+        count00_(hn::And(x.first, y.first)),
         count01_(hn::And(x.second, y.first)),
         count10_(hn::And(x.first, y.second)),
-        count11_(hn::And(x.second, y.second)) {
-    const DI di;
-    const VI zero = hn::Zero(di), one = hn::Set(di, 1), pitch = hn::Set(di, width);
-    const VI last_x = hn::Set(di, width - 1), last_y = hn::Set(di, height - 1);
-    const auto inside = [&](VI at, VI last) HWY_ATTR { return hn::Min(hn::Max(at, zero), last); };
-    const VI left = inside(x0, last_x), right = inside(hn::Add(x0, one), last_x);
-    const VI top = hn::Mul(inside(y0, last_y), pitch);
-    const VI bottom = hn::Mul(inside(hn::Add(y0, one), last_y), pitch);
-    at00_ = hn::Add(top, left);
-    at01_ = hn::Add(top, right);
-    at10_ = hn::Add(bottom, left);
-    at11_ = hn::Add(bottom, right);
-  }
-  // If none, the source must not be read: it may have no pixels.
-  HWY_INLINE bool any() const {
-    return !hn::AllFalse(DF(), hn::Or(hn::Or(count00_, count01_), hn::Or(count10_, count11_)));
-  }
-  HWY_INLINE Taps load(const float* plane) const {
-    const auto tap = [&](MF counts, VI at) HWY_ATTR {
-      return hn::IfThenElseZero(counts, hn::GatherIndex(DF(), plane, at));
-    };
-    return {tap(count00_, at00_), tap(count01_, at01_), tap(count10_, at10_), tap(count11_, at11_)};
+        count11_(hn::And(x.second, y.second)) {}
+  HWY_INLINE Taps load(const AffinePlanes& planes, int q) const {
+    const Taps taps = all_.load(planes, q);
+    return {hn::IfThenElseZero(count00_, taps.p00), hn::IfThenElseZero(count01_, taps.p01),
+            hn::IfThenElseZero(count10_, taps.p10), hn::IfThenElseZero(count11_, taps.p11)};
   }
 
  private:
+  const All& all_;
   MF count00_, count01_, count10_, count11_;
-  VI at00_, at01_, at10_, at11_;
 };
+
+// What reads nothing: the source may have no pixels and no address.
+struct NoTaps {
+  HWY_INLINE Taps load(const AffinePlanes&, int) const {
+    const VF zero = hn::Zero(DF());
+    return {zero, zero, zero, zero};
+  }
+};
+
+// As WithTaps, of pixels with taps that do not count.
+template <class Use>
+HWY_INLINE void WithBorderTaps(const std::int32_t* x_first, const std::int32_t* y_first,
+                               const AffineTile& t, const Use& use) {
+  const DI di;
+  const VI x = hn::Load(di, x_first), y = hn::Load(di, y_first);
+  const Counting across = CountingTaps(x, t.x.size), down = CountingTaps(y, t.y.size);
+  const DF df;
+  if (hn::AllFalse(df, hn::And(hn::Or(across.first, across.second), hn::Or(down.first, down.second))))
+    return use(NoTaps());
+  const VI one = hn::Set(di, 1);
+  const auto inside = [&](VI at, int size)
+                          HWY_ATTR { return hn::Min(hn::Max(at, hn::Zero(di)), hn::Set(di, size - 1)); };
+  const VI x0 = inside(x, t.x.size), x1 = inside(hn::Add(x, one), t.x.size);
+  const VI y0 = inside(y, t.y.size), y1 = inside(hn::Add(y, one), t.y.size);
+#if HWY_TARGET <= HWY_AVX3
+  const Window window(x_first, y_first, t.x.size, t.y.size);
+  if (window.holds(x0, x1, y0, y1)) {
+    const WindowTaps all(window, x0, x1, y0, y1);
+    return use(CountedTaps<WindowTaps>(all, across, down));
+  }
+#endif
+  const GatheredTaps all(x0, x1, y0, y1, t.x.size);
+  use(CountedTaps<GatheredTaps>(all, across, down));
+}
+
+// Calls for what the row of blocks at row i will write of plane q.
+HWY_INLINE void PrefetchPixels(const AffineTile& t, const AffinePlanes& planes, int i, int q) {
+  const int rows = std::min(kBlockRows, t.rows - i);
+  for (int r = 0; r < rows; ++r)
+    for (int j = 0; j < t.columns; j += kFloatsOfCacheLine) hwy::Prefetch(planes.out(q, i + r, j));
+}
+
+// Some of the planes.
+struct Channels {
+  int first, end;
+};
+
+// Calls vector(n, j, channels) for the vectors of the row of blocks at row i. Where the planes are far,
+// one after the other and prefetched: planes of which each is a power of two of bytes share their places
+// in the caches and would drive one another out.
+template <class Vector>
+HWY_INLINE void ForEachVector(const RowPlan& plan, const AffineTile& t, const AffinePlanes& planes,
+                              int i, const Vector& vector) {
+  const int step = planes.far ? 1 : planes.channels;
+  for (int q = 0; q < planes.channels; q += step) {
+    if (planes.far) PrefetchPixels(t, planes, i, q);
+    for (int j = 0, n = 0; j < t.columns; j += kBlockColumns, ++n) {
+      vector(n, j, Channels{q, q + step});
+      if (planes.far && q + 1 < planes.channels) PrefetchTaps(plan.xs(n), plan.ys(n), t, planes, q + 1);
+    }
+  }
+}
+
+// Blends the channels' taps of the vector at row i and column j of the tile.
+template <class Blend, class From>
+HWY_INLINE void WarpVector(const AffineTile& t, const AffinePlanes& planes, int i, int j,
+                           Channels channels, const Blend& blend, const From& taps) {
+  const int rows = t.rows - i, columns = t.columns - j;
+  if (rows >= kBlockRows && columns >= kBlockColumns) {
+    for (int q = channels.first; q < channels.end; ++q)
+      StoreAll(blend(taps.load(planes, q)), planes.out(q, i, j), planes.dst_width);
+  } else {
+    for (int q = channels.first; q < channels.end; ++q)
+      StoreSome(blend(taps.load(planes, q)), planes.out(q, i, j), planes.dst_width, rows,
+                std::min(columns, kBlockColumns));
+  }
+}
 
 template <Scaling kScaling>
 void WarpZeroBorder(const AffineTile& t) {
   const DF df;
-  const DI di;
-  const VF one = hn::Set(df, 1.0f), zero = hn::Zero(df);
+  const VF one = hn::Set(df, 1.0f);
+  const AffinePlanes planes = t.planes;  // where stores cannot be thought to change them
   RowPlan plan;
-  for (int i = 0; i < t.rows; ++i) {
-    const VI width = hn::Set(di, t.x.size);
-    bool inside[kTile / kLanes];
-    for (int j = 0; j < t.columns; j += kLanes) {
+  for (int i = 0; i < t.rows; i += kBlockRows) {
+    bool inside[RowPlan::kVectors];
+    for (int j = 0, n = 0; j < t.columns; j += kBlockColumns, ++n) {
       const VF x = Position<kScaling>(t.x, i, j), y = Position<kScaling>(t.y, i, j);
       const VI x0 = Truncate(x), y0 = Truncate(y);
       const Counting across = CountingTaps(x0, t.x.size), down = CountingTaps(y0, t.y.size);
-      inside[j / kLanes] = hn::AllTrue(
+      inside[n] = hn::AllTrue(
           df, hn::And(hn::And(across.first, across.second), hn::And(down.first, down.second)));
-      plan.store(j, hn::Add(hn::Mul(y0, width), x0), ShareOf(x, x0), ShareOf(y, y0));
+      plan.store(n, x0, y0, ShareOf(x, x0), ShareOf(y, y0));
+      if (planes.far) PrefetchTaps(plan.xs(n), plan.ys(n), t, planes, 0);
     }
-    for (int j = 0; j < t.columns; j += kLanes) {
-      const VF fx = hn::Load(df, plan.fx + j), fy = hn::Load(df, plan.fy + j);
+    ForEachVector(plan, t, planes, i, [&](int n, int j, Channels channels) HWY_ATTR {
+      const VF fx = plan.across(n), fy = plan.down(n);
       const ZeroBorderBlend blend = {fx, fy, hn::Sub(one, fx), hn::Sub(one, fy)};
-      const auto store = [&](int q, VF pixels)
-                             HWY_ATTR { StorePixels(pixels, t.out(q, i, j), t.columns - j); };
-      if (inside[j / kLanes]) {
-        const Places places = PlacesOf(hn::Load(di, plan.index + j));
-        for (int q = 0; q < t.channels; ++q) store(q, blend(LoadTaps(t.plane(q), t.x.size, places)));
-        continue;
-      }
-      const VI x0 = Truncate(Position<kScaling>(t.x, i, j));
-      const VI y0 = Truncate(Position<kScaling>(t.y, i, j));
-      const BorderTaps taps(x0, y0, CountingTaps(x0, t.x.size), CountingTaps(y0, t.y.size), t.x.size,
-                            t.y.size);
-      if (taps.any()) {
-        for (int q = 0; q < t.channels; ++q) store(q, blend(taps.load(t.plane(q))));
-      } else {
-        // Weights decide the zeros' signs.
-        const VF outside = blend({zero, zero, zero, zero});
-        for (int q = 0; q < t.channels; ++q) store(q, outside);
-      }
-    }
+      const auto store = [&](const auto& taps)
+                             HWY_ATTR { WarpVector(t, planes, i, j, channels, blend, taps); };
+      if (inside[n])
+        WithTaps(plan.xs(n), plan.ys(n), t, store);
+      else
+        WithBorderTaps(plan.xs(n), plan.ys(n), t, store);
+    });
   }
 }
 
@@ -301,24 +327,23 @@ HWY_INLINE ClampedTap ClampTap(VF position, int size) {
 template <Scaling kScaling, Clamped kClamped>
 void WarpClamped(const AffineTile& t) {
   const DF df;
-  const DI di;
   const VF one = hn::Set(df, 1.0f);
+  const AffinePlanes planes = t.planes;  // where stores cannot be thought to change them
   RowPlan plan;
-  for (int i = 0; i < t.rows; ++i) {
-    const VI width = hn::Set(di, t.x.size);
-    for (int j = 0; j < t.columns; j += kLanes) {
+  for (int i = 0; i < t.rows; i += kBlockRows) {
+    for (int j = 0, n = 0; j < t.columns; j += kBlockColumns, ++n) {
       const ClampedTap x = ClampTap<kClamped>(Position<kScaling>(t.x, i, j), t.x.size);
       const ClampedTap y = ClampTap<kClamped>(Position<kScaling>(t.y, i, j), t.y.size);
-      plan.store(j, hn::Add(hn::Mul(y.first, width), x.first), x.share, y.share);
+      plan.store(n, x.first, y.first, x.share, y.share);
+      if (planes.far) PrefetchTaps(plan.xs(n), plan.ys(n), t, planes, 0);
     }
-    for (int j = 0; j < t.columns; j += kLanes) {
-      const VF fx = hn::Load(df, plan.fx + j), fy = hn::Load(df, plan.fy + j);
+    ForEachVector(plan, t, planes, i, [&](int n, int j, Channels channels) HWY_ATTR {
+      const VF fx = plan.across(n), fy = plan.down(n);
       const VF gx = hn::Sub(one, fx), gy = hn::Sub(one, fy);
       const WeightedBlend blend = {hn::Mul(gy, gx), hn::Mul(gy, fx), hn::Mul(gx, fy), hn::Mul(fy, fx)};
-      const Places places = PlacesOf(hn::Load(di, plan.index + j));
-      for (int q = 0; q < t.channels; ++q)
-        StorePixels(blend(LoadTaps(t.plane(q), t.x.size, places)), t.out(q, i, j), t.columns - j);
-    }
+      WithTaps(plan.xs(n), plan.ys(n), t,
+               [&](const auto& taps) HWY_ATTR { WarpVector(t, planes, i, j, channels, blend, taps); });
+    });
   }
 }
 
@@ -438,36 +463,42 @@ std::size_t planeOf(const Mat& mat) {
   return static_cast<std::size_t>(mat.w) * static_cast<std::size_t>(mat.h);
 }
 
+// Most second-level caches hold more than this; a little more than that costs nothing yet.
+constexpr std::size_t kNearBytes = std::size_t{2} << 20;
+
+int padded(int pixels) { return (pixels + kMostLanes - 1) / kMostLanes * kMostLanes; }
+
 // width, height: of the source, as far as it is to be read.
 template <class Terms>
 void warp(const Mat& src, int width, int height, const Mat& dst, int channels, const float* matrix) {
   const Terms terms(src, dst, matrix);
   AffineTile tile;
-  tile.src = static_cast<const float*>(src.data);
-  tile.dst_width = dst.w;
-  tile.channels = channels;
-  tile.src_plane = static_cast<std::ptrdiff_t>(planeOf(src));
-  tile.dst_plane = static_cast<std::ptrdiff_t>(planeOf(dst));
+  tile.planes.src = static_cast<const float*>(src.data);
+  tile.planes.dst_width = dst.w;
+  tile.planes.channels = channels;
+  tile.planes.src_plane = static_cast<std::ptrdiff_t>(planeOf(src));
+  tile.planes.dst_plane = static_cast<std::ptrdiff_t>(planeOf(dst));
+  tile.planes.far =
+      (planeOf(src) + planeOf(dst)) * static_cast<std::size_t>(channels) * sizeof(float) > kNearBytes;
   tile.x.size = width;
   tile.y.size = height;
   tile.x.offset = terms.offset().x;
   tile.y.offset = terms.offset().y;
   for (int top = 0; top < dst.h; top += tile.rows) {
     tile.rows = std::min(kTile, dst.h - top);
-    for (int i = 0; i < tile.rows; ++i) {
-      const Point term = terms.row(top + i);
+    for (int i = 0; i < padded(tile.rows); ++i) {
+      const Point term = terms.row(top + std::min(i, tile.rows - 1));
       tile.x.row[i] = term.x;
       tile.y.row[i] = term.y;
     }
     for (int left = 0; left < dst.w; left += tile.columns) {
       tile.columns = std::min(kTile, dst.w - left);
-      const int padded = (tile.columns + kMostLanes - 1) / kMostLanes * kMostLanes;
-      for (int j = 0; j < padded; ++j) {
+      for (int j = 0; j < padded(tile.columns); ++j) {
         const Point term = terms.column(left + std::min(j, tile.columns - 1));
         tile.x.column[j] = term.x;
         tile.y.column[j] = term.y;
       }
-      tile.dst = static_cast<float*>(dst.data) + std::ptrdiff_t{top} * dst.w + left;
+      tile.planes.dst = static_cast<float*>(dst.data) + std::ptrdiff_t{top} * dst.w + left;
       Terms::warpTile(tile);
     }
   }
@@ -489,7 +520,7 @@ Mat copyOf(const Mat& mat) {
 
 template <class Terms>
 void warpAnySizes(const Mat& src, const Mat& dst, const float* matrix) {
-  if (dst.w < 1 || dst.h < 1) return;
+  if (dst.w < 1 || dst.h < 1 || dst.c < 1) return;
   warp<Terms>(src, std::max(src.w, 0), std::max(src.h, 0), dst, dst.c, matrix);
 }
 

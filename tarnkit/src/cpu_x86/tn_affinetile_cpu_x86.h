@@ -1,0 +1,42 @@
+// What the affine warps work in: tiles of the destination, and where their pixels sample the source.
+#ifndef TN_KITS_TARNKIT_SRC_CPU_X86_TN_AFFINETILE_CPU_X86_H_
+#define TN_KITS_TARNKIT_SRC_CPU_X86_TN_AFFINETILE_CPU_X86_H_
+
+#include <cstddef>
+
+namespace TarnCPU {
+
+constexpr int kTile = 128, kMostLanes = 16, kFloatsOfCacheLine = 16;
+
+// One coordinate of the source positions of a tile: the terms of its columns and rows, and the source's
+// size in pixels.
+struct AffineAxis {
+  alignas(64) float column[kTile];
+  alignas(64) float row[kTile];
+  float offset;
+  int size;
+};
+
+struct AffinePlanes {
+  const float* src;  // first plane
+  float* dst;        // first plane, first pixel of the tile
+  int dst_width, channels;
+  std::ptrdiff_t src_plane, dst_plane;  // floats from one plane to the next
+  bool far;                             // too many bytes for the nearer caches
+
+  const float* plane(int q) const { return src + q * src_plane; }
+  float* out(int q, int i, int j) const {
+    return dst + q * dst_plane + std::ptrdiff_t{i} * dst_width + j;
+  }
+};
+
+// columns, rows: at most kTile. Their terms go on to the end of a vector or block with the last one.
+struct AffineTile {
+  AffineAxis x, y;
+  AffinePlanes planes;
+  int columns, rows;
+};
+
+}  // namespace TarnCPU
+
+#endif  // TN_KITS_TARNKIT_SRC_CPU_X86_TN_AFFINETILE_CPU_X86_H_
