@@ -244,6 +244,7 @@ TEST(NetLoader, NumbersThatNoNetworkHasAreOneLine) {
       {"Conv", {{"group", {-1}}}, {filter}, image, false, "has group -1, not from 1"},
       {"Conv", {{"strides", {1, 1 << 30}}}, {filter}, image, true, "has strides 1073741824"},
       {"Conv", {{"kernel_shape", {7, 7}}}, {filter}, image, false, "weights of another kernel"},
+      {"Conv", {{"kernel_shape", {3, 3}}, {"strides", {1}}}, {filter}, image, false, "as many strides"},
       {"Conv", {{"kernel_shape", {3, 3}}}, {{{0, 3, 3, 3}, {}}}, image, false, "has no elements"},
       {"Conv", {{"kernel_shape", {3, 3}}}, {filter}, {1, 3, 8, 8, 8}, false, "of another rank"},
       {"Conv", {{"kernel_shape", {3, 3}}}, {filter}, {1, 3, 8, 8, 8}, true, "of another rank"},

@@ -127,6 +127,14 @@ class Check {
     for (const Range& range : kRanges)
       if (const auto* const values = attribute(range.attribute))
         within(range.attribute, *values, range.least, range.most);
+    const auto* const kernel = attribute("kernel_shape");
+    if (kernel == nullptr) return;
+    for (const char* const name : {"dilations", "output_padding", "output_shape", "pads", "strides"}) {
+      const std::size_t sides = std::string_view(name) == "pads" ? 2 : 1;
+      const auto* const values = attribute(name);
+      if (values != nullptr && values->size() != sides * kernel->size())
+        fail("has not as many " + std::string(name) + " as its kernel has dimensions");
+    }
   }
 
   void inputs() const {
