@@ -18,7 +18,7 @@ rm -rf "$logs"
 mkdir -p "$logs"
 
 run() {
-  local test=$1 log=$2/${1##*/}.log arguments=(--gtest_filter='-*DeathTest*:*AllColours*') start=$SECONDS
+  local test=$1 log=$2/${1##*/}.log arguments=(--gtest_filter='-*DeathTest*:*AllColours*:*LargeTensors*') start=$SECONDS
   [ "$test" != hashes/kernel_hashes ] || arguments=(tests/hashes/expected.txt)
   if valgrind --quiet --error-exitcode=99 --num-callers=30 "build/release/tests/$test" "${arguments[@]}" \
       >"$log" 2>&1; then

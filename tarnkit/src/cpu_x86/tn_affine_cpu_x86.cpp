@@ -102,38 +102,44 @@ struct RowPlan {
   alignas(64) float fx[kVectors * kLanes], fy[kVectors * kLanes];
   alignas(64) std::int32_t x0[kVectors * kLanes], y0[kVectors * kLanes];
 
-  HWY_INLINE void store(int vector, VI x, VI y, VF right, VF below) {
+#if HWY_TARGET <= HWY_AVX3
+  Window windows[kVectors];
+#endif
+
+  HWY_INLINE void store(int vector, VI x, VI y, VF right, VF below, const AffineTile& t) {
     hn::Store(x, DI(), x0 + vector * kLanes);
     hn::Store(y, DI(), y0 + vector * kLanes);
     hn::Store(right, DF(), fx + vector * kLanes);
     hn::Store(below, DF(), fy + vector * kLanes);
+#if HWY_TARGET <= HWY_AVX3
+    windows[vector] = Window(x0 + vector * kLanes, y0 + vector * kLanes, t.x.size, t.y.size);
+#else
+    (void)t;
+#endif
   }
-  const std::int32_t* xs(int vector) const { return x0 + vector * kLanes; }
-  const std::int32_t* ys(int vector) const { return y0 + vector * kLanes; }
+  HWY_INLINE VI x(int vector) const { return hn::Load(DI(), x0 + vector * kLanes); }
+  HWY_INLINE VI y(int vector) const { return hn::Load(DI(), y0 + vector * kLanes); }
   HWY_INLINE VF across(int vector) const { return hn::Load(DF(), fx + vector * kLanes); }
   HWY_INLINE VF down(int vector) const { return hn::Load(DF(), fy + vector * kLanes); }
 };
 
-// Calls for what a vector will read of plane q. x_first, y_first: as in WithTaps.
-HWY_INLINE void PrefetchTaps(const std::int32_t* x_first, const std::int32_t* y_first,
-                             const AffineTile& t, const AffinePlanes& planes, int q) {
+// Calls for what a vector will read of plane q.
+HWY_INLINE void PrefetchTaps(const RowPlan& plan, int vector, const AffinePlanes& planes, int q) {
 #if HWY_TARGET <= HWY_AVX3
-  Window(x_first, y_first, t.x.size, t.y.size).prefetch(planes, q);
+  // Every other window covers those between as well.
+  if (vector % 2 == 0) plan.windows[vector].prefetch(planes, q);
 #else
-  (void)x_first, (void)y_first, (void)t, (void)planes, (void)q;
+  (void)plan, (void)vector, (void)planes, (void)q;
 #endif
 }
 
-// Hands taps of pixels that have all four of them in the plane to use. x_first, y_first: the lanes of x0
-// and y0.
+// Hands taps of pixels that have all four of them in the plane to use.
 template <class Use>
-HWY_INLINE void WithTaps(const std::int32_t* x_first, const std::int32_t* y_first, const AffineTile& t,
-                         const Use& use) {
-  const DI di;
-  const VI x0 = hn::Load(di, x_first), y0 = hn::Load(di, y_first);
+HWY_INLINE void WithTaps(const RowPlan& plan, int vector, const AffineTile& t, const Use& use) {
+  const VI x0 = plan.x(vector), y0 = plan.y(vector);
 #if HWY_TARGET <= HWY_AVX3
-  const VI one = hn::Set(di, 1), x1 = hn::Add(x0, one), y1 = hn::Add(y0, one);
-  const Window window(x_first, y_first, t.x.size, t.y.size);
+  const VI one = hn::Set(DI(), 1), x1 = hn::Add(x0, one), y1 = hn::Add(y0, one);
+  const Window& window = plan.windows[vector];
   if (window.holds(x0, x1, y0, y1)) return use(WindowTaps(window, x0, x1, y0, y1));
 #endif
   use(PairTaps(x0, y0, t.x.size));
@@ -195,10 +201,9 @@ struct NoTaps {
 
 // As WithTaps, of pixels with taps that do not count.
 template <class Use>
-HWY_INLINE void WithBorderTaps(const std::int32_t* x_first, const std::int32_t* y_first,
-                               const AffineTile& t, const Use& use) {
+HWY_INLINE void WithBorderTaps(const RowPlan& plan, int vector, const AffineTile& t, const Use& use) {
   const DI di;
-  const VI x = hn::Load(di, x_first), y = hn::Load(di, y_first);
+  const VI x = plan.x(vector), y = plan.y(vector);
   const Counting across = CountingTaps(x, t.x.size), down = CountingTaps(y, t.y.size);
   const DF df;
   if (hn::AllFalse(df, hn::And(hn::Or(across.first, across.second), hn::Or(down.first, down.second))))
@@ -209,7 +214,7 @@ HWY_INLINE void WithBorderTaps(const std::int32_t* x_first, const std::int32_t* 
   const VI x0 = inside(x, t.x.size), x1 = inside(hn::Add(x, one), t.x.size);
   const VI y0 = inside(y, t.y.size), y1 = inside(hn::Add(y, one), t.y.size);
 #if HWY_TARGET <= HWY_AVX3
-  const Window window(x_first, y_first, t.x.size, t.y.size);
+  const Window& window = plan.windows[vector];
   if (window.holds(x0, x1, y0, y1)) {
     const WindowTaps all(window, x0, x1, y0, y1);
     return use(CountedTaps<WindowTaps>(all, across, down));
@@ -231,9 +236,9 @@ struct Channels {
   int first, end;
 };
 
-// Calls vector(n, j, channels) for the vectors of the row of blocks at row i. Where the planes are far,
-// one after the other and prefetched: planes of which each is a power of two of bytes share their places
-// in the caches and would drive one another out.
+// Calls vector(n, j, channels) for the vectors of the row of blocks at row i. Planes that are far are
+// taken one after the other: those of which each is a power of two of bytes share their places in the
+// caches and would drive one another out.
 template <class Vector>
 HWY_INLINE void ForEachVector(const RowPlan& plan, const AffineTile& t, const AffinePlanes& planes,
                               int i, const Vector& vector) {
@@ -242,7 +247,7 @@ HWY_INLINE void ForEachVector(const RowPlan& plan, const AffineTile& t, const Af
     if (planes.far) PrefetchPixels(t, planes, i, q);
     for (int j = 0, n = 0; j < t.columns; j += kBlockColumns, ++n) {
       vector(n, j, Channels{q, q + step});
-      if (planes.far && q + 1 < planes.channels) PrefetchTaps(plan.xs(n), plan.ys(n), t, planes, q + 1);
+      if (planes.farther && q + 1 < planes.channels) PrefetchTaps(plan, n, planes, q + 1);
     }
   }
 }
@@ -276,8 +281,8 @@ void WarpZeroBorder(const AffineTile& t) {
       const Counting across = CountingTaps(x0, t.x.size), down = CountingTaps(y0, t.y.size);
       inside[n] = hn::AllTrue(
           df, hn::And(hn::And(across.first, across.second), hn::And(down.first, down.second)));
-      plan.store(n, x0, y0, ShareOf(x, x0), ShareOf(y, y0));
-      if (planes.far) PrefetchTaps(plan.xs(n), plan.ys(n), t, planes, 0);
+      plan.store(n, x0, y0, ShareOf(x, x0), ShareOf(y, y0), t);
+      if (planes.farther) PrefetchTaps(plan, n, planes, 0);
     }
     ForEachVector(plan, t, planes, i, [&](int n, int j, Channels channels) HWY_ATTR {
       const VF fx = plan.across(n), fy = plan.down(n);
@@ -285,9 +290,9 @@ void WarpZeroBorder(const AffineTile& t) {
       const auto store = [&](const auto& taps)
                              HWY_ATTR { WarpVector(t, planes, i, j, channels, blend, taps); };
       if (inside[n])
-        WithTaps(plan.xs(n), plan.ys(n), t, store);
+        WithTaps(plan, n, t, store);
       else
-        WithBorderTaps(plan.xs(n), plan.ys(n), t, store);
+        WithBorderTaps(plan, n, t, store);
     });
   }
 }
@@ -334,14 +339,14 @@ void WarpClamped(const AffineTile& t) {
     for (int j = 0, n = 0; j < t.columns; j += kBlockColumns, ++n) {
       const ClampedTap x = ClampTap<kClamped>(Position<kScaling>(t.x, i, j), t.x.size);
       const ClampedTap y = ClampTap<kClamped>(Position<kScaling>(t.y, i, j), t.y.size);
-      plan.store(n, x.first, y.first, x.share, y.share);
-      if (planes.far) PrefetchTaps(plan.xs(n), plan.ys(n), t, planes, 0);
+      plan.store(n, x.first, y.first, x.share, y.share, t);
+      if (planes.farther) PrefetchTaps(plan, n, planes, 0);
     }
     ForEachVector(plan, t, planes, i, [&](int n, int j, Channels channels) HWY_ATTR {
       const VF fx = plan.across(n), fy = plan.down(n);
       const VF gx = hn::Sub(one, fx), gy = hn::Sub(one, fy);
       const WeightedBlend blend = {hn::Mul(gy, gx), hn::Mul(gy, fx), hn::Mul(gx, fy), hn::Mul(fy, fx)};
-      WithTaps(plan.xs(n), plan.ys(n), t,
+      WithTaps(plan, n, t,
                [&](const auto& taps) HWY_ATTR { WarpVector(t, planes, i, j, channels, blend, taps); });
     });
   }
@@ -463,8 +468,8 @@ std::size_t planeOf(const Mat& mat) {
   return static_cast<std::size_t>(mat.w) * static_cast<std::size_t>(mat.h);
 }
 
-// Most second-level caches hold more than this; a little more than that costs nothing yet.
-constexpr std::size_t kNearBytes = std::size_t{2} << 20;
+// Around these, calling for memory ahead begins to save more than it costs.
+constexpr std::size_t kNearBytes = std::size_t{2} << 20, kFarBytes = std::size_t{8} << 20;
 
 int padded(int pixels) { return (pixels + kMostLanes - 1) / kMostLanes * kMostLanes; }
 
@@ -478,8 +483,10 @@ void warp(const Mat& src, int width, int height, const Mat& dst, int channels, c
   tile.planes.channels = channels;
   tile.planes.src_plane = static_cast<std::ptrdiff_t>(planeOf(src));
   tile.planes.dst_plane = static_cast<std::ptrdiff_t>(planeOf(dst));
-  tile.planes.far =
-      (planeOf(src) + planeOf(dst)) * static_cast<std::size_t>(channels) * sizeof(float) > kNearBytes;
+  const std::size_t bytes =
+      (planeOf(src) + planeOf(dst)) * static_cast<std::size_t>(channels) * sizeof(float);
+  tile.planes.far = bytes > kNearBytes;
+  tile.planes.farther = bytes > kFarBytes;
   tile.x.size = width;
   tile.y.size = height;
   tile.x.offset = terms.offset().x;

@@ -136,6 +136,7 @@ class GatheredTaps {
 // The source pixels round the taps of a block.
 class Window {
  public:
+  Window() = default;
   // x0, y0: of the lanes of a block. Their least is at a corner, positions being monotonous in rows and
   // in columns; where terms beyond the range of floats break that, holds() says so.
   HWY_INLINE Window(const std::int32_t* x0, const std::int32_t* y0, int width, int height)

@@ -22,7 +22,7 @@ struct AffinePlanes {
   float* dst;        // first plane, first pixel of the tile
   int dst_width, channels;
   std::ptrdiff_t src_plane, dst_plane;  // floats from one plane to the next
-  bool far;                             // too many bytes for the nearer caches
+  bool far, farther;                    // too many bytes for the nearer caches, for most of them
 
   const float* plane(int q) const { return src + q * src_plane; }
   float* out(int q, int i, int j) const {
