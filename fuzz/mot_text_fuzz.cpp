@@ -20,7 +20,7 @@ void expectSane(const tarnkit::MotFrames& frames) {
     FUZZ_CHECK(number >= 1 && !boxes.empty());
     for (const tarnkit::MotBox& box : boxes) {
       FUZZ_CHECK(std::isfinite(box.left) && std::isfinite(box.top) && std::isfinite(box.score));
-      FUZZ_CHECK(box.width > 0.0 && box.height > 0.0 && box.width < 1e6 && box.height < 1e6);
+      FUZZ_CHECK(box.width > 0.0 && box.height > 0.0 && box.width <= 1e6 && box.height <= 1e6);
       // Three decimals make nothing of smaller ones, which the reader then refuses.
       if (box.width < 0.001 || box.height < 0.001) return;
       written += tarnkit::motLine(number, box);

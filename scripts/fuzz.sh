@@ -46,8 +46,11 @@ for target in "${targets[@]}"; do
   finding=none
   if [ -e "$out/logs/$target.failed" ]; then
     failed=1
-    finding="see $log"
+    finding="end of $log, below"
   fi
   printf '%-14s %8s %12s %9s  %s\n' "$target" "$seconds" "${runs:-?}" "${coverage:-?}" "$finding"
+done
+for target in "${targets[@]}"; do
+  [ ! -e "$out/logs/$target.failed" ] || { printf '\n%s:\n' "$target"; tail -n 40 "$out/logs/$target.log"; }
 done
 exit "$failed"

@@ -17,6 +17,7 @@ constexpr std::size_t kFields = 7;
 constexpr std::array<const char*, kFields> kFieldNames = {"frame", "id",     "left", "top",
                                                           "width", "height", "score"};
 constexpr double kLargestFrame = 2147483647.0;
+// Belongs to what is accepted: lines are written with three decimals, and 999999.9999 is this then.
 constexpr double kCoordinateBound = 1e6;
 
 std::string_view trimmed(std::string_view text) {
@@ -66,8 +67,8 @@ struct LineParser {
     if (frame < 1.0 || frame > kLargestFrame || frame != std::floor(frame))
       refuseField(0, texts[0], "not a whole number from 1 on");
     for (std::size_t field = 2; field < 6; ++field)
-      if (std::abs(values[field]) >= kCoordinateBound)
-        refuseField(field, texts[field], "a million pixels or more");
+      if (std::abs(values[field]) > kCoordinateBound)
+        refuseField(field, texts[field], "more than a million pixels");
     if (width <= 0.0) refuseField(4, texts[4], "not above 0");
     if (height <= 0.0) refuseField(5, texts[5], "not above 0");
     if (std::abs(score) > 1e30) refuseField(6, texts[6], "out of range");

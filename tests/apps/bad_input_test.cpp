@@ -40,7 +40,7 @@ TEST_F(BadInput, DetectionLinesThatDoNotParseAreNamed) {
       {"2,-1,,10,5,5,1", "field 3 (left) is '', not a number"},
       {"2,-1,nan,10,5,5,1", "field 3 (left) is 'nan', out of range"},
       {"2,-1,1e999,10,5,5,1", "field 3 (left) is '1e999', out of range"},
-      {"2,-1,1e6,10,5,5,1", "field 3 (left) is '1e6', a million pixels or more"},
+      {"2,-1,-1000000.1,10,5,5,1", "field 3 (left) is '-1000000.1', more than a million pixels"},
       {"2,-1,10,10,0,5,1", "field 5 (width) is '0', not above 0"},
       {"2,-1,10,10,5,-5,1", "field 6 (height) is '-5', not above 0"},
       {"2,-1,10,10,5,5,1e300", "field 7 (score) is '1e300', out of range"},
