@@ -24,33 +24,54 @@ cmake --build --preset asan -j "$jobs" --target "${targets[@]/%/_fuzz}"
 out=build/asan/fuzzing
 mkdir -p "$out/findings" "$out/logs"
 
-run() {
-  local target=$1 out=$2 seconds=$3
-  mkdir -p "$out/corpus/$target"
-  # The first folder takes what is learnt; the second, the seeds, is only read.
-  "build/asan/fuzz/${target}_fuzz" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 -max_len=4096 \
-    -print_final_stats=1 -verbosity=1 -artifact_prefix="$out/findings/$target-" \
-    "$out/corpus/$target" "fuzz/corpus/$target" >"$out/logs/$target.log" 2>&1 || touch "$out/logs/$target.failed"
+fuzz() {
+  "build/asan/fuzz/$1_fuzz" -timeout=20 -rss_limit_mb=2048 -max_len=4096 "${@:2}" 2>&1
 }
-export -f run
-rm -f "$out"/logs/*.failed
+
+run() {
+  local target=$1 out=$2 seconds=$3 attempt log input
+  local learnt=$out/corpus/$target
+  mkdir -p "$learnt"
+  for attempt in 1 2; do
+    log=$out/logs/$target$attempt.log
+    # The first folder takes what is learnt; the second, the seeds, is only read.
+    if fuzz "$target" -max_total_time="$seconds" -print_final_stats=1 -verbosity=1 \
+      -artifact_prefix="$out/findings/$target-" "$learnt" "fuzz/corpus/$target" >"$log"; then
+      return
+    fi
+    # The targets are deterministic: their findings fail again. What does not is a machine that stood still
+    # for the time of a unit, or a sanitizer that could not start; that gets one more chance, and is told.
+    input=$(sed -n 's/.*Test unit written to //p' "$log")
+    if [ -n "$input" ] && ! fuzz "$target" "$input" >>"$log"; then break; fi
+  done
+  touch "$out/logs/$target.failed"
+}
+export -f fuzz run
+rm -f "$out"/logs/*
 printf '%s\n' "${targets[@]}" | xargs -P "$jobs" -I{} bash -c 'run "$@"' _ {} "$out" "$seconds"
 
 printf '\n%-14s %8s %12s %9s  %s\n' target seconds executions coverage findings
 failed=0
 for target in "${targets[@]}"; do
-  log=$out/logs/$target.log
+  logs=("$out/logs/$target"?.log)
+  log=${logs[-1]}
   runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
   # The fuzzer's own count of the edges reached, as of its last line of news.
   coverage=$(sed -n 's/.* cov: \([0-9]*\) .*/\1/p' "$log" | tail -n 1)
   finding=none
+  [ ${#logs[@]} -eq 1 ] || finding="none at the second attempt, $out/logs/${target}1.log tells of the first"
   if [ -e "$out/logs/$target.failed" ]; then
     failed=1
-    finding="end of $log, below"
+    finding="see $log"
   fi
   printf '%-14s %8s %12s %9s  %s\n' "$target" "$seconds" "${runs:-?}" "${coverage:-?}" "$finding"
 done
 for target in "${targets[@]}"; do
-  [ ! -e "$out/logs/$target.failed" ] || { printf '\n%s:\n' "$target"; tail -n 40 "$out/logs/$target.log"; }
+  for log in "$out/logs/$target"?.log; do
+    if [ -e "$out/logs/$target.failed" ] || [ -e "$out/logs/${target}2.log" ]; then
+      printf '\nend of %s:\n' "$log"
+      tail -n 40 "$log"
+    fi
+  done
 done
 exit "$failed"
