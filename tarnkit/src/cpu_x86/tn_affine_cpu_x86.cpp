@@ -136,13 +136,13 @@ HWY_INLINE void PrefetchTaps(const RowPlan& plan, int vector, const AffinePlanes
 // Hands taps of pixels that have all four of them in the plane to use.
 template <class Use>
 HWY_INLINE void WithTaps(const RowPlan& plan, int vector, const AffineTile& t, const Use& use) {
-  const VI x0 = plan.x(vector), y0 = plan.y(vector);
+  const VI x = plan.x(vector), y = plan.y(vector);
 #if HWY_TARGET <= HWY_AVX3
-  const VI one = hn::Set(DI(), 1), x1 = hn::Add(x0, one), y1 = hn::Add(y0, one);
   const Window& window = plan.windows[vector];
-  if (window.holds(x0, x1, y0, y1)) return use(WindowTaps(window, x0, x1, y0, y1));
+  if (window.holds(x, y, 2))
+    return use(WindowTaps(window, window.lanes(x, y), hn::Set(DI(), 1), hn::Set(DI(), Window::kSide)));
 #endif
-  use(PairTaps(x0, y0, t.x.size));
+  use(PairTaps(x, y, t.x.size));
 }
 
 // ---- affine, affine_optimized: zeros outside
@@ -215,8 +215,9 @@ HWY_INLINE void WithBorderTaps(const RowPlan& plan, int vector, const AffineTile
   const VI y0 = inside(y, t.y.size), y1 = inside(hn::Add(y, one), t.y.size);
 #if HWY_TARGET <= HWY_AVX3
   const Window& window = plan.windows[vector];
-  if (window.holds(x0, x1, y0, y1)) {
-    const WindowTaps all(window, x0, x1, y0, y1);
+  if (window.holds(x0, y0, 1) && window.holds(x1, y1, 1)) {
+    const WindowTaps all(window, window.lanes(x0, y0), hn::Sub(x1, x0),
+                         hn::ShiftLeft<3>(hn::Sub(y1, y0)));
     return use(CountedTaps<WindowTaps>(all, across, down));
   }
 #endif
@@ -237,8 +238,7 @@ struct Channels {
 };
 
 // Calls vector(n, j, channels) for the vectors of the row of blocks at row i. Planes that are far are
-// taken one after the other: those of which each is a power of two of bytes share their places in the
-// caches and would drive one another out.
+// taken one after the other, the next one called for meanwhile.
 template <class Vector>
 HWY_INLINE void ForEachVector(const RowPlan& plan, const AffineTile& t, const AffinePlanes& planes,
                               int i, const Vector& vector) {
@@ -247,7 +247,7 @@ HWY_INLINE void ForEachVector(const RowPlan& plan, const AffineTile& t, const Af
     if (planes.far) PrefetchPixels(t, planes, i, q);
     for (int j = 0, n = 0; j < t.columns; j += kBlockColumns, ++n) {
       vector(n, j, Channels{q, q + step});
-      if (planes.farther && q + 1 < planes.channels) PrefetchTaps(plan, n, planes, q + 1);
+      if (planes.far && q + 1 < planes.channels) PrefetchTaps(plan, n, planes, q + 1);
     }
   }
 }
@@ -282,7 +282,7 @@ void WarpZeroBorder(const AffineTile& t) {
       inside[n] = hn::AllTrue(
           df, hn::And(hn::And(across.first, across.second), hn::And(down.first, down.second)));
       plan.store(n, x0, y0, ShareOf(x, x0), ShareOf(y, y0), t);
-      if (planes.farther) PrefetchTaps(plan, n, planes, 0);
+      if (planes.far) PrefetchTaps(plan, n, planes, 0);
     }
     ForEachVector(plan, t, planes, i, [&](int n, int j, Channels channels) HWY_ATTR {
       const VF fx = plan.across(n), fy = plan.down(n);
@@ -340,7 +340,7 @@ void WarpClamped(const AffineTile& t) {
       const ClampedTap x = ClampTap<kClamped>(Position<kScaling>(t.x, i, j), t.x.size);
       const ClampedTap y = ClampTap<kClamped>(Position<kScaling>(t.y, i, j), t.y.size);
       plan.store(n, x.first, y.first, x.share, y.share, t);
-      if (planes.farther) PrefetchTaps(plan, n, planes, 0);
+      if (planes.far) PrefetchTaps(plan, n, planes, 0);
     }
     ForEachVector(plan, t, planes, i, [&](int n, int j, Channels channels) HWY_ATTR {
       const VF fx = plan.across(n), fy = plan.down(n);
@@ -468,8 +468,8 @@ std::size_t planeOf(const Mat& mat) {
   return static_cast<std::size_t>(mat.w) * static_cast<std::size_t>(mat.h);
 }
 
-// Around these, calling for memory ahead begins to save more than it costs.
-constexpr std::size_t kNearBytes = std::size_t{2} << 20, kFarBytes = std::size_t{8} << 20;
+// Around this, taking planes one by one and calling for memory ahead begin to save more than they cost.
+constexpr std::size_t kNearBytes = std::size_t{12} << 20;
 
 int padded(int pixels) { return (pixels + kMostLanes - 1) / kMostLanes * kMostLanes; }
 
@@ -486,7 +486,6 @@ void warp(const Mat& src, int width, int height, const Mat& dst, int channels, c
   const std::size_t bytes =
       (planeOf(src) + planeOf(dst)) * static_cast<std::size_t>(channels) * sizeof(float);
   tile.planes.far = bytes > kNearBytes;
-  tile.planes.farther = bytes > kFarBytes;
   tile.x.size = width;
   tile.y.size = height;
   tile.x.offset = terms.offset().x;

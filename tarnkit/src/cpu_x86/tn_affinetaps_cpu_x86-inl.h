@@ -136,6 +136,8 @@ class GatheredTaps {
 // The source pixels round the taps of a block.
 class Window {
  public:
+  static constexpr int kSide = 8;
+
   Window() = default;
   // x0, y0: of the lanes of a block. Their least is at a corner, positions being monotonous in rows and
   // in columns; where terms beyond the range of floats break that, holds() says so.
@@ -145,10 +147,16 @@ class Window {
         width_(width),
         fits_(width >= kSide && height >= kSide) {}
 
-  HWY_INLINE bool holds(VI x_first, VI x_last, VI y_first, VI y_last) const {
-    const VI beyond = hn::Or(hn::Or(column(x_first), column(x_last)), hn::Or(row(y_first), row(y_last)));
-    return fits_ && _mm512_test_epi32_mask(beyond.raw, _mm512_set1_epi32(-kSide)) == 0;
+  // Whether it holds the squares of size x size pixels whose upper left ones are at x and y.
+  HWY_INLINE bool holds(VI x, VI y, int size) const {
+    // Without signs, for places before the window as well.
+    const auto most = _mm512_set1_epi32(kSide - size);
+    return fits_ && (_mm512_cmpgt_epu32_mask(column(x).raw, most) |
+                     _mm512_cmpgt_epu32_mask(row(y).raw, most)) == 0;
   }
+
+  // Of pixels that it holds.
+  HWY_INLINE VI lanes(VI x, VI y) const { return hn::Add(hn::ShiftLeft<3>(row(y)), column(x)); }
 
   HWY_INLINE void prefetch(const AffinePlanes& planes, int q) const {
     if (!fits_) return;
@@ -157,15 +165,12 @@ class Window {
     for (int r = 0; r < kSide; ++r) hwy::Prefetch(from + std::ptrdiff_t{r} * width_);
   }
 
-  // Of a pixel in the window.
   struct Place {
     VI lanes;
     __mmask16 lower;  // whether in the lower half
+    explicit HWY_INLINE Place(VI at)
+        : lanes(at), lower(_mm512_test_epi32_mask(at.raw, _mm512_set1_epi32(kSide * kSide / 2))) {}
   };
-  HWY_INLINE Place place(VI x, VI y) const {
-    const VI lanes = hn::Add(hn::ShiftLeft<3>(row(y)), column(x));
-    return {lanes, _mm512_test_epi32_mask(lanes.raw, _mm512_set1_epi32(kSide * kSide / 2))};
-  }
 
   struct Pixels {
     __m512 rows[4];  // two each
@@ -186,8 +191,6 @@ class Window {
   }
 
  private:
-  static constexpr int kSide = 8;
-
   static HWY_INLINE std::int32_t LeastOfCorners(const std::int32_t* lanes) {
     return std::min(std::min(lanes[0], lanes[3]), std::min(lanes[12], lanes[15]));
   }
@@ -200,12 +203,13 @@ class Window {
 
 class WindowTaps {
  public:
-  HWY_INLINE WindowTaps(const Window& window, VI x0, VI x1, VI y0, VI y1)
+  // at: lanes of the upper left taps; right, below: how many lanes from there to the others.
+  HWY_INLINE WindowTaps(const Window& window, VI at, VI right, VI below)
       : window_(window),
-        at00_(window.place(x0, y0)),
-        at01_(window.place(x1, y0)),
-        at10_(window.place(x0, y1)),
-        at11_(window.place(x1, y1)) {}
+        at00_(at),
+        at01_(hn::Add(at, right)),
+        at10_(hn::Add(at, below)),
+        at11_(hn::Add(at, hn::Add(right, below))) {}
   HWY_INLINE Taps load(const AffinePlanes& planes, int q) const {
     const Window::Pixels pixels = window_.load(planes.plane(q));
     return {pixels.at(at00_), pixels.at(at01_), pixels.at(at10_), pixels.at(at11_)};

@@ -6,7 +6,7 @@
 
 namespace TarnCPU {
 
-constexpr int kTile = 128, kMostLanes = 16, kFloatsOfCacheLine = 16;
+constexpr int kTile = 64, kMostLanes = 16, kFloatsOfCacheLine = 16;
 
 // One coordinate of the source positions of a tile: the terms of its columns and rows, and the source's
 // size in pixels.
@@ -22,7 +22,7 @@ struct AffinePlanes {
   float* dst;        // first plane, first pixel of the tile
   int dst_width, channels;
   std::ptrdiff_t src_plane, dst_plane;  // floats from one plane to the next
-  bool far, farther;                    // too many bytes for the nearer caches, for most of them
+  bool far;                             // too many bytes for the caches
 
   const float* plane(int q) const { return src + q * src_plane; }
   float* out(int q, int i, int j) const {
