@@ -266,11 +266,27 @@ TEST(YuvToolKit, AssignmentSharesTheBuffersAndCopiesTheMatrix) {
   ::operator delete(&target);
 }
 
+struct SameSizeCase {
+  int format, w, h, out_w, out_h;
+};
+
+void expectSameSizeEqualsReference(const SameSizeCase& c) {
+  SCOPED_TRACE(testing::Message() << c.w << "x" << c.h << " into " << c.out_w << "x" << c.out_h);
+  const int w = std::max(c.w, 0), h = std::max(c.h, 0);
+  Guarded frame = RandomBytes(count(w * h + w * (h / 2)), 5);
+  const std::size_t bytes = 12 * count(c.out_w) * count(c.out_h);
+  Guarded want(bytes, kUntouched);
+  referenceConvertSameSize(frame.data(), w, h, oddMatrix(), want.floats(), c.out_w, c.out_h);
+  ForEachTarget([&] {
+    Guarded got(bytes, kUntouched);
+    TarnYUVToolKit::Convert(image(c.format, c.w, c.h, frame),
+                            image(TN_PIX_FMT_CHW_F32, c.out_w, c.out_h, got), oddMatrix());
+    EXPECT_TRUE(sameBits(got, want, c.out_w, c.out_h));
+  });
+}
+
 TEST(YuvConvertSameSize, EqualsThePlainFormToTheBit) {
-  struct Case {
-    int format, w, h, out_w, out_h;
-  };
-  static const Case cases[] = {
+  static const SameSizeCase cases[] = {
       {TN_PIX_FMT_NV12, 64, 48, 64, 48},    {TN_PIX_FMT_NV21, 66, 4, 66, 4},
       {TN_PIX_FMT_YUVI420, 30, 20, 30, 20},  // read as interleaved pairs all the same
       {TN_PIX_FMT_YUV420V, 18, 2, 18, 2},   {TN_PIX_FMT_NV12, 33, 21, 33, 21},
@@ -280,20 +296,13 @@ TEST(YuvConvertSameSize, EqualsThePlainFormToTheBit) {
       {TN_PIX_FMT_NV12, 20, 10, 31, 13},  // into a larger tensor
       {TN_PIX_FMT_NV12, 0, 4, 0, 4},        {TN_PIX_FMT_NV12, -3, -2, 0, 0},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(testing::Message() << c.w << "x" << c.h << " into " << c.out_w << "x" << c.out_h);
-    const int w = std::max(c.w, 0), h = std::max(c.h, 0);
-    Guarded frame = RandomBytes(count(w * h + w * (h / 2)), 5);
-    const std::size_t bytes = 12 * count(c.out_w) * count(c.out_h);
-    Guarded want(bytes, kUntouched);
-    referenceConvertSameSize(frame.data(), w, h, oddMatrix(), want.floats(), c.out_w, c.out_h);
-    ForEachTarget([&] {
-      Guarded got(bytes, kUntouched);
-      TarnYUVToolKit::Convert(image(c.format, c.w, c.h, frame),
-                              image(TN_PIX_FMT_CHW_F32, c.out_w, c.out_h, got), oddMatrix());
-      EXPECT_TRUE(sameBits(got, want, c.out_w, c.out_h));
-    });
-  }
+  for (const SameSizeCase& c : cases) expectSameSizeEqualsReference(c);
+}
+
+// Beyond 12 MiB the rows to be written next are called for meanwhile.
+TEST(YuvConvert, LargeTensorsEqualThePlainForm) {
+  expectConvertEqualsReference({90, 40, 45, 1181, 903});
+  expectSameSizeEqualsReference({TN_PIX_FMT_NV12, 1100, 970, 1100, 971});
 }
 
 TEST(YuvConvertSameSizeDeathTest, RefusesOtherFormats) {

@@ -17,6 +17,7 @@
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "tarnkit/src/cpu_x86/tn_yuvconverter_cpu_x86.cpp"
+#include "hwy/cache_control.h"
 #include "hwy/foreach_target.h"  // compiles this file again for every instruction set
 #include "hwy/highway.h"
 
@@ -36,6 +37,7 @@ struct YuvFrame {
 struct YuvTensor {
   float* data;
   std::size_t pitch, plane;  // floats from row to row and from channel to channel
+  bool far;                  // too many bytes for the caches
 };
 
 }  // namespace Tarn
@@ -71,9 +73,11 @@ HWY_INLINE HWY_ATTR void ColourAt(D d, const float* y, const float* c1, const fl
 }
 
 // One row of one channel: n outputs from luma and from chroma, of which every value stands twice.
+// Called for meanwhile, if given: `next`, where n more floats will be written soon.
+template <bool kCallsNext>
 HWY_ATTR void ColourRow(const float* HWY_RESTRICT y, const float* HWY_RESTRICT c1,
                         const float* HWY_RESTRICT c2, std::size_t n, Channel channel,
-                        float* HWY_RESTRICT dst) {
+                        float* HWY_RESTRICT dst, const float* next) {
   const DF d;
   const std::size_t lanes = hn::Lanes(d);
   std::size_t i = 0;
@@ -85,17 +89,26 @@ HWY_ATTR void ColourRow(const float* HWY_RESTRICT y, const float* HWY_RESTRICT c
   // lines cost a fifth of the time. The last one overlaps too.
   ColourAt(d, y, c1, c2, channel, 0, dst);
   i = lanes - reinterpret_cast<std::uintptr_t>(dst) / sizeof(float) % lanes;
-  for (; i + lanes <= n; i += lanes) ColourAt(d, y, c1, c2, channel, i, dst);
+  for (; i + lanes <= n; i += lanes) {
+    if constexpr (kCallsNext) hwy::Prefetch(next + i);
+    ColourAt(d, y, c1, c2, channel, i, dst);
+  }
   ColourAt(d, y, c1, c2, channel, n - lanes, dst);
 }
 
-// Columns [0, n) of a row pair of all channels.
+// Columns [0, n) of a row pair of all channels, of which `left` rows are left.
 HWY_ATTR void ColourRowPair(const float* const y[2], const float* const c[2], std::size_t n,
-                            const _ConvertMatrixFromYUV& mat, const YuvTensor& tensor, float* dst) {
+                            const _ConvertMatrixFromYUV& mat, const YuvTensor& tensor, std::size_t left,
+                            float* dst) {
   for (std::size_t k = 0; k < 3; ++k) {
     const Channel channel = {mat.coef[3 * k], mat.coef[3 * k + 1], mat.coef[3 * k + 2], mat.offset[k]};
-    for (std::size_t row = 0; row < 2; ++row)
-      ColourRow(y[row], c[0], c[1], n, channel, dst + k * tensor.plane + row * tensor.pitch);
+    for (std::size_t row = 0; row < 2; ++row) {
+      float* const to = dst + k * tensor.plane + row * tensor.pitch;
+      if (tensor.far && left >= 4)
+        ColourRow<true>(y[row], c[0], c[1], n, channel, to, to + 2 * tensor.pitch);
+      else
+        ColourRow<false>(y[row], c[0], c[1], n, channel, to, nullptr);
+    }
   }
 }
 
@@ -158,7 +171,7 @@ HWY_ATTR void ConvertSameSize(const YuvFrame& frame, std::size_t w, std::size_t 
       ExpandLuma(frame.luma + row * frame.luma_pitch + x, n, scratch[0]);
       ExpandLuma(frame.luma + (row + 1) * frame.luma_pitch + x, n, scratch[1]);
       ExpandChroma(frame.chroma + row / 2 * frame.chroma_pitch + x, n, scratch[2], scratch[3]);
-      ColourRowPair(y, c, n, mat, tensor, tensor.data + row * tensor.pitch + x);
+      ColourRowPair(y, c, n, mat, tensor, h - row, tensor.data + row * tensor.pitch + x);
     }
 }
 
@@ -442,7 +455,8 @@ HWY_ATTR void ConvertResampled(const YuvFrame& frame, YuvPlan& plan, const _Conv
                                      plan.luma_out[i].data());
       });
     }
-    ColourRowPair(luma, chroma, plan.x.count / 2 * 2, mat, tensor, tensor.data + y * tensor.pitch);
+    ColourRowPair(luma, chroma, plan.x.count / 2 * 2, mat, tensor, plan.y.count - y,
+                  tensor.data + y * tensor.pitch);
   }
 }
 
@@ -462,6 +476,13 @@ HWY_EXPORT(ConvertResampled);
 #define TN_YUV_SOURCE "tarnkit/src/cpu_x86/tn_yuvconverter_cpu_x86"
 
 std::size_t atLeast0(int size) { return static_cast<std::size_t>(std::max(size, 0)); }
+
+YuvTensor tensorOf(const _TN_Image& image, std::size_t width, std::size_t height) {
+  // Around this, calling for memory ahead begins to save more than it costs.
+  constexpr std::size_t kNearBytes = std::size_t{12} << 20;
+  const std::size_t plane = width * height;
+  return {static_cast<float*>(image.data), width, plane, 3 * plane * sizeof(float) > kNearBytes};
+}
 
 // Weights and indices of w x h outputs from a plane of `pitch` samples a row, `step` bytes each.
 void fillTables(const YuvPlan& plan, std::size_t w, std::size_t h, int pitch, int step, float* weights,
@@ -544,7 +565,7 @@ void TarnYUVToolKit::convert(const _TN_Image& in_, const _TN_Image& out_) {
   frame.chroma_bytes = frame.chroma_pitch * (atLeast0(src_height_) / 2);
   frame.luma = static_cast<const std::uint8_t*>(in_.data);
   frame.chroma = frame.luma + frame.luma_bytes;
-  const YuvTensor tensor{static_cast<float*>(out_.data), w, w * h};
+  const YuvTensor tensor = tensorOf(out_, w, h);
   if (plan_->same_size && frame.chroma_pitch >= w / 2 * 2)
     HWY_DYNAMIC_DISPATCH(ConvertSameSize)(frame, w / 2 * 2, h / 2 * 2, cvt_mat_, tensor);
   else
@@ -567,8 +588,7 @@ void TarnYUVToolKit::Convert(const _TN_Image& in_, const _TN_Image& out_,
   frame.chroma_bytes = w * (h / 2);
   frame.luma = static_cast<const std::uint8_t*>(in_.data);
   frame.chroma = frame.luma + frame.luma_bytes;
-  const std::size_t pitch = atLeast0(out_.width);
-  const YuvTensor tensor{static_cast<float*>(out_.data), pitch, pitch * atLeast0(out_.height)};
+  const YuvTensor tensor = tensorOf(out_, atLeast0(out_.width), atLeast0(out_.height));
   HWY_DYNAMIC_DISPATCH(ConvertSameSize)(frame, w / 2 * 2, h / 2 * 2, mat, tensor);
 }
 
