@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "tn_core.h"
 #include "tn_mat.h"
@@ -23,20 +24,39 @@ HWY_INLINE void StoreFloats(DF df, hn::Vec<hn::Rebind<std::uint8_t, DF>> bytes, 
   hn::StoreU(hn::ConvertTo(df, hn::PromoteTo(d32, bytes)), df, out);
 }
 
+template <class DU>
+HWY_INLINE hn::Vec<DU> LoadWords(DU du, const std::uint8_t* bytes) {
+#if HWY_TARGET == HWY_SCALAR
+  std::uint32_t word;
+  std::memcpy(&word, bytes, sizeof(word));
+  return hn::Set(du, word);
+#else
+  return hn::BitCast(du, hn::LoadU(hn::Repartition<std::uint8_t, DU>(), bytes));
+#endif
+}
+
 // The vector of pixels that begins at pixel i; planes[k] takes byte k of each.
 template <int kC, class DF>
 HWY_INLINE void SplitAt(DF df, const std::uint8_t* pixels, float* const planes[3], std::size_t i) {
-  const hn::Rebind<std::uint8_t, DF> d8;
-  hn::Vec<decltype(d8)> first, second, third;
   if constexpr (kC == 3) {
+    const hn::Rebind<std::uint8_t, DF> d8;
+    hn::Vec<decltype(d8)> first, second, third;
     hn::LoadInterleaved3(d8, pixels + 3 * i, first, second, third);
+    StoreFloats(df, first, planes[0] + i);
+    StoreFloats(df, second, planes[1] + i);
+    StoreFloats(df, third, planes[2] + i);
   } else {
-    hn::Vec<decltype(d8)> alpha;
-    hn::LoadInterleaved4(d8, pixels + 4 * i, first, second, third, alpha);
+    // A pixel fills the lane of its floats.
+    const hn::RebindToUnsigned<DF> du;
+    const auto words = LoadWords(du, pixels + 4 * i);
+    const auto store = [&](auto shifted, float* out) HWY_ATTR {
+      const auto byte = hn::And(shifted, hn::Set(du, 0xFFu));
+      hn::StoreU(hn::ConvertTo(df, hn::BitCast(hn::RebindToSigned<DF>(), byte)), df, out);
+    };
+    store(words, planes[0] + i);
+    store(hn::ShiftRight<8>(words), planes[1] + i);
+    store(hn::ShiftRight<16>(words), planes[2] + i);
   }
-  StoreFloats(df, first, planes[0] + i);
-  StoreFloats(df, second, planes[1] + i);
-  StoreFloats(df, third, planes[2] + i);
 }
 
 template <int kC>
