@@ -39,15 +39,20 @@ run() {
       -artifact_prefix="$out/findings/$target-" "$learnt" "fuzz/corpus/$target" >"$log"; then
       return
     fi
-    # The targets are deterministic: their findings fail again. What does not is a machine that stood still
-    # for the time of a unit, or a sanitizer that could not start; that gets one more chance, and is told.
-    input=$(sed -n 's/.*Test unit written to //p' "$log")
-    if [ -n "$input" ] && ! fuzz "$target" "$input" >>"$log"; then break; fi
+    # A finding, unless the machine stood still for the time that a unit may take, which the same input then
+    # does not take again, or the fuzzer failed before it could find anything, of which it prints no summary.
+    # That gets one more chance, and is told.
+    input=$(sed -n 's/.*Test unit written to //p' "$log" | tail -n 1)
+    case "$input" in
+      '') ! grep -q SUMMARY: "$log" || break ;;
+      *-timeout-*) fuzz "$target" "$input" >>"$log" || break ;;
+      *) break ;;
+    esac
   done
   touch "$out/logs/$target.failed"
 }
 export -f fuzz run
-rm -f "$out"/logs/*
+for target in "${targets[@]}"; do rm -f "$out/logs/$target"[12].log "$out/logs/$target.failed"; done
 printf '%s\n' "${targets[@]}" | xargs -P "$jobs" -I{} bash -c 'run "$@"' _ {} "$out" "$seconds"
 
 printf '\n%-14s %8s %12s %9s  %s\n' target seconds executions coverage findings

@@ -77,7 +77,7 @@ HWY_INLINE HWY_ATTR void ColourAt(D d, const float* y, const float* c1, const fl
 template <bool kCallsNext>
 HWY_ATTR void ColourRow(const float* HWY_RESTRICT y, const float* HWY_RESTRICT c1,
                         const float* HWY_RESTRICT c2, std::size_t n, Channel channel,
-                        float* HWY_RESTRICT dst, const float* next) {
+                        float* HWY_RESTRICT dst, [[maybe_unused]] const float* next) {
   const DF d;
   const std::size_t lanes = hn::Lanes(d);
   std::size_t i = 0;
