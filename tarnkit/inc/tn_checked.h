@@ -3,13 +3,17 @@
 /// bindings to other languages.
 ///
 /// Each function has the name of the routine that it calls (of two with one name, that of tn_resize.h
-/// has cnn_ in front) and takes views, a pointer and the bytes there, where that one takes pointers.
-/// Before the call it checks the formats, the sizes, that there is room for everything that the routine
-/// reads and writes, documented over-reach included, that source, destination, matrix and work
-/// buffers lie apart, and that rectangles lie where they must. Of a violation it throws
-/// std::invalid_argument with one sentence, such as "src holds 3110399 bytes; a 1920x1080 NV12 frame
-/// needs 3110400"; nothing is touched then. Nothing is copied, and the checks take some nanoseconds a
-/// call.
+/// has cnn_ in front). Where the routine takes pointers, it takes views: a pointer and the bytes there.
+/// Before the call it checks
+/// - the formats and the sizes;
+/// - that every buffer reaches to the end of what the routine touches (tn_extents.h), documented
+///   over-reach included;
+/// - that source, destination, matrix and work buffers lie apart;
+/// - that rectangles lie where they must.
+///
+/// Of a violation it throws std::invalid_argument with one sentence, such as "src holds 3110399 bytes; a
+/// 1920x1080 NV12 frame needs 3110400"; nothing is touched then. Nothing is copied, and the checks take
+/// some nanoseconds a call.
 ///
 /// Stricter than the routines: sizes and counts below 1 are refused, not passed over; sides go up to
 /// kLargestSide, and no buffer may need more than kMostElements elements. Checked are the sizes given;
@@ -19,7 +23,6 @@
 #ifndef TN_CHECKED_H_
 #define TN_CHECKED_H_
 
-#include <algorithm>
 #include <cstdint>
 
 #include "tn_checked_rules.h"
@@ -40,39 +43,34 @@ using CropResize = void (*)(const unsigned char*, int, int, unsigned char*, int,
 
 inline void semiPlanar(OfSize routine, ConstBytes src, int w, int h, Bytes dst) {
   sides({{"w", w}, {"h", h}});
-  const std::int64_t rows = (std::int64_t{h} + 1) / 2 * 2;
-  transfer(src, product(w, h + rows), {w, h, "frame with the chroma that is read behind it"}, dst,
-           product(3, w, rows + 1), {w, h, "RGB picture with the rows that are written behind it"});
+  transfer(src, {w, h, "frame with the chroma that is read behind it"}, dst,
+           {w, h, "RGB picture with the rows that are written behind it"}, semiPlanarToRgbExtents(w, h));
   routine(src.data, w, h, dst.data);
 }
 
 inline void turn(OfSize routine, ConstBytes src, int w, int h, Bytes dst, int c) {
   sides({{"w", w}, {"h", h}});
-  const std::uint64_t bytes = product(w, h, c);
-  transfer(src, bytes, {w, h, "picture", c}, dst, bytes, {h, w, "picture", c});
+  transfer(src, {w, h, "picture", c}, dst, {h, w, "picture", c}, turnExtents(w, h, c));
   routine(src.data, w, h, dst.data);
 }
 
 inline void mirror(void (*routine)(const unsigned char*, int, int, unsigned char*, int), ConstBytes src,
                    int w, int h, Bytes dst, int c) {
   sides({{"w", w}, {"h", h}, {"c", c}});
-  const std::uint64_t bytes = product(w, h, c);
-  transfer(src, bytes, {w, h, "picture", c}, dst, bytes, {w, h, "picture", c});
+  transfer(src, {w, h, "picture", c}, dst, {w, h, "picture", c}, turnExtents(w, h, c));
   routine(src.data, w, h, dst.data, c);
 }
 
-inline void ofCount(OfCount routine, ConstBytes src, int read_a_pixel, const char* source, Bytes dst,
-                    int written_a_pixel, const char* destination, int n) {
+inline void ofCount(OfCount routine, ConstBytes src, const char* source, Bytes dst,
+                    const char* destination, int n, const TransferExtents& extents) {
   within("n", n, 1, static_cast<std::int64_t>(kMostElements));
-  transfer(src, product(n, read_a_pixel), {n, 0, source}, dst, product(n, written_a_pixel),
-           {n, 0, destination});
+  transfer(src, {n, 0, source}, dst, {n, 0, destination}, extents);
   routine(src.data, dst.data, n);
 }
 
 inline void resizable(ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh, int c) {
   sides({{"sw", sw}, {"sh", sh}, {"dw", dw}, {"dh", dh}});
-  transfer(src, product(sw, sh, c), {sw, sh, "picture", c}, dst, product(dw, dh, c),
-           {dw, dh, "picture", c});
+  transfer(src, {sw, sh, "picture", c}, dst, {dw, dh, "picture", c}, resizeExtents(sw, sh, dw, dh, c));
 }
 
 inline void resize(Resize routine, ConstBytes src, int sw, int sh, Bytes dst, int dw, int dh, int c) {
@@ -93,46 +91,47 @@ inline void cropResize(CropResize routine, ConstBytes src, int sw, int sh, Bytes
   routine(src.data, sw, sh, dst.data, dw, dh, left, top, right, bottom);
 }
 
-/// Bytes of a crop's frame, from the frame itself or, further behind, from what the pair walk touches of
-/// it: `pairs` pairs of rows from (x, y) on, `length` bytes of each.
-inline std::uint64_t cropReach(const _TN_Image& record, bool planar, std::int64_t x, std::int64_t y,
-                               std::int64_t pairs, std::int64_t length) {
-  const std::int64_t w = record.width, luma = w * record.height, last = y + 2 * (pairs - 1);
-  const std::int64_t chroma = last / 2 * w + x;
-  const std::int64_t frame =
-      planar ? luma + luma / 4 + (w / 2) * (record.height / 2) : luma + w * (record.height / 2);
-  const std::int64_t walked =
-      planar ? luma + luma / 4 + chroma / 2 + length / 2 : luma + chroma + length;
-  const std::int64_t reach = pairs > 0 ? std::max({frame, (last + 1) * w + x + length, walked}) : frame;
-  return static_cast<std::uint64_t>(reach);
+/// The source is asked for whole, though only the rectangle is read.
+template <class Source, class Destination>
+void cut(const View<Source>& src, const View<Destination>& dst, int src_w, int src_h, int w, int h,
+         int c, const char* what, const Extent& source, const TransferExtents& extents) {
+  transfer(src, {src_w, src_h, what, c}, dst, {w, h, what, c},
+           {whole(source, extents.src), extents.dst});
+}
+
+/// A frame and the tensor that it becomes.
+inline void tensorOf(const Image& in, const Image& out, const TransferExtents& extents) {
+  room("in", bytesOf(in), extents.src,
+       {in.record.width, in.record.height, "frame", 0, nameOf(in.record.pix_fmt)});
+  room("out", floatsOf(out), extents.dst, {out.record.width, out.record.height, "tensor", 3});
+  apart("out", out.record.data, extents.dst, "in", in.record.data, extents.src);
 }
 
 inline void crop(bool planar, const Image& in, const Image& out, int x0, int y0, int x1, int y1) {
-  const auto accept = [planar](const char* name, const _TN_Image& record) {
+  const auto check = [planar](const char* name, const _TN_Image& record) {
     if (planar)
       format(name, record, TN_PIX_FMT_YUVI420);
     else
       format(name, record, TN_PIX_FMT_NV12, TN_PIX_FMT_NV21, TN_PIX_FMT_YUV420V);
     sidesOf(name, record);
   };
-  accept("in", in.record);
-  accept("out", out.record);
+  check("in", in.record);
+  check("out", out.record);
   notInverted(x0, y0, x1, y1);
   const std::int64_t w = std::int64_t{x1} - x0 + 1, h = std::int64_t{y1} - y0 + 1;
   if (out.record.width < w || out.record.height < h)
     refuse("out is " + std::to_string(out.record.width) + "x" + std::to_string(out.record.height) +
            "; it must be at least " + std::to_string(w) + "x" + std::to_string(h) +
            " like the rectangle");
-  const std::int64_t xs = std::max(x0, 0), xe = std::min(x1, in.record.width - 1);
-  const std::int64_t ys = std::max(y0, 0), ye = std::min(y1, in.record.height - 1);
-  const std::int64_t length = xs <= xe ? (xe - xs + 1) / 2 * 2 : 0;
-  const std::int64_t pairs = xs <= xe && ys <= ye ? (ye - ys) / 2 + 1 : 0;
-  const std::uint64_t read = cropReach(in.record, planar, xs, ys, pairs, length);
-  const std::uint64_t written = cropReach(out.record, planar, xs - x0, ys - y0, pairs, length);
+  const _TN_Image &from = in.record, &to = out.record;
+  const TransferExtents extents =
+      cropExtents(planar, from.width, from.height, to.width, to.height, x0, y0, x1, y1);
+  const Extent read = whole(cropFrameExtent(planar, from.width, from.height), extents.src);
+  const Extent written = whole(cropFrameExtent(planar, to.width, to.height), extents.dst);
   const char* const what = "frame with the rows that a crop takes along";
-  room("in", bytesOf(in), read, {in.record.width, in.record.height, what});
-  room("out", bytesOf(out), written, {out.record.width, out.record.height, what});
-  apart("out", out.record.data, written, "in", in.record.data, read);
+  room("in", bytesOf(in), read, {from.width, from.height, what});
+  room("out", bytesOf(out), written, {to.width, to.height, what});
+  apart("out", to.data, written, "in", from.data, read);
 }
 
 }  // namespace rules
@@ -154,39 +153,40 @@ inline void yuv420sp_to_rgb_fast_asm(ConstBytes src, int w, int h, Bytes dst) {
 /// Checked form of TarnCPU::TN_CV::yuv420f_to_rgb.
 inline void yuv420f_to_rgb(ConstBytes src, int w, int h, Bytes dst) {
   rules::sides({{"w", w}, {"h", h}});
-  const std::int64_t pairs = (std::int64_t{h} + 1) / 2, luma = std::int64_t{w} * h;
-  const std::int64_t chroma_end = luma + luma / 4 + pairs * (w / 2);
-  const std::int64_t read = std::max(2 * pairs * w - w % 2, chroma_end);
-  rules::transfer(src, rules::product(read), {w, h, "I420 frame, its last row paired,"}, dst,
-                  rules::product(6 * pairs, w), {w, h, "RGB picture, its last row paired,"});
+  rules::transfer(src, {w, h, "I420 frame, its last row paired,"}, dst,
+                  {w, h, "RGB picture, its last row paired,"}, planarToRgbExtents(w, h));
   TarnCPU::TN_CV::yuv420f_to_rgb(src.data, w, h, dst.data);
 }
 
 /// Checked form of TarnCPU::getGray_from_BGRA_HWC.
 inline void getGray_from_BGRA_HWC(ConstBytes src, Bytes dst, int n) {
-  rules::ofCount(TarnCPU::getGray_from_BGRA_HWC, src, 4, "BGRA pixels", dst, 1, "grey pixels", n);
+  rules::ofCount(TarnCPU::getGray_from_BGRA_HWC, src, "BGRA pixels", dst, "grey pixels", n,
+                 grayExtents(n, 4));
 }
 /// Checked form of TarnCPU::getGray_from_RGBA_HWC.
 inline void getGray_from_RGBA_HWC(ConstBytes src, Bytes dst, int n) {
-  rules::ofCount(TarnCPU::getGray_from_RGBA_HWC, src, 4, "RGBA pixels", dst, 1, "grey pixels", n);
+  rules::ofCount(TarnCPU::getGray_from_RGBA_HWC, src, "RGBA pixels", dst, "grey pixels", n,
+                 grayExtents(n, 4));
 }
 /// Checked form of TarnCPU::getGray_from_RGB_HWC.
 inline void getGray_from_RGB_HWC(ConstBytes src, Bytes dst, int n) {
-  rules::ofCount(TarnCPU::getGray_from_RGB_HWC, src, 3, "RGB pixels", dst, 1, "grey pixels", n);
+  rules::ofCount(TarnCPU::getGray_from_RGB_HWC, src, "RGB pixels", dst, "grey pixels", n,
+                 grayExtents(n, 3));
 }
 /// Checked form of TarnCPU::getRGB_CHW_from_BGRA_HWC.
 inline void getRGB_CHW_from_BGRA_HWC(ConstBytes src, Bytes dst, int n) {
-  rules::ofCount(TarnCPU::getRGB_CHW_from_BGRA_HWC, src, 4, "BGRA pixels", dst, 3, "pixels in planes",
-                 n);
+  rules::ofCount(TarnCPU::getRGB_CHW_from_BGRA_HWC, src, "BGRA pixels", dst, "pixels in planes", n,
+                 planesExtents(n, 4));
 }
 /// Checked form of TarnCPU::getRGB_CHW_from_RGBA_HWC.
 inline void getRGB_CHW_from_RGBA_HWC(ConstBytes src, Bytes dst, int n) {
-  rules::ofCount(TarnCPU::getRGB_CHW_from_RGBA_HWC, src, 4, "RGBA pixels", dst, 3, "pixels in planes",
-                 n);
+  rules::ofCount(TarnCPU::getRGB_CHW_from_RGBA_HWC, src, "RGBA pixels", dst, "pixels in planes", n,
+                 planesExtents(n, 4));
 }
 /// Checked form of TarnCPU::getRGB_CHW_from_RGB_HWC.
 inline void getRGB_CHW_from_RGB_HWC(ConstBytes src, Bytes dst, int n) {
-  rules::ofCount(TarnCPU::getRGB_CHW_from_RGB_HWC, src, 3, "RGB pixels", dst, 3, "pixels in planes", n);
+  rules::ofCount(TarnCPU::getRGB_CHW_from_RGB_HWC, src, "RGB pixels", dst, "pixels in planes", n,
+                 planesExtents(n, 3));
 }
 
 /// \}
@@ -223,8 +223,8 @@ inline void cut_sub_img_inchw_outchw(ConstFloats src, int src_w, int src_h, Floa
                                      int x0, int y0, int c) {
   rules::sides({{"src_w", src_w}, {"src_h", src_h}, {"w", w}, {"h", h}, {"c", c}});
   rules::inside(x0, y0, w, h, src_w, src_h);
-  rules::transfer(src, rules::product(src_w, src_h, c), {src_w, src_h, "tensor", c}, dst,
-                  rules::product(w, h, c), {w, h, "tensor", c});
+  rules::cut(src, dst, src_w, src_h, w, h, c, "tensor", tensorExtent(src_w, src_h, c),
+             cutPlanesExtents(src_w, src_h, w, h, x0, y0, c));
   TarnCPU::TN_CV::cut_sub_img_inchw_outchw(src.data, src_w, src_h, dst.data, w, h, x0, y0, c);
 }
 /// Checked form of TarnCPU::TN_CV::cut_sub_img_inhwc_outhwc.
@@ -232,8 +232,8 @@ inline void cut_sub_img_inhwc_outhwc(ConstBytes src, int src_w, int src_h, Bytes
                                      int x0, int y0, int c) {
   rules::sides({{"src_w", src_w}, {"src_h", src_h}, {"w", w}, {"h", h}, {"c", c}});
   rules::inside(x0, y0, w, h, src_w, src_h);
-  rules::transfer(src, rules::product(src_w, src_h, c), {src_w, src_h, "picture", c}, dst,
-                  rules::product(w, h, c), {w, h, "picture", c});
+  rules::cut(src, dst, src_w, src_h, w, h, c, "picture", pictureExtent(src_w, src_h, c),
+             cutPixelsExtents(src_w, src_h, w, h, x0, y0, c));
   TarnCPU::TN_CV::cut_sub_img_inhwc_outhwc(src.data, src_w, src_h, dst.data, w, h, x0, y0, c);
 }
 /// Checked form of TarnCPU::TN_CV::resize_bilinear_c2.
@@ -287,12 +287,11 @@ inline void crop_resize_nearest_c4(ConstBytes src, int sw, int sh, Bytes dst, in
 /// Refuses type codes that the routine does not know, for which it would give an empty tensor.
 inline TarnCPU::Mat from_pixels(ConstBytes pixels, int type, int w, int h,
                                 TarnCPU::Allocator* allocator = nullptr) {
-  const int given = type & 0xffff, wanted = type >> 16;
-  if ((given != 1 && given != 2 && given != 8) || wanted < 0 || wanted > 2)
+  if (fromPixelsExtents(type, 1, 1).src == kNoExtent)
     rules::refuseValue("type", type, "1, 2 or 8, plus 65536 times 0, 1 or 2");
   rules::sides({{"w", w}, {"h", h}});
-  const int c = given == 8 ? 4 : 3;
-  rules::room("pixels", pixels, rules::product(w, h, c), {w, h, "picture", c});
+  rules::room("pixels", pixels, fromPixelsExtents(type, w, h).src,
+              {w, h, "picture", static_cast<int>(fromPixelsExtents(type, 1, 1).src.bytes)});
   return TarnCPU::Mat::from_pixels(pixels.data, type, w, h, allocator);
 }
 /// The view of these floats must not outlive them.
@@ -301,7 +300,7 @@ inline TarnCPU::Mat from_float_array(ConstFloats data, int w, int h, int c,
                                      TarnCPU::Allocator* allocator) {
   rules::sides({{"w", w}, {"h", h}, {"c", c}});
   rules::within("layout", layout, TarnCPU::TensorShape::CHW, TarnCPU::TensorShape::HWC);
-  rules::room("data", data, rules::product(w, h, c), {w, h, "tensor", c});
+  rules::room("data", data, tensorExtent(w, h, c), {w, h, "tensor", c});
   return TarnCPU::Mat::from_float_array(data.data, w, h, c, layout, allocator);
 }
 
@@ -311,8 +310,8 @@ inline std::string sizeOf(const TarnCPU::Mat& mat) {
   return std::to_string(mat.w) + "x" + std::to_string(mat.h) + "x" + std::to_string(mat.c);
 }
 
-/// A CHW tensor of floats with elements, of any alignment; how many it has.
-inline std::uint64_t planes(const char* name, const TarnCPU::Mat& mat) {
+/// A CHW tensor of floats with elements, of any alignment; where they are.
+inline Extent planes(const char* name, const TarnCPU::Mat& mat) {
   const std::string text = name;
   if (mat.layout != TarnCPU::TensorShape::CHW || mat.elem_size != sizeof(float))
     refuse(text + " has layout " + std::to_string(mat.layout) + " and elements of " +
@@ -320,16 +319,18 @@ inline std::uint64_t planes(const char* name, const TarnCPU::Mat& mat) {
   if (mat.w < 1 || mat.h < 1 || mat.c < 1 || mat.w > kLargestSide || mat.h > kLargestSide)
     refuse(text + " is " + sizeOf(mat) + "; its sides must be from 1 to " +
            std::to_string(kLargestSide));
-  const std::uint64_t elements = product(mat.w, mat.h, mat.c);
-  if (elements > kMostElements || mat.data == nullptr)
+  const Extent elements = tensorExtent(mat.w, mat.h, mat.c);
+  if (elements.end() / sizeof(float) > kMostElements || mat.data == nullptr)
     refuseRoom(name, mat.data == nullptr, 0, elements, sizeof(float), {mat.w, mat.h, "tensor", mat.c});
   return elements;
 }
 
 inline void warp(void (*routine)(TarnCPU::Mat, TarnCPU::Mat, const float*), const TarnCPU::Mat& src,
                  const TarnCPU::Mat& dst, ConstFloats matrix, bool one_size, bool may_overlap) {
-  const std::uint64_t read = planes("src", src), written = planes("dst", dst);
-  room("matrix", matrix, 6, {2, 3, "matrix"});
+  planes("src", src);
+  planes("dst", dst);
+  const WarpExtents extents = warpExtents(src.w, src.h, dst.w, dst.h, dst.c);
+  room("matrix", matrix, extents.matrix, {2, 3, "matrix"});
   if (one_size) {
     if (src.c != 3 || src.w < 2 || src.h < 2)
       refuse("src is " + sizeOf(src) + "; it must have 3 planes and sides of 2 or more");
@@ -339,9 +340,8 @@ inline void warp(void (*routine)(TarnCPU::Mat, TarnCPU::Mat, const float*), cons
     refuse("src has " + std::to_string(src.c) + " planes; it must have at least the " +
            std::to_string(dst.c) + " of dst");
   }
-  if (!may_overlap)
-    apart("dst", dst.data, written * sizeof(float), "src", src.data, read * sizeof(float));
-  apart("dst", dst.data, written * sizeof(float), "matrix", matrix.data, 6 * sizeof(float));
+  if (!may_overlap) apart("dst", dst.data, extents.dst, "src", src.data, extents.src);
+  apart("dst", dst.data, extents.dst, "matrix", matrix.data, extents.matrix);
   routine(src, dst, matrix.data);
 }
 
@@ -350,15 +350,18 @@ inline void warp(void (*routine)(TarnCPU::Mat, TarnCPU::Mat, const float*), cons
 /// `little` has its own word for its sizes; dst is held against them.
 inline void cover_mid_img_with_littleImg_inMat_outFloatPointer(Floats dst, int dst_width, int dst_height,
                                                                const TarnCPU::Mat& little) {
-  const std::uint64_t read = rules::planes("little", little);
+  rules::planes("little", little);
   rules::sides({{"dst_width", dst_width}, {"dst_height", dst_height}});
   if (dst_width < little.w || dst_height < little.h)
     rules::refuse("dst is " + std::to_string(dst_width) + "x" + std::to_string(dst_height) +
                   "; it must be at least " + std::to_string(little.w) + "x" + std::to_string(little.h) +
                   " like little");
-  const std::uint64_t written = rules::product(dst_width, dst_height, little.c);
+  const Extent read = tensorExtent(little.w, little.h, little.c);
+  const Extent written =
+      rules::whole(tensorExtent(dst_width, dst_height, little.c),
+                   pasteExtents(dst_width, dst_height, little.w, little.h, little.c).dst);
   rules::room("dst", dst, written, {dst_width, dst_height, "tensor", little.c});
-  rules::apart("dst", dst.data, written * sizeof(float), "little", little.data, read * sizeof(float));
+  rules::apart("dst", dst.data, written, "little", little.data, read);
   TarnCPU::TN_CV::cover_mid_img_with_littleImg_inMat_outFloatPointer(dst.data, dst_width, dst_height,
                                                                      little);
 }
@@ -389,23 +392,6 @@ inline void affine_sse_hwc(const TarnCPU::Mat& src, const TarnCPU::Mat& dst, Con
 
 namespace rules {
 
-/// Bytes of a frame, to the last one that its planes have.
-inline std::uint64_t bytesOfFrame(const _TN_Image& image) {
-  const std::int64_t w = image.width, h = image.height, pixels = w * h, chroma = (w / 2) * (h / 2);
-  switch (image.pix_fmt) {
-    case TN_PIX_FMT_BGRA:
-    case TN_PIX_FMT_RGBA:
-      return product(pixels, 4);
-    case TN_PIX_FMT_BGR:
-    case TN_PIX_FMT_RGB:
-      return product(pixels, 3);
-    case TN_PIX_FMT_YUVI420:
-      return product(chroma > 0 ? pixels + pixels / 4 + chroma : pixels);
-    default:
-      return product(pixels + 2 * chroma);
-  }
-}
-
 inline void networkInput(const Image& image, int width, int height, const Bytes& work_a,
                          const Bytes& work_b) {
   const _TN_Image& record = image.record;
@@ -413,16 +399,16 @@ inline void networkInput(const Image& image, int width, int height, const Bytes&
          TN_PIX_FMT_RGBA, TN_PIX_FMT_BGR, TN_PIX_FMT_RGB);
   sidesOf("image", record);
   sides({{"width", width}, {"height", height}});
-  const std::uint64_t frame = bytesOfFrame(record);
-  room("image", bytesOf(image), frame,
+  const NetworkInputExtents extents =
+      networkInputExtents(record.pix_fmt, record.width, record.height, width, height);
+  room("image", bytesOf(image), extents.image,
        {record.width, record.height, "frame", 0, nameOf(record.pix_fmt)});
   const bool four = record.pix_fmt == TN_PIX_FMT_BGRA || record.pix_fmt == TN_PIX_FMT_RGBA;
-  const std::uint64_t a = product(width, height, 4), b = product(width, height, four ? 4 : 3);
-  room("work_a", work_a, a, {width, height, "work buffer", 4});
-  room("work_b", work_b, b, {width, height, "work buffer", four ? 4 : 3});
-  apart("work_a", work_a.data, a, "image", record.data, frame);
-  apart("work_b", work_b.data, b, "image", record.data, frame);
-  apart("work_b", work_b.data, b, "work_a", work_a.data, a);
+  room("work_a", work_a, extents.work_a, {width, height, "work buffer", 4});
+  room("work_b", work_b, extents.work_b, {width, height, "work buffer", four ? 4 : 3});
+  apart("work_a", work_a.data, extents.work_a, "image", record.data, extents.image);
+  apart("work_b", work_b.data, extents.work_b, "image", record.data, extents.image);
+  apart("work_b", work_b.data, extents.work_b, "work_a", work_a.data, extents.work_a);
 }
 
 }  // namespace rules
@@ -472,12 +458,7 @@ class TarnYUVToolKit {
     rules::format("out", out.record, TN_PIX_FMT_CHW_F32);
     rules::sidesAre("in", in.record, sizes_.src_width, sizes_.src_height);
     rules::sidesAre("out", out.record, sizes_.dst_width, sizes_.dst_height);
-    const std::uint64_t read = sizes_.frameBytes(), written = sizes_.tensorFloats();
-    rules::room("in", rules::bytesOf(in), read,
-                {sizes_.src_width, sizes_.src_height, "frame", 0, rules::nameOf(in.record.pix_fmt)});
-    rules::room("out", rules::floatsOf(out), written,
-                {sizes_.dst_width, sizes_.dst_height, "tensor", 3});
-    rules::apart("out", out.record.data, written * sizeof(float), "in", in.record.data, read);
+    rules::tensorOf(in, out, sizes_.extents());
     toolkit_.convert(in.record, out.record);
   }
 
@@ -492,12 +473,7 @@ class TarnYUVToolKit {
     const int w = in.record.width, h = in.record.height;
     if (out.record.width < w / 2 * 2 || out.record.height < h / 2 * 2)
       rules::sidesAre("out", out.record, w, h);
-    const std::uint64_t read = rules::product(w, std::int64_t{h} + h / 2);
-    const std::uint64_t written = rules::product(3, out.record.width, out.record.height);
-    rules::room("in", rules::bytesOf(in), read, {w, h, "frame", 0, rules::nameOf(in.record.pix_fmt)});
-    rules::room("out", rules::floatsOf(out), written,
-                {out.record.width, out.record.height, "tensor", 3});
-    rules::apart("out", out.record.data, written * sizeof(float), "in", in.record.data, read);
+    rules::tensorOf(in, out, convertExtents(w, h, out.record.width, out.record.height));
     Tarn::TarnYUVToolKit::Convert(in.record, out.record, mat);
   }
 
@@ -517,11 +493,9 @@ class TarnYUVToolKit {
   struct Sizes {
     int src_width, src_height, src_uv_width, dst_width, dst_height;
 
-    std::uint64_t frameBytes() const {
-      return rules::product(std::int64_t{src_width} * src_height +
-                            std::int64_t{2} * src_uv_width * (src_height / 2));
+    TransferExtents extents() const {
+      return resampleExtents(src_width, src_height, src_uv_width, dst_width, dst_height);
     }
-    std::uint64_t tensorFloats() const { return rules::product(3, dst_width, dst_height); }
   };
 
   static Sizes checkedSizes(const Sizes& sizes) {
@@ -530,11 +504,13 @@ class TarnYUVToolKit {
                   {"dst_width", sizes.dst_width},
                   {"dst_height", sizes.dst_height}});
     rules::within("src_uv_width", sizes.src_uv_width, 0, kLargestSide);
+    // Sides of at most 2^24 give extents of at most 2^54.
+    const TransferExtents extents = sizes.extents();
     const auto elements = static_cast<std::int64_t>(kMostElements);
-    rules::within("the frame's size in bytes", static_cast<std::int64_t>(sizes.frameBytes()), 1,
+    rules::within("the frame's size in bytes", static_cast<std::int64_t>(extents.src.end()), 1,
                   elements);
-    rules::within("the tensor's size in floats", static_cast<std::int64_t>(sizes.tensorFloats()), 1,
-                  elements);
+    rules::within("the tensor's size in floats",
+                  static_cast<std::int64_t>(extents.dst.end() / sizeof(float)), 1, elements);
     return sizes;
   }
 

@@ -3,12 +3,14 @@
 #ifndef TN_CHECKED_RULES_H_
 #define TN_CHECKED_RULES_H_
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <stdexcept>
 #include <string>
 
+#include "tn_extents.h"
 #include "tn_image.h"
 
 namespace Tarn::checked {
@@ -60,19 +62,6 @@ inline void sides(std::initializer_list<Named> values) {
   for (const Named& side : values) within(side.name, side.value, 1, kLargestSide);
 }
 
-/// The product of positive factors, or a number above kMostElements when it is above that.
-template <class... Factors>
-constexpr std::uint64_t product(Factors... factors) {
-  constexpr std::uint64_t too_many = kMostElements + 1;
-  std::uint64_t result = 1;
-  // Both factors of each step have at most 32 bits.
-  ((result = result * static_cast<std::uint64_t>(factors) < too_many
-                 ? result * static_cast<std::uint64_t>(factors)
-                 : too_many),
-   ...);
-  return result;
-}
-
 /// What a buffer is for, in words: "a 4x2 NV12 frame", "a 4x2 picture of 3 channels", or "8 RGB pixels"
 /// when `height` is 0.
 struct Purpose {
@@ -91,40 +80,47 @@ inline std::string needOf(const Purpose& purpose) {
          " needs ";
 }
 
-[[noreturn]] inline void refuseRoom(const char* name, bool null, std::size_t bytes,
-                                    std::uint64_t elements, std::size_t size, const Purpose& purpose) {
-  if (elements > kMostElements)
+[[noreturn]] inline void refuseRoom(const char* name, bool null, std::size_t bytes, const Extent& extent,
+                                    std::size_t size, const Purpose& purpose) {
+  if (extent.end() / size > kMostElements)
     refuse(std::string(name) + " would be too large; " + needOf(purpose) + "more than " +
            std::to_string(kMostElements) + (size == 1 ? " bytes" : " floats"));
   refuse(std::string(name) + (null ? " is null" : " holds " + std::to_string(bytes) + " bytes") + "; " +
-         needOf(purpose) + std::to_string(elements * size));
+         needOf(purpose) + std::to_string(extent.end()));
 }
 
-/// Room for `elements` at `view`, in whose type they are counted, and floats where floats may lie.
+/// The view reaches to the end of the extent, and floats lie where floats may lie.
 template <class T>
-void room(const char* name, const View<T>& view, std::uint64_t elements, const Purpose& purpose) {
-  if (elements > kMostElements || view.data == nullptr || view.bytes < elements * sizeof(T))
-    refuseRoom(name, view.data == nullptr, view.bytes, elements, sizeof(T), purpose);
+void room(const char* name, const View<T>& view, const Extent& extent, const Purpose& purpose) {
+  if (extent.end() / sizeof(T) > kMostElements || view.data == nullptr || view.bytes < extent.end())
+    refuseRoom(name, view.data == nullptr, view.bytes, extent, sizeof(T), purpose);
   if (reinterpret_cast<std::uintptr_t>(view.data) % alignof(T) != 0)
     refuse(std::string(name) + " is not aligned; floats must start at a multiple of " +
            std::to_string(alignof(T)) + " bytes");
 }
 
-/// What is touched at two pointers has no byte in common.
-inline void apart(const char* name, const void* data, std::uint64_t bytes, const char* other_name,
-                  const void* other, std::uint64_t other_bytes) {
-  const auto a = reinterpret_cast<std::uintptr_t>(data), b = reinterpret_cast<std::uintptr_t>(other);
-  if (a < b ? b - a < bytes : a - b < other_bytes)
+/// A buffer that must be there whole, though less may be touched of it, or more.
+inline Extent whole(const Extent& buffer, const Extent& touched) {
+  return {0, std::max(buffer.end(), touched.end())};
+}
+
+/// What is touched of two buffers has no byte in common.
+inline void apart(const char* name, const void* data, const Extent& extent, const char* other_name,
+                  const void* other, const Extent& other_extent) {
+  if (extent.bytes == 0 || other_extent.bytes == 0) return;
+  const auto a = reinterpret_cast<std::uintptr_t>(data) + extent.offset;
+  const auto b = reinterpret_cast<std::uintptr_t>(other) + other_extent.offset;
+  if (a < b ? b - a < extent.bytes : a - b < other_extent.bytes)
     refuse(std::string(name) + " overlaps " + other_name + "; the two must lie apart");
 }
 
 /// A source and a destination, each with room for what is touched of it, and apart.
 template <class Source, class Destination>
-void transfer(const View<Source>& src, std::uint64_t read, const Purpose& source,
-              const View<Destination>& dst, std::uint64_t written, const Purpose& destination) {
-  room("src", src, read, source);
-  room("dst", dst, written, destination);
-  apart("dst", dst.data, written * sizeof(Destination), "src", src.data, read * sizeof(Source));
+void transfer(const View<Source>& src, const Purpose& source, const View<Destination>& dst,
+              const Purpose& destination, const TransferExtents& extents) {
+  room("src", src, extents.src, source);
+  room("dst", dst, extents.dst, destination);
+  apart("dst", dst.data, extents.dst, "src", src.data, extents.src);
 }
 
 /// Columns x0 to x0 + w - 1 and rows y0 to y0 + h - 1 exist. Sides are checked before.
