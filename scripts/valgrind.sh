@@ -6,7 +6,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-tests=(hashes/kernel_hashes
+tests=(kernels/digests
   kernels/tn_{affine,checked,colormatrix,colour,geometry,networkinput,yuv2rgb,yuvconverter,yuvcrop}_test
   platform/tn_{mat,resize}_test)
 
@@ -19,7 +19,7 @@ mkdir -p "$logs"
 
 run() {
   local test=$1 log=$2/${1##*/}.log arguments=(--gtest_filter='-*DeathTest*:*AllColours*:*LargeTensors*') start=$SECONDS
-  [ "$test" != hashes/kernel_hashes ] || arguments=(tests/hashes/expected.txt)
+  [ "$test" != kernels/digests ] || arguments=(tests/routines/expected.txt)
   if valgrind --quiet --error-exitcode=99 --num-callers=30 "build/release/tests/$test" "${arguments[@]}" \
       >"$log" 2>&1; then
     echo "passed in $((SECONDS - start)) s: $test"

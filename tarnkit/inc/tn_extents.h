@@ -262,12 +262,20 @@ struct WarpExtents {
   Extent matrix;  ///< is read
 };
 
-/// ::affine, ::affine_optimized: from c planes of sw x sh floats to c planes of dw x dh. ::affine_sse,
-/// ::affine_sse_hwc: with 3 planes and one size. Planes that only the source has are not read.
+/// ::affine, ::affine_optimized: from c planes of sw x sh floats to c planes of dw x dh. Planes that
+/// only the source has are not read.
 constexpr WarpExtents warpExtents(int sw, int sh, int dw, int dh, int c) {
   const TransferExtents planes = extents::both(tensorExtent(sw, sh, c), tensorExtent(dw, dh, c));
   if (planes.dst == kNoExtent) return {kNoExtent, kNoExtent, kNoExtent};
+  if (planes.dst.bytes == 0) return {{0, 0}, {0, 0}, {0, 0}};
   return {planes.src, planes.dst, tensorExtent(3, 2, 1)};
+}
+
+/// ::affine_sse, ::affine_sse_hwc: 3 planes of one size, which is at least 2x2; nothing is touched of
+/// smaller ones.
+constexpr WarpExtents warpSameSizeExtents(int w, int h) {
+  if (w < 2 || h < 2) return {{0, 0}, {0, 0}, {0, 0}};
+  return warpExtents(w, h, w, h, 3);
 }
 
 /// TarnCPU::TN_CV::cover_mid_img_with_littleImg_inMat_outFloatPointer: `src` is the little tensor, of c

@@ -1,6 +1,5 @@
-// The exported YUV converters against the literal walk, and the forms for callers inside the library
-// that stop at the image's end. Buffers are exactly as large as documented and end at an unreadable
-// page; since their sizes differ, so do the pointers' alignments.
+// The forms of the YUV converters inside the library, which stop at the image's end, and colours worked
+// out by hand. The exported forms are in the table of routines.
 #include "tarnkit/src/cpu_x86/tn_yuv2rgb_cpu_x86.h"
 
 #include <gtest/gtest.h>
@@ -48,42 +47,23 @@ void forEachSize(const std::function<void(int w, int h)>& body) {
     }
 }
 
-TEST(SemiPlanarToRgb, WritesTheWholeWalkAndTheImageFormStopsAtTheEnd) {
+TEST(SemiPlanarToRgb, ImageFormStopsAtTheEnd) {
   ForEachTarget([] {
     forEachSize([](int w, int h) {
-      const int passes = (h + 1) / 2;
-      const std::size_t luma = bytes(w * h), pairs = bytes((w * h + 1) / 2);
-      const Guarded src =
-          RandomBytes(bytes(w * (h + 2 * passes)), static_cast<std::uint32_t>(w + 100 * h));
-      Guarded y(luma), chroma(2 * pairs);
+      const int rows = (h + 1) / 2 * 2;
+      const std::size_t luma = bytes(w * h);
+      const Guarded src = RandomBytes(bytes(w * (h + rows)), static_cast<std::uint32_t>(w + 100 * h));
+      Guarded y(luma), chroma(2 * bytes((w * h + 1) / 2));
       std::memcpy(y.data(), src.data(), luma);
       std::memcpy(chroma.data(), src.data() + luma, chroma.size());
       for (const auto order : {Tarn::ChromaOrder::kUFirst, Tarn::ChromaOrder::kVFirst}) {
-        const bool u_first = order == Tarn::ChromaOrder::kUFirst;
-        Guarded walk(bytes(3 * w * (2 * passes + 1)), kUnwritten), actual(walk.size(), kUnwritten);
-        tn_reference::semiPlanarWalk(src.data(), w, h, u_first, walk.data());
-        (u_first ? TN_CV::nv12_to_rgb_fast_asm : TN_CV::yuv420sp_to_rgb_fast_asm)(src.data(), w, h,
-                                                                                  actual.data());
-        expectSame(walk, actual);
-        Guarded expected(3 * luma), image(3 * luma, kUnwritten);
+        Guarded walk(bytes(3 * w * (rows + 1)), kUnwritten), expected(3 * luma),
+            image(3 * luma, kUnwritten);
+        tn_reference::semiPlanarWalk(src.data(), w, h, order == Tarn::ChromaOrder::kUFirst, walk.data());
         std::memcpy(expected.data(), walk.data(), expected.size());
         semiPlanarImageToRgb(y.data(), chroma.data(), w, h, order, image.data());
         expectSame(expected, image);
       }
-    });
-  });
-}
-
-TEST(PlanarToRgb, WritesRowPairs) {
-  ForEachTarget([] {
-    forEachSize([](int w, int h) {
-      const int passes = (h + 1) / 2, v_at = w * h + w * h / 4;
-      const Guarded src =
-          RandomBytes(bytes(std::max(2 * passes * w - w % 2, v_at + passes * (w / 2))), 11);
-      Guarded expected(bytes(6 * passes * w), kUnwritten), actual(expected.size(), kUnwritten);
-      tn_reference::planarWalk(src.data(), src.data() + w * h, src.data() + v_at, w, h, expected.data());
-      TN_CV::yuv420f_to_rgb(src.data(), w, h, actual.data());
-      expectSame(expected, actual);
     });
   });
 }

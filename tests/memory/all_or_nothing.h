@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <new>
 
-#include "tests/hashes/digest.h"
 #include "tests/support/allocation_count.h"
+#include "tests/support/digest.h"
 
 namespace tn_test {
 

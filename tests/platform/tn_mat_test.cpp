@@ -23,9 +23,6 @@ namespace {
 using TarnCPU::Allocator;
 using TarnCPU::Mat;
 using TarnCPU::TensorShape;
-using tn_test::ForEachTarget;
-using tn_test::Guarded;
-using tn_test::RandomBytes;
 
 // Counts, and refuses on demand.
 class CountingAllocator : public Allocator {
@@ -234,35 +231,6 @@ TEST(MatDeathTest, MemoryThatCannotBeHadEndsTheProgram) {
   EXPECT_DEATH(Mat(kMost, kMost, 2), text);
   const unsigned char pixel[3] = {};
   EXPECT_DEATH(Mat::from_pixels(pixel, 1, kMost, kMost), text);
-}
-
-struct Type {
-  int code, c, byte[3];  // bytes of a pixel; which of them go to which plane
-};
-const Type kTypes[] = {
-    {1, 3, {0, 1, 2}},           {2, 3, {0, 1, 2}},           {8, 4, {0, 1, 2}},
-    {1 | 1 << 16, 3, {0, 1, 2}}, {1 | 2 << 16, 3, {2, 1, 0}}, {2 | 1 << 16, 3, {2, 1, 0}},
-    {2 | 2 << 16, 3, {0, 1, 2}}, {8 | 1 << 16, 4, {0, 1, 2}}, {8 | 2 << 16, 4, {2, 1, 0}},
-};
-
-TEST(FromPixels, EveryByteLandsInItsPlane) {
-  ForEachTarget([] {
-    for (const Type& t : kTypes)
-      for (int w : {1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 31, 33, 100})
-        for (int h : {1, 3}) {
-          const int n = w * h;
-          const Guarded pixels = RandomBytes(static_cast<std::size_t>(n * t.c), 13);
-          CountingAllocator allocator;
-          Mat m = Mat::from_pixels(pixels.data(), t.code, w, h, &allocator);
-          ASSERT_EQ(allocator.allocated, 1);
-          ASSERT_EQ(m.layout, TensorShape::CHW);
-          ASSERT_TRUE(m.w == w && m.h == h && m.c == 3 && m.elem_size == 4);
-          for (int k = 0; k < 3; ++k)
-            for (int i = 0; i < n; ++i)
-              ASSERT_EQ(m.channel(k).row(0)[i], pixels[static_cast<std::size_t>(t.c * i + t.byte[k])])
-                  << "type " << t.code << ", plane " << k << ", pixel " << i << " of " << n;
-        }
-  });
 }
 
 TEST(FromPixels, AnUnknownTypeIsLoggedAndGivesNothing) {

@@ -1,28 +1,30 @@
 // Every exported routine on eight threads at once: what it gives is what it gives alone.
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <string>
 #include <vector>
 
-#include "tests/hashes/digest.h"
+#include "tests/routines/routine.h"
+#include "tests/routines/tracking_rows.h"
 #include "tests/support/threads.h"
 
 namespace {
 
-using tn_test::HashRow;
+using namespace tn_routines;
 
 constexpr int kThreads = 8;
 
-std::uint64_t hashOf(const HashRow& row) {
-  tn_test::Digest digest;
-  row.run(digest);
-  return digest.value();
-}
+struct Row {
+  std::string name;
+  std::function<std::uint64_t()> digest;
+};
 
 // Sources are the same bytes for all threads; destinations and objects with a state are each thread's
 // own.
-void expectSameOnThreads(const std::vector<HashRow>& rows) {
+void expectSameOnThreads(const std::vector<Row>& rows) {
   std::vector<std::uint64_t> alone;
-  for (const HashRow& row : rows) alone.push_back(hashOf(row));
+  for (const Row& row : rows) alone.push_back(row.digest());
 
   std::vector<std::vector<std::uint64_t>> together(kThreads, std::vector<std::uint64_t>(rows.size()));
   tn_test::onThreads(kThreads, [&](int thread) {
@@ -30,29 +32,39 @@ void expectSameOnThreads(const std::vector<HashRow>& rows) {
     const std::size_t first = static_cast<std::size_t>(thread / 2) * rows.size() / (kThreads / 2);
     for (std::size_t i = 0; i < rows.size(); ++i) {
       const std::size_t row = (first + i) % rows.size();
-      together[static_cast<std::size_t>(thread)][row] = hashOf(rows[row]);
+      together[static_cast<std::size_t>(thread)][row] = rows[row].digest();
     }
   });
-  for (const auto& hashes : together)
+  for (const auto& digests : together)
     for (std::size_t row = 0; row < rows.size(); ++row)
-      EXPECT_EQ(hashes[row], alone[row]) << rows[row].name;
+      EXPECT_EQ(digests[row], alone[row]) << rows[row].name;
 }
 
-TEST(Threads, KernelsOnSharedSources) {
-  std::vector<HashRow> rows = tn_test::pixelRows();
-  for (const auto& part : {tn_test::frameRows(), tn_test::platformRows()})
-    rows.insert(rows.end(), part.begin(), part.end());
+TEST(Threads, RoutinesOnSharedSources) {
+  std::vector<Routine> routines = allRoutines();
+  std::vector<Row> rows;
+  for (Routine& routine : routines) {
+    // A sample: ThreadSanitizer takes long.
+    std::vector<Numbers> some;
+    for (std::size_t i = 0; i < routine.cases.size(); i += 1 + routine.cases.size() / 20)
+      some.push_back(routine.cases[i]);
+    routine.cases = some;
+    rows.push_back(
+        {routine.name, [&routine, sources = sourcesOf(routine)] { return digestOf(routine, sources); }});
+  }
   expectSameOnThreads(rows);
 }
 
 // And the parameters are replaced where the header allows it: while no tracker runs.
 TEST(Threads, TrackersOfTheirOwnAndParametersInBetween) {
-  const tn_test::TrackingOfRows tracking;
+  const TrackingOfRows tracking;
+  std::vector<Row> rows;
+  for (const TrackingRow& row : trackingRows()) rows.push_back({row.name, row.digest});
   Tarn::TarnBoundingBoxesTrackerParams params = Tarn::getTrackerParams();
   for (const float fps : {25.0f, 50.0f}) {
     params.fps = fps;
     Tarn::setTrackerParams(params);
-    expectSameOnThreads(tn_test::trackingRows());
+    expectSameOnThreads(rows);
   }
 }
 
