@@ -1,6 +1,8 @@
-// Camera bytes to RGB, then turned, mirrored, cut, shrunk, made grey and split into planes.
+// Camera bytes to RGB, then turned, mirrored, cut, shrunk, made grey and split into planes. Every buffer
+// is as large as its routine needs it.
 #include <tn_cnn.h>
 #include <tn_cv.h>
+#include <tn_extents.h>
 
 #include <cstdio>
 #include <vector>
@@ -28,8 +30,12 @@ int main() {
   frame.insert(frame.end(), 4, 128);
   frame.insert(frame.end(), 4, 140);
 
-  Pixels rgb(3 * 16), turned(3 * 16), mirrored(3 * 16), cut(3 * 4), small(3 * 4), grey(16),
-      planes(3 * 16);
+  // Extents are known at compile time where sizes are.
+  static_assert(Tarn::planarToRgbExtents(4, 4).src.end() == 24, "an I420 frame of 4x4 pixels");
+  Pixels rgb(Tarn::planarToRgbExtents(4, 4).dst.end()), turned(Tarn::turnExtents(4, 4, 3).dst.end()),
+      mirrored(turned.size()), cut(Tarn::cutPixelsExtents(4, 4, 2, 2, 1, 1, 3).dst.end()),
+      small(Tarn::resizeExtents(4, 4, 2, 2, 3).dst.end()), grey(Tarn::grayExtents(16, 3).dst.end()),
+      planes(Tarn::planesExtents(16, 3).dst.end());
   TN_CV::yuv420f_to_rgb(frame.data(), 4, 4, rgb.data());
   print("red of the frame", rgb, 4, 4, 3);
   TN_CV::rotate90_intrinsics_3_channel(rgb.data(), 4, 4, turned.data());

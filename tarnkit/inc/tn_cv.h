@@ -3,9 +3,10 @@
 /// resizer, and affine warps of float tensors; and network input preparation, which puts them together.
 ///
 /// All kernels are stateless and may run on several threads at once on separate destinations. They check
-/// neither pointers nor sizes and, but for network input preparation, report nothing; a buffer smaller
-/// than documented is overrun. Every instruction set gives the same bytes. Pixels are packed: no padding
-/// between rows.
+/// neither pointers nor sizes and, but for network input preparation, report nothing. A buffer that is
+/// too small is overrun: tn_extents.h says how many bytes each routine reads and writes, and
+/// tn_checked.h checks that they are there. Every instruction set gives the same bytes. Pixels are
+/// packed: no padding between rows.
 #ifndef TN_CV_H_
 #define TN_CV_H_
 
@@ -40,9 +41,8 @@ class TN_KITS_API TN_CV {
   /// picture takes its chroma from beyond the h / 2 chroma rows of an NV12 frame. That is how the
   /// kernel has always walked, rows running on into the next ones, and callers rely on the bytes.
   ///
-  /// src: w * (h + 2 * P) bytes are read; for even h these are 2 * w * h, w * h / 2 more than an NV12
-  ///   frame has. dst: 3 * w * (2 * P + 1) bytes are written; that is 3 * w past the image for even
-  ///   h, 6 * w for odd h.
+  /// src, dst: Tarn::semiPlanarToRgbExtents(w, h). For even h that is w * h / 2 bytes more than an NV12
+  ///   frame has, and one row of pixels past the image; for odd h two rows.
   static void nv12_to_rgb_fast_asm(const unsigned char* src, int w, int h, unsigned char* dst);
 
   /// NV21 (V first) to RGB; in everything else as nv12_to_rgb_fast_asm.
@@ -53,9 +53,7 @@ class TN_KITS_API TN_CV {
   ///   - Odd w: the last column of every row is left as it was.
   ///   - Odd h: row h, below the image, is converted too, from the w bytes after the luma plane.
   ///
-  /// src: with P = (h + 1) / 2, max(2 * P * w - w % 2, w * h + w * h / 4 + P * (w / 2)) bytes are
-  ///   read, for w = 1 none; for even sizes that is the frame's w * h * 3 / 2. dst: 6 * P * w bytes;
-  ///   that is the image for even h, 3 * w more for odd h.
+  /// src, dst: Tarn::planarToRgbExtents(w, h). For even sizes these are the frame and the image.
   static void yuv420f_to_rgb(const unsigned char* src, int w, int h, unsigned char* dst);
 
   /// \}
@@ -70,7 +68,8 @@ class TN_KITS_API TN_CV {
   /// Quarter turns of a packed image of 3 or 4 bytes per pixel: clockwise (rotate90) and anticlockwise
   /// (anti_rotate90). The bytes of a pixel keep their order.
   ///
-  /// src: w * h pixels, rows of w. dst: w * h pixels, rows of h: every byte of it is written.
+  /// src: w * h pixels, rows of w. dst: w * h pixels, rows of h: every byte of it is written
+  ///   (Tarn::turnExtents).
   /// w, h: pixels; if either is below 1 nothing happens.
   ///
   /// With w and h multiples of 4, source pixel (row y, column x) goes to
@@ -94,7 +93,7 @@ class TN_KITS_API TN_CV {
                                                  unsigned char* dst);
 
   /// Mirrors left and right: pixel (row y, column x) goes to (row y, column w - 1 - x).
-  /// src, dst: w * h pixels of c bytes; the bytes of a pixel keep their order.
+  /// src, dst: w * h pixels of c bytes (Tarn::turnExtents); the bytes of a pixel keep their order.
   /// w, h, c: any; if one is below 1 nothing is written. 1, 3 and 4 bytes are the fast ones.
   /// Errors: none.
   static void flip_horizontal(const unsigned char* src, int w, int h, unsigned char* dst, int c);
@@ -103,26 +102,27 @@ class TN_KITS_API TN_CV {
   static void flip_vertical(const unsigned char* src, int w, int h, unsigned char* dst, int c);
 
   /// Cuts columns x0 to x0 + w - 1 of rows y0 to y0 + h - 1 out of every plane of a planar image.
-  /// src: c planes of src_w * src_h floats. dst: c planes of w * h floats. Values are copied bit by bit.
-  /// The rectangle must lie inside the source; it is neither clipped nor filled.
-  /// c, w, h: if one is below 1 nothing is written. Errors: none.
+  /// src: c planes of src_w * src_h floats. dst: c planes of w * h floats (Tarn::cutPlanesExtents).
+  /// Values are copied bit by bit. The rectangle must lie inside the source; it is neither clipped nor
+  /// filled. c, w, h: if one is below 1 nothing is written. Errors: none.
   static void cut_sub_img_inchw_outchw(const float* src, int src_w, int src_h, float* dst, int w, int h,
                                        int x0, int y0, int c);
 
   /// Cuts columns x0 to x0 + w - 1 of rows y0 to y0 + h - 1 out of a packed image of c bytes per pixel.
-  /// src: src_w * src_h pixels. dst: w * h pixels. The rectangle must lie inside the source; it is
-  /// neither clipped nor filled. The offset of its first byte, (src_w * y0 + x0) * c, wraps to a signed
-  /// 32-bit integer: a rectangle that starts 2 GiB or more into the source is read from the wrong place.
-  /// c, w, h: if one is below 1 nothing is written. Errors: none.
+  /// src: src_w * src_h pixels. dst: w * h pixels (Tarn::cutPixelsExtents). The rectangle must lie
+  /// inside the source; it is neither clipped nor filled. The offset of its first byte, (src_w * y0 +
+  /// x0) * c, wraps to a signed 32-bit integer: a rectangle that starts 2 GiB or more into the source is
+  /// read from the wrong place. c, w, h: if one is below 1 nothing is written. Errors: none.
   static void cut_sub_img_inhwc_outhwc(const unsigned char* src, int src_w, int src_h,
                                        unsigned char* dst, int w, int h, int x0, int y0, int c);
 
   /// Resizes an image of interleaved byte pairs (the chroma plane of an NV12 or NV21 frame) with
   /// bilinear weights of 11 bits.
   ///
-  /// src: sw * sh pairs. dst: dw * dh pairs. sw, sh: at least 2, for which the rule below is made; a
-  /// 1-pair direction gives its one pair everywhere, and below 1 there is no source to read, so callers
-  /// must not pass that. dw, dh: if either is below 1 nothing is read or written.
+  /// src: sw * sh pairs. dst: dw * dh pairs (Tarn::resizeExtents, c = 2). sw, sh: at least 2, for which
+  /// the rule below is made; a 1-pair direction gives its one pair everywhere, and below 1 there is no
+  /// source to read, so callers must not pass that. dw, dh: if either is below 1 nothing is read or
+  /// written.
   ///
   /// Output column dx lies at p = float((dx + 0.5) * (sw / double(dw)) - 0.5) in the source; s is its
   /// floor and f = p - s (float) the share of column s + 1; s < 0 becomes column 0 alone, s >= sw - 1
@@ -150,9 +150,9 @@ class TN_KITS_API TN_CV {
   ///   frames with TN_ORIENT_ROTATE_90 or _ANTI_ROTATE_90 want a square whose side is a multiple of 4.
   ///   Other sizes keep what the turning kernels above give, in rows of `height` pixels, read as rows of
   ///   `width`; pixels that a quarter turn leaves out are 0.
-  /// work_a: width * height * 4 bytes. work_b: width * height * 3 bytes, for BGRA and RGBA
-  ///   width * height * 4. Scratch of any alignment, apart from each other and from the frame; what they
-  ///   hold after the call is not specified.
+  /// work_a, work_b: scratch of any alignment, apart from each other and from the frame:
+  ///   width * height * 4 bytes, and width * height * 3, for BGRA and RGBA * 4
+  ///   (Tarn::networkInputExtents). What they hold after the call is not specified.
   ///
   /// Orientation: first one turn, then one mirror, FLIP_V before FLIP_H. Of several turns
   ///   - YUV frames take ROTATE_90 before ANTI_ROTATE_90 before a half turn, packed ones ANTI_ROTATE_90
@@ -214,7 +214,8 @@ class TN_KITS_API TN_CV {
   /// Copies a planar tensor into the middle of a larger one.
   ///
   /// little: a CHW tensor of floats; the call drops its share on return. An empty one writes nothing.
-  /// dst: little.c planes of dst_width * dst_height floats, not overlapping `little`; the copy's first
+  /// dst: little.c planes of dst_width * dst_height floats, not overlapping `little`, of which
+  ///   Tarn::pasteExtents are written; the copy's first
   ///   column is (dst_width - little.w) / 2, its first row (dst_height - little.h) / 2, rounded down.
   ///   Floats around it are left as they were.
   /// dst_width, dst_height: not below little.w and little.h; nothing is clipped. Values are copied bit
@@ -227,7 +228,7 @@ class TN_KITS_API TN_CV {
 /// \name Packed colour to grey and to planes
 ///
 /// n is a count of pixels; a whole image is n = width * height. When n is below 1 nothing is touched.
-/// src and dst must not overlap; any alignment; no over-reach.
+/// src and dst must not overlap; any alignment; no over-reach (Tarn::grayExtents, Tarn::planesExtents).
 /// \{
 
 /// Grey of n pixels in double precision, added in this order and truncated:
@@ -286,9 +287,9 @@ TN_KITS_API void getRGB_CHW_from_RGB_HWC(const unsigned char* src, unsigned char
 /// Common to the four: tensors are taken by value and share their elements with the caller's. The
 /// destination comes allocated, and its planes are written whole; a size or channel count of it below 1
 /// writes nothing. Elements are floats, of any alignment. No matrix makes a warp read outside the
-/// source. A plane has fewer than 2^31 elements. Sizes are not checked. Threads: safe on separate
-/// destinations. Scratch memory: none, but see affine_sse_hwc. Errors: none in affine, affine_optimized,
-/// affine_sse.
+/// source (Tarn::warpExtents, Tarn::warpSameSizeExtents). A plane has fewer than 2^31 elements. Sizes
+/// are not checked. Threads: safe on separate destinations. Scratch memory: none, but see
+/// affine_sse_hwc. Errors: none in affine, affine_optimized, affine_sse.
 /// \{
 
 // The names are those that callers know.
