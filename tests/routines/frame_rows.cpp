@@ -99,7 +99,7 @@ Routine resample() {
   };
   routine.checked = [](const Numbers& n, const Views& v) {
     // The tables take 36 bytes an output pixel; who calls must bound that.
-    if (n[2] > 0 && n[3] > 0 && std::int64_t{n[2]} * n[3] > 1 << 20)
+    if (n[2] > 0 && n[3] > 0 && std::int64_t{n[2]} * n[3] > 1 << 16)
       Tarn::checked::rules::refuse("too large; here");
     checked::TarnYUVToolKit kit(n[0], n[1], n[4], n[1] / 2, n[2], n[3]);
     kit.setCvtMat(matrix());

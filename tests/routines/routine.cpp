@@ -120,8 +120,7 @@ std::uint64_t digestOf(const Routine& routine, const std::vector<std::vector<Byt
     for (std::size_t k = 0; k < buffers.size(); ++k) {
       const bool shared = buffers[k].use == Use::kRead;
       if (!shared) own[k] = sources[i][k];
-      const std::uint8_t* const first = shared ? sources[i][k].data() : own[k].data();
-      starts.push_back(const_cast<std::uint8_t*>(first) - buffers[k].extent.offset);
+      starts.push_back(startOf(buffers[k], shared ? sources[i][k].data() : own[k].data()));
     }
     routine.call(routine.cases[i], starts);
     for (std::size_t k = 0; k < buffers.size(); ++k)

@@ -113,6 +113,14 @@ std::string differenceOf(const Buffer& buffer, const std::uint8_t* actual, const
 std::uint64_t digestOf(const Routine& routine, const std::vector<std::vector<Bytes>>& sources);
 std::vector<std::vector<Bytes>> sourcesOf(const Routine& routine);
 
+// Where a buffer starts whose extent begins at `first`. Of one that nothing is touched of it is not
+// null, but behind memory.
+inline std::uint8_t* startOf(const Buffer& buffer, const std::uint8_t* first) {
+  static const std::uint8_t nothing = 0;
+  if (first == nullptr) first = &nothing + 1;
+  return const_cast<std::uint8_t*>(first) - buffer.extent.offset;
+}
+
 // Memory of exactly the extents. Block: made from a size and a fill, with data() and size().
 template <class Block>
 class Blocks {
@@ -126,7 +134,7 @@ class Blocks {
   Memory starts() {
     Memory starts;
     for (std::size_t k = 0; k < blocks_.size(); ++k)
-      starts.push_back(blocks_[k].data() - buffers_[k].extent.offset);
+      starts.push_back(startOf(buffers_[k], blocks_[k].data()));
     return starts;
   }
   // With as many bytes as the checked form asks for.
@@ -172,7 +180,7 @@ inline void put(std::uint8_t* at, const Bytes& bytes) { std::copy(bytes.begin(),
 // The elements of a new tensor, where there is room for them.
 inline void put(const View& to, const TarnCPU::Mat& tensor) {
   const std::size_t bytes = tensor.total() * sizeof(float);
-  if (bytes != 0 && bytes <= to.bytes) std::memcpy(to.data, tensor.data, bytes);
+  if (to.data != nullptr && bytes <= to.bytes && bytes != 0) std::memcpy(to.data, tensor.data, bytes);
 }
 
 }  // namespace tn_routines
