@@ -34,12 +34,11 @@ namespace Tarn {
 
 class KalmanFilter;
 class OneEuroFilter;
-// Exported here already: clang settles whether a specialisation is visible when a friend first names it,
-// and left members of one out of the shared library when this was said at its definition alone.
+struct OneEuroBoxSteps;
+// The export mark is needed here too: clang fixes the visibility of a specialisation where a friend
+// declaration first names it.
 template <class T>
-class TN_KITS_API TarnTrackedBoundingBox2D;
-template <class T>
-class TN_KITS_API TarnBoundingBoxesTracker;
+class TN_KITS_API TarnIdentifiedBoxesTracker;
 
 /// One box, as a detector gives it and as a tracker returns it.
 struct TarnBoundingBox2D {
@@ -194,11 +193,7 @@ class TN_KITS_API TarnOneEuroFilterBoxTracker2D : TarnBoxTracker2D {
   void predict(float* x, float* y, float* w, float* h) override;
 
  private:
-  friend class TarnTrackedBoundingBox2D<TarnOneEuroFilterBoxTracker2D>;
-  // track and predict with a clock reading that the caller made.
-  void trackAt(double seconds, float* x, float* y, float* w, float* h);
-  void predictAt(double seconds, float* x, float* y, float* w, float* h);
-
+  friend struct OneEuroBoxSteps;
   OneEuroFilter* filter;
 };
 
@@ -223,21 +218,7 @@ class TN_KITS_API TarnTrackedBoundingBox2D : public TarnBoundingBox2D {
 
   std::int32_t confidence;     ///< within plus and minus maxConfidence after the first update or miss
   std::shared_ptr<T> tracker;  ///< may be empty: then update and miss leave the box unfiltered
-
- private:
-  friend class TarnBoundingBoxesTracker<T>;
-  // What a frame does to the record, but for the filter's part.
-  void accept(const TarnBoundingBox2D& det);
-  void decline();
-  // update and miss in two steps, for records whose tracker is a T and nothing derived from it: the
-  // clock reading that the filter's next call takes (0 if it takes none), and the rest.
-  double readClock() const;
-  void updateAt(double seconds, const TarnBoundingBox2D& det);
-  void missAt(double seconds);
 };
-
-template <class T>
-class TN_KITS_API TarnIdentifiedBoxesTracker;
 
 /// Follows any number of boxes from frame to frame. T is the filter of each box.
 ///
@@ -310,7 +291,6 @@ class TN_KITS_API TarnIdentifiedBoxesTracker {
     std::shared_ptr<TarnTrackedBoundingBox2D<T>> record;
     std::int64_t id;
   };
-  void identify();
 
   TarnBoundingBoxesTracker<T> tracker_;
   std::vector<Identity> identities_;  // of tracker_'s tracks, in their order

@@ -1,8 +1,30 @@
+// Tracks with numbers.
 #include <utility>
 
 #include "tn_boxtracker.h"
 
 namespace Tarn {
+namespace {
+
+// Drops the identities of tracks that died, and gives new tracks the next ones.
+//
+// Both lists are in order of birth, and the tracker only removes and appends: the known records that
+// are left come first. Each identity has held its record until now, so that no new record can have the
+// address of a dead one.
+template <class Record, class Identity>
+void identify(const std::vector<std::shared_ptr<Record>>& tracks, std::vector<Identity>& identities,
+              std::int64_t& next_id) {
+  std::size_t kept = 0;
+  for (std::size_t known = 0; known < identities.size(); ++known)
+    if (kept < tracks.size() && identities[known].record == tracks[kept]) {
+      if (kept != known) identities[kept] = std::move(identities[known]);
+      ++kept;
+    }
+  identities.resize(kept);
+  for (std::size_t i = kept; i < tracks.size(); ++i) identities.push_back({tracks[i], next_id++});
+}
+
+}  // namespace
 
 template <class T>
 TarnIdentifiedBoxesTracker<T>::TarnIdentifiedBoxesTracker(const int& width, const int& height)
@@ -11,40 +33,24 @@ TarnIdentifiedBoxesTracker<T>::TarnIdentifiedBoxesTracker(const int& width, cons
 template <class T>
 TarnIdentifiedBoxesTracker<T>::TarnIdentifiedBoxesTracker(const TarnBoundingBoxesTracker<T>& tracker)
     : tracker_(tracker) {
-  identify();
+  identify(tracker_.tracks, identities_, next_id_);
 }
 
 template <class T>
 std::vector<TarnIdentifiedBox> TarnIdentifiedBoxesTracker<T>::track(
     const std::vector<TarnBoundingBox2D>& detections) {
-  // Room for every track that there may be, before the frame: after it nothing may fail.
+  // All memory is reserved before the frame: nothing may fail after it.
   const std::size_t most = tracker_.tracks.size() + detections.size();
   std::vector<TarnIdentifiedBox> identified;
   identified.reserve(most);
   identities_.reserve(most);
   const std::vector<TarnBoundingBox2D> boxes = tracker_.track(detections);
-  identify();
+  identify(tracker_.tracks, identities_, next_id_);
 
   auto box = boxes.begin();
   for (const Identity& identity : identities_)
     if (identity.record->isValid()) identified.push_back({*box++, identity.id});
   return identified;
-}
-
-template <class T>
-void TarnIdentifiedBoxesTracker<T>::identify() {
-  // Both lists are in order of birth, and the tracker only removes and appends: what is left of the
-  // known records comes first. These were held until now, so that no new record can have the address of
-  // one that died.
-  const auto& tracks = tracker_.tracks;
-  std::size_t kept = 0;
-  for (std::size_t known = 0; known < identities_.size(); ++known)
-    if (kept < tracks.size() && identities_[known].record == tracks[kept]) {
-      if (kept != known) identities_[kept] = std::move(identities_[known]);
-      ++kept;
-    }
-  identities_.resize(kept);
-  for (std::size_t i = kept; i < tracks.size(); ++i) identities_.push_back({tracks[i], next_id_++});
 }
 
 template class TarnIdentifiedBoxesTracker<TarnKalmanFilterBoxTracker2D>;

@@ -1,3 +1,6 @@
+// The One-Euro filter of one box.
+#include "tarnkit/src/tracking/tn_oneeuroboxtracker.h"
+
 #include "tarnkit/src/tracking/tn_boxcorners.h"
 #include "tarnkit/src/tracking/tn_oneeurofilter.h"
 #include "tarnkit/src/tracking/tn_trackerclock.h"
@@ -27,7 +30,7 @@ TarnOneEuroFilterBoxTracker2D::~TarnOneEuroFilterBoxTracker2D() {
 
 void TarnOneEuroFilterBoxTracker2D::init(const float& x, const float& y, const float& w,
                                          const float& h) {
-  // A filter of an earlier init is left alone: a copy of this tracker may share it.
+  // The filter of an earlier init is not released: a copy of this tracker may share it.
   filter = new OneEuroFilter(trackerParams->fps, trackerParams->minCutoff, trackerParams->beta,
                              trackerParams->dCutoff);
   // Only predictions made before the first measurement see this; hasInput stays false.
@@ -36,21 +39,21 @@ void TarnOneEuroFilterBoxTracker2D::init(const float& x, const float& y, const f
 }
 
 void TarnOneEuroFilterBoxTracker2D::track(float* x, float* y, float* w, float* h) {
-  trackAt(nowSeconds(), x, y, w, h);
+  OneEuroBoxSteps::track(*this, nowSeconds(), x, y, w, h);
 }
 
 void TarnOneEuroFilterBoxTracker2D::predict(float* x, float* y, float* w, float* h) {
-  predictAt(nowSeconds(), x, y, w, h);
+  OneEuroBoxSteps::predict(*this, nowSeconds(), x, y, w, h);
 }
 
-void TarnOneEuroFilterBoxTracker2D::trackAt(double seconds, float* x, float* y, float* w, float* h) {
-  const BoxCorners corners(*x, *y, *w, *h, width, height);
+void OneEuroBoxSteps::track(Tracker& tracker, double seconds, float* x, float* y, float* w, float* h) {
+  const BoxCorners corners(*x, *y, *w, *h, tracker.width, tracker.height);
   const Vector4d measured = Map<const Vector4f>(corners.at).cast<double>();
-  storeBox<double>(filter->step(measured, seconds), width, height, x, y, w, h);
+  storeBox<double>(tracker.filter->step(measured, seconds), tracker.width, tracker.height, x, y, w, h);
 }
 
-void TarnOneEuroFilterBoxTracker2D::predictAt(double seconds, float* x, float* y, float* w, float* h) {
-  storeBox<double>(filter->extrapolate(seconds), width, height, x, y, w, h);
+void OneEuroBoxSteps::predict(Tracker& tracker, double seconds, float* x, float* y, float* w, float* h) {
+  storeBox<double>(tracker.filter->extrapolate(seconds), tracker.width, tracker.height, x, y, w, h);
 }
 
 }  // namespace Tarn

@@ -1,19 +1,10 @@
-#include <algorithm>
-#include <type_traits>
+// One track of the multi-box tracker.
+#include "tarnkit/src/tracking/tn_trackedbox.h"
 
-#include "tarnkit/src/tracking/tn_trackerclock.h"
 #include "tarnkit/src/tracking/tn_trackerparams.h"
 #include "tn_boxtracker.h"
 
 namespace Tarn {
-
-namespace {
-
-// Whether the filter takes the time of each call.
-template <class T>
-constexpr bool kTakesTime = std::is_same_v<T, TarnOneEuroFilterBoxTracker2D>;
-
-}  // namespace
 
 template <class T>
 TarnTrackedBoundingBox2D<T>::TarnTrackedBoundingBox2D(const TarnBoundingBox2D& box, const int& width,
@@ -26,64 +17,14 @@ TarnTrackedBoundingBox2D<T>::TarnTrackedBoundingBox2D(const TarnBoundingBox2D& b
 
 template <class T>
 void TarnTrackedBoundingBox2D<T>::update(const TarnBoundingBox2D& det) {
-  accept(det);
+  takeDetection(*this, det);
   if (tracker) tracker->track(&x, &y, &w, &h);
 }
 
 template <class T>
 void TarnTrackedBoundingBox2D<T>::miss() {
-  decline();
+  loseConfidence(*this);
   if (tracker) tracker->predict(&x, &y, &w, &h);
-}
-
-template <class T>
-void TarnTrackedBoundingBox2D<T>::accept(const TarnBoundingBox2D& det) {
-  if (det.label == label) {
-    // Compared before the step up, which must not overflow at the largest maxConfidence.
-    const std::int32_t most = trackerParams->maxConfidence;
-    confidence = confidence < most ? confidence + 1 : most;
-    score = det.score;
-  } else {
-    confidence = std::max(confidence - 1, -trackerParams->maxConfidence);
-  }
-  x = det.x;
-  y = det.y;
-  w = det.w;
-  h = det.h;
-}
-
-template <class T>
-void TarnTrackedBoundingBox2D<T>::decline() {
-  confidence = std::max(confidence - 1, -trackerParams->maxConfidence);
-}
-
-template <class T>
-double TarnTrackedBoundingBox2D<T>::readClock() const {
-  if constexpr (kTakesTime<T>)
-    return nowSeconds();
-  else
-    return 0.0;
-}
-
-template <class T>
-void TarnTrackedBoundingBox2D<T>::updateAt([[maybe_unused]] double seconds,
-                                           const TarnBoundingBox2D& det) {
-  if constexpr (kTakesTime<T>) {
-    accept(det);
-    tracker->trackAt(seconds, &x, &y, &w, &h);
-  } else {
-    update(det);
-  }
-}
-
-template <class T>
-void TarnTrackedBoundingBox2D<T>::missAt([[maybe_unused]] double seconds) {
-  if constexpr (kTakesTime<T>) {
-    decline();
-    tracker->predictAt(seconds, &x, &y, &w, &h);
-  } else {
-    miss();
-  }
 }
 
 template <class T>
