@@ -9,8 +9,9 @@
 # release preset is.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-# The baselines name sources from here on, wherever the copy of the project lies.
-root=$(pwd -P | sed 's/[][\.*^$|]/\\&/g')
+# The baselines name sources relative to this folder. Debug information has absolute paths, or paths
+# relative to the build when a compiler cache rewrites them.
+root=$(pwd -P | sed 's/[][\.*^$#]/\\&/g')
 mode=${1:---update}
 build=${2:-build/release}
 
@@ -23,7 +24,7 @@ libraries=(
 dump() { # LIBRARY HEADERS
   abidw --suppr packaging/abi/foreign_types.abignore --headers-dir "$2" --drop-private-types \
     --exported-interfaces-only --no-corpus-path --no-comp-dir-path --no-show-locs --type-id-style hash \
-    "$1" | sed "s|^\( *<abi-instr .*path='\)$root/|\1|"
+    "$1" | sed "s#^\( *<abi-instr .*path='\)\($root/\|\(\.\./\)*\)#\1#"
 }
 
 case $mode in
