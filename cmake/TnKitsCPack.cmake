@@ -34,15 +34,14 @@ else()
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 
   # The package of the shared objects carries their SONAME's number.
-  set(runtime "libtn-kits${PROJECT_VERSION_MAJOR}")
+  set(runtime "libtn-kits${TN_KITS_ABI_VERSION}")
   set(version "${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}")
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME "${runtime}")
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
-  # Before 1.0.0 a new minor version may change the interface under the same SONAME, so programs depend on
-  # the very version that they were built with.
+  # Under one SONAME later versions serve programs that were built with earlier ones.
   set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
-  set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY "=")
+  set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
   set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "The shared libraries tn_kits, tn_cnn and tn_core.")
 
   set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libtn-kits-dev)

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds the Debian packages of this machine's release into build/package: libtn-kits0, libtn-kits-dev, tarnkit.
+# Builds the Debian packages of this machine's release into build/package: libtn-kits0.2, libtn-kits-dev,
+# tarnkit. The first one carries the number of the libraries' SONAME.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh build package

@@ -57,8 +57,9 @@ for built in cmake make; do
 done
 
 step "removal"
-files=$(inside 'dpkg -L libtn-kits0 libtn-kits-dev tarnkit' | grep -E 'tn_|tarnkit|tn-kits')
-quietly 'apt-get purge -y libtn-kits0 libtn-kits-dev tarnkit'
+names=$(for package in "${packages[@]}"; do dpkg-deb --field "$package" Package; done | tr '\n' ' ')
+files=$(inside "dpkg -L $names" | grep -E 'tn_|tarnkit|tn-kits')
+quietly "apt-get purge -y $names"
 left=$(for file in $files; do if [ -e "$root$file" ] || [ -L "$root$file" ]; then echo "$file"; fi; done)
 left+=$(inside 'ldconfig -p' | grep -E 'libtn_(kits|cnn|core)' || true)
 [ -z "$left" ] || { printf 'left behind:\n%s\n' "$left" >&2; exit 1; }

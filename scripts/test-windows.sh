@@ -33,7 +33,7 @@ step "archive"
 (cd "$build" && rm -f tn_kits-*.zip && cpack -G ZIP >cpack.log) || { cat "$build/cpack.log" >&2; exit 1; }
 archive=$(ls "$build"/tn_kits-*.zip)
 cmake -E tar tf "$archive" >"$build/archive.txt"
-for part in bin/tn_{core,cnn,kits}.dll lib/libtn_{core,cnn,kits}.dll.a bin/tarnkit.exe include/tn_kits/tn_cv.h; do
+for part in bin/tn_{core,cnn,kits}-[0-9.]*.dll lib/libtn_{core,cnn,kits}.dll.a bin/tarnkit.exe include/tn_kits/tn_cv.h; do
   grep -q "/$part$" "$build/archive.txt" || { echo "scripts/test-windows.sh: $archive lacks $part" >&2; exit 1; }
 done
 echo "$archive"
