@@ -16,7 +16,7 @@ esac
 preset=${TN_FAULTS_BUILD:-release}
 attacks=("$@")
 if [ ${#attacks[@]} -eq 0 ]; then
-  attacks=(kills full_disk truncation shared_places)
+  attacks=(kills full_disk truncation)
   [ "$preset" = asan ] || attacks+=(memory libraries)
 fi
 for attack in "${attacks[@]}"; do

@@ -1,13 +1,16 @@
 #!/usr/bin/env python3
-"""Reads built ELF files and says which of the promised protections one lacks, and which of its imports open
-connections or make temporary files in folders that users share. Exit status 1 when there is anything to say.
+"""Installs a build and says which of the promised protections an ELF file lacks, which of its imports open
+connections or make temporary files, and which command of the tool makes files in its user's home or in a
+folder for temporary files. Exit status 1 when there is anything to say.
 
-usage: hardening_test.py [--optimized] [--install CMAKE BUILD] FILE...
+usage: hardening_test.py [--optimized] [--commands TOOL SOURCE] CMAKE BUILD FILE...
   --optimized  library calls must have been replaced by their checked forms
-  --install    installs the build into an empty prefix first; FILEs are relative to it
+  --commands   runs the installed TOOL over samples and data of the source tree SOURCE
+  FILE, TOOL   relative to the prefix
 """
 import argparse
 import os
+import pathlib
 import re
 import subprocess
 import sys
@@ -18,7 +21,9 @@ FORBIDDEN = re.compile(
     r"|getaddrinfo|getnameinfo|gethostby\w+|res_\w+"
     r"|tmpnam(_r)?|tempnam|mktemp|mk(o)?stemps?(64)?|mkdtemp|tmpfile(64)?"
     r"|_ZNSt10filesystem19temp_directory_path\w*)$")
-# Some compilers check a stack by this function, some by that.
+# At the beginning of a text.
+SHARED_FOLDERS = re.compile(rb"\0/(tmp|var/tmp|dev/shm)[/\0]")
+# The compiler chooses one of the two.
 STACK_CHECKS = {"__stack_chk_fail", "__stack_chk_fail_local"}
 
 
@@ -58,21 +63,59 @@ def faults(path, optimized):
         yield "its library calls are not checked: no _chk"
     for name in sorted(filter(FORBIDDEN.match, imports)):
         yield f"it imports {name}"
+    if SHARED_FOLDERS.search(path.read_bytes()):
+        yield "it names a folder that users share"
+
+
+def places(tool, source, folder):
+    """Sentences about commands of the tool, each run with a home and folders for temporary files of its own.
+    Making an entry in a folder sets the folder's time, also when the entry is gone again."""
+    model, picture = source / "tests/data/small.onnx", source / "docs/images/demo.jpg"
+    commands = [
+        ["sample", "walk.mp4", "--detections", "walk.txt", "--frames", "20", "--frame", "160x120"],
+        ["sample", "figures.mp4", "--detections", "truth.txt", "--frames", "3", "--scene", "figures"],
+        ["track", "walk.txt", "--frame", "160x120", "-o", "tracks.txt"],
+        ["score", "tracks.txt", "walk.txt"],
+        ["run", "walk.mp4", "--detector", "hog", "--tracks", "tracks.txt", "-o", "out.mp4", "--contact-sheet",
+         "sheet.png", "--trajectories", "paths.png", "--tensors", "tensors", "--size", "64x64"],
+        ["run", "figures.mp4", "--detector", "onnx", "--tracks", "tracks.txt"],
+        ["tensor", "walk.mp4", "--size", "64x64", "-o", "tensor.npy"],
+        ["convert", picture, "grey.png", "--to", "gray", "--rotate", "90"],
+        ["prepare", "sheet.png", "--size", "64x64", "-o", "prepared.npy"],
+        ["warp", "sheet.png", "warped.png", "--matrix", "1,0,0,0,1,0"],
+        ["layers", model, "--runs", "1"],
+        ["export-config", model, "-o", "config.txt"],
+    ]
+    homes = {name: folder / name for name in
+             ("TMPDIR", "HOME", "XDG_CACHE_HOME", "XDG_RUNTIME_DIR", "XDG_CONFIG_HOME")}
+    for home in homes.values():
+        home.mkdir()
+        os.utime(home, (0, 0))
+    for command in commands:
+        subprocess.run([tool, *command], cwd=folder, check=True, stdout=subprocess.DEVNULL,
+                       env={**os.environ, **{name: str(home) for name, home in homes.items()}})
+        for name, home in homes.items():
+            if home.stat().st_mtime:
+                yield f"{command[0]} makes a file in {name}"
+                os.utime(home, (0, 0))
 
 
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--optimized", action="store_true")
-    parser.add_argument("--install", nargs=2, metavar=("CMAKE", "BUILD"))
+    parser.add_argument("--commands", nargs=2, metavar=("TOOL", "SOURCE"), type=pathlib.Path)
+    parser.add_argument("cmake")
+    parser.add_argument("build")
     parser.add_argument("files", nargs="+")
     arguments = parser.parse_args()
-    with tempfile.TemporaryDirectory() as prefix:
-        if arguments.install:
-            cmake, build = arguments.install
-            output(cmake, "--install", build, "--prefix", prefix)
-            arguments.files = [os.path.join(prefix, name) for name in arguments.files]
-        said = [f"{os.path.basename(path)}: {sentence}"
-                for path in arguments.files for sentence in faults(path, arguments.optimized)]
+    with tempfile.TemporaryDirectory() as name:
+        folder = pathlib.Path(name)
+        output(arguments.cmake, "--install", arguments.build, "--strip", "--prefix", folder / "prefix")
+        said = [f"{os.path.basename(file)}: {sentence}" for file in arguments.files
+                for sentence in faults(folder / "prefix" / file, arguments.optimized)]
+        if arguments.commands:
+            tool, source = arguments.commands
+            said += places(folder / "prefix" / tool, source, folder)
     print("\n".join(said) or f"{len(arguments.files)} files have every protection")
     return 1 if said else 0
 
