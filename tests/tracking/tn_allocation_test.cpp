@@ -1,3 +1,4 @@
+// What tracks allocate in a steady state: nothing for themselves.
 #include <gtest/gtest.h>
 
 #include <limits>

@@ -1,3 +1,4 @@
+// The overlap of two boxes, and the vector form that matches a whole frame.
 #include "tarnkit/src/tracking/tn_overlap.h"
 
 #include <gtest/gtest.h>

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -20,14 +19,6 @@ inline bool sameBoxes(const Boxes& a, const Boxes& b) {
   bool same = a.size() == b.size();
   for (std::size_t i = 0; same && i < a.size(); ++i) same = sameBox(a[i], b[i]);
   return same;
-}
-
-inline std::string listed(const Boxes& boxes) {
-  std::ostringstream out;
-  for (const auto& b : boxes)
-    out << "\n  " << b.x << ' ' << b.y << ' ' << b.w << ' ' << b.h << " score " << b.score << " label "
-        << b.label;
-  return out.str();
 }
 
 // One box through a filter; what `predict` finds in its arguments must not matter.

@@ -1,5 +1,7 @@
+// Identities and copies: what outlives a frame. Linked as a caller links the library.
 #include <gtest/gtest.h>
 
+#include <new>
 #include <random>
 
 #include "tests/tracking/tracking_test_support.h"
@@ -78,6 +80,65 @@ TEST(IdentifiedBoxes, CountFromTheTracksOfATracker) {
   Identified copy = first;
   EXPECT_EQ(idsOf(first.track({cell(50), cell(60)})), (Ids{4, 5}));
   EXPECT_EQ(idsOf(copy.track({cell(50), cell(70), cell(71)})), (Ids{4, 5, 6}));
+}
+
+template <class T>
+class BothFilters : public testing::Test {};
+TYPED_TEST_SUITE(BothFilters, tn_test::Filters, tn_test::FilterNames);
+
+// A copy is the same filter under another name, until one of the two is initialised again.
+TYPED_TEST(BothFilters, CopiesOfABoxTrackerShareItsFilter) {
+  const RestoreTracking restore;
+  ManualClock::install();
+  // Copies that are never destroyed: every destructor would release the filter that they share.
+  alignas(TypeParam) static unsigned char memory[2][sizeof(TypeParam)];
+  TypeParam tracker(640, 480), alone(640, 480), again(640, 480);
+  tracker.init(0.1f, 0.1f, 0.2f, 0.2f);
+  alone.init(0.1f, 0.1f, 0.2f, 0.2f);
+  auto* const copy = new (memory[0]) TypeParam(tracker);
+  auto* const assigned = new (memory[1]) TypeParam(1, 1);
+  *assigned = tracker;
+  TypeParam* const names[] = {&tracker, copy, assigned};
+  for (int i = 0; i < 20; ++i) {
+    ManualClock::seconds = 0.04 * i;
+    const PlainBox box = {0.1f + 0.01f * static_cast<float>(i), 0.1f, 0.2f, 0.2f};
+    ASSERT_TRUE(sameBits(tracked(*names[i % 3], box).x, tracked(alone, box).x)) << i;
+  }
+  tracker.init(0.5f, 0.5f, 0.2f, 0.2f);
+  again.init(0.5f, 0.5f, 0.2f, 0.2f);
+  EXPECT_TRUE(sameBits(predicted(tracker).x, predicted(again).x));
+  for (TypeParam* const earlier : {copy, assigned})
+    EXPECT_TRUE(sameBits(predicted(*earlier).x, predicted(alone).x)) << "it lives on";
+}
+
+TYPED_TEST(BothFilters, CopiesShareTracksButNotLists) {
+  const RestoreTracking restore;
+  ManualClock::install();
+  const Boxes start = {{0.25f, 0.25f, 0.25f, 0.25f, 0.1f, 0}},
+              more = {start[0], {0, 0, 0.125f, 0.125f, 0, 0}};
+  TarnBoundingBoxesTracker<TypeParam> tracker(512, 512);
+  tracker.track(start);
+  TarnBoundingBoxesTracker<TypeParam> copy(tracker), assigned(1, 1);
+  EXPECT_EQ(&(assigned = tracker), &assigned);
+  Boxes brighter = more;
+  brighter[0].score = 0.9f;
+  EXPECT_EQ(copy.track(brighter).size(), 2u);  // a birth in the copy's list only
+  EXPECT_EQ(assigned.track({}).size(), 0u);    // ends the shared track in this list
+  EXPECT_EQ(tracker.track({}).size(), 0u);
+  // There it is still held, but two misses down: one match does not save it.
+  const Boxes last = copy.track(brighter);
+  ASSERT_EQ(last.size(), 1u);
+  EXPECT_EQ(last[0].w, more[1].w);
+}
+
+TYPED_TEST(BothFilters, ARecordWithoutFilterTakesBoxesAsTheyAre) {
+  TarnTrackedBoundingBox2D<TypeParam> record(cell(0), 640, 640);
+  record.tracker.reset();
+  record.update({0.125f, 0.25f, 0.5f, 0.5f, 0.75f, 0});
+  EXPECT_TRUE(record.isValid());
+  record.miss();
+  EXPECT_FALSE(record.isAlive());
+  EXPECT_TRUE(sameBox(record, {0.125f, 0.25f, 0.5f, 0.5f, 0.75f, 0}));
 }
 
 }  // namespace
