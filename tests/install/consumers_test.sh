@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
-# Builds the library as other projects build it, and programs on top of it, and runs them.
-# usage: consumers_test.sh add_subdirectory|static|external CMAKE SOURCE_DIR CXX
+# Builds the examples on top of the library in one of the ways that other projects take, and runs them.
+# usage: consumers_test.sh KIND CMAKE BUILD_DIR SOURCE_DIR CXX
+#   installed         BUILD_DIR installed and moved, by find_package and by pkg-config
+#   static            installed static libraries, the same
+#   external          the library on top of a platform that is installed elsewhere
 #   add_subdirectory  the library's sources inside the program's tree
-#   static            installed static libraries, by find_package and by pkg-config
-#   external          installed on top of a platform that is installed elsewhere
 set -euo pipefail
-kind=$1 cmake=$2 source=$3 cxx=$4
-here=$source/tests/install/consumers
+kind=$1 cmake=$2 tested=$3 source=$4 cxx=$5
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+prefix=$work/prefix
 
 # What is tested is how things are found and linked: one instruction set without optimisation compiles
 # several times as fast.
@@ -17,14 +18,12 @@ configure() { # SOURCE BUILD OPTIONS...
   shift 2
   "$cmake" -G Ninja -S "$from" -B "$to" -D CMAKE_BUILD_TYPE=Debug -D CMAKE_CXX_COMPILER="$cxx" \
     -D CMAKE_CXX_FLAGS="-O0 -g0 -DHWY_COMPILE_ONLY_STATIC" "$@" >"$work/log" || { cat "$work/log"; exit 1; }
+  "$cmake" --build "$to" >"$work/log" || { cat "$work/log"; exit 1; }
 }
-build() { "$cmake" --build "$1" >"$work/log" || { cat "$work/log"; exit 1; }; }
-library() { # BUILD PREFIX OPTIONS...
-  local to=$1 prefix=$2
-  shift 2
-  configure "$source" "$to" -D TN_KITS_BUILD_TESTS=OFF -D TN_KITS_BUILD_APPS=OFF "$@"
-  build "$to"
-  "$cmake" --install "$to" --prefix "$prefix" >/dev/null
+install() { "$cmake" --install "$1" --prefix "$2" >/dev/null; } # BUILD PREFIX
+library() { # OPTIONS...
+  configure "$source" "$work/library" -D TN_KITS_BUILD_TESTS=OFF -D TN_KITS_BUILD_APPS=OFF "$@"
+  install "$work/library" "$prefix"
 }
 run_examples() { # DIRECTORY
   "$1/frame_to_tensor" | tee "$work/printed.txt"
@@ -32,48 +31,50 @@ run_examples() { # DIRECTORY
   "$1/track_boxes" >"$work/printed.txt"
   [ "$(grep -c '^frame 5: box [12], class' "$work/printed.txt")" = 2 ]
 }
+by_cmake() { # PREFIXES
+  configure "$source/examples" "$work/program" -D CMAKE_PREFIX_PATH="$1"
+  run_examples "$work/program"
+}
+by_pkg_config() {
+  mkdir "$work/make"
+  make -s -C "$source/examples" CXX="$cxx" CXXFLAGS=-O0 OUT="$work/make" \
+    PKG_CONFIG_PATH="$(dirname "$(find "$prefix" -name tn_kits.pc)")"
+  run_examples "$work/make"
+}
+none_of() { # WHAT FIND_ARGUMENTS...
+  if find "${@:2}" | grep .; then
+    echo "the files above $1" >&2
+    exit 1
+  fi
+}
 
 case $kind in
-  add_subdirectory)
-    configure "$here/add_subdirectory" "$work/program" -D TN_KITS_SOURCE="$source" -D TN_CNN_ENGINE=none
-    build "$work/program"
-    run_examples "$work/program"
-    # Of the outer project nothing but its own programs must have been asked for.
-    if [ -e "$work/program/tn_kits/apps" ] || [ -e "$work/program/tn_kits/tests" ]; then
-      echo "tests or tool were configured inside another project" >&2
-      exit 1
-    fi
+  installed)
+    install "$tested" "$work/first"
+    mv "$work/first" "$prefix"
+    by_cmake "$prefix"
+    by_pkg_config
+    none_of "are no public headers" "$prefix/include" -type f ! -path '*/tn_kits/tn_*.h' \
+      ! -path '*/tn_kits/tool_*.h'
     ;;
   static)
-    library "$work/library" "$work/prefix" -D BUILD_SHARED_LIBS=OFF
-    if find "$work/prefix" -name '*.so*' | grep .; then
-      echo "the files above are no static libraries" >&2
-      exit 1
-    fi
-    configure "$source/examples" "$work/program" -D CMAKE_PREFIX_PATH="$work/prefix"
-    build "$work/program"
-    run_examples "$work/program"
-    mkdir "$work/make"
-    make -s -C "$source/examples" CXX="$cxx" CXXFLAGS=-O0 OUT="$work/make" \
-      PKG_CONFIG_PATH="$(dirname "$(find "$work/prefix" -name tn_kits.pc)")"
-    run_examples "$work/make"
+    library -D BUILD_SHARED_LIBS=OFF
+    none_of "are no static libraries" "$prefix" -name '*.so*'
+    by_cmake "$prefix"
+    by_pkg_config
     ;;
   external)
-    configure "$here/stub_platform" "$work/stub" -D TN_PLATFORM_HEADERS="$source/platform"
-    build "$work/stub"
-    "$cmake" --install "$work/stub" --prefix "$work/platform" >/dev/null
-    library "$work/library" "$work/prefix" -D TN_KITS_PLATFORM=external -D CMAKE_PREFIX_PATH="$work/platform"
-    if find "$work/prefix" -name '*tn_core*' -o -name '*tn_cnn*' | grep .; then
-      echo "the files above belong to the platform, which is installed elsewhere" >&2
-      exit 1
-    fi
-    configure "$source/examples" "$work/program" -D CMAKE_PREFIX_PATH="$work/prefix;$work/platform"
-    build "$work/program"
+    for part in tn_core tn_cnn; do install "$tested/platform/$part" "$work/platform"; done
+    library -D TN_KITS_PLATFORM=external -D CMAKE_PREFIX_PATH="$work/platform"
+    none_of "belong to the platform, which is installed elsewhere" "$prefix" -name '*tn_core*' \
+      -o -name '*tn_cnn*'
+    by_cmake "$prefix;$work/platform"
+    ;;
+  add_subdirectory)
+    configure "$source/tests/install/add_subdirectory" "$work/program" -D TN_KITS_SOURCE="$source" \
+      -D TN_CNN_ENGINE=none
     run_examples "$work/program"
-    configure "$here/platform_in_use" "$work/who" -D CMAKE_PREFIX_PATH="$work/prefix;$work/platform"
-    build "$work/who"
-    "$work/who/platform_in_use" 2>&1 | tee "$work/printed.txt"
-    grep -qx 'stub platform, consumer: 2 x 3 x 4 floats' "$work/printed.txt"
+    none_of "were configured inside another project" "$work/program/tn_kits" -maxdepth 1 -name apps -o -name tests
     ;;
   *)
     echo "consumers_test.sh: no such consumer: '$kind'" >&2
