@@ -28,9 +28,9 @@ void follow(const char* what) {
 int main() {
   follow("as it comes");
 
-  // Up to three frames of credit, all of it to be used up before a track is given up.
+  // A track that was seen often coasts through two frames; a third one without a detection ends it.
   Tarn::TarnBoundingBoxesTrackerParams params = Tarn::getTrackerParams();
   params.maxConfidence = 3;
   Tarn::setTrackerParams(params);
-  follow("with credit");
+  follow("with more confidence");
 }

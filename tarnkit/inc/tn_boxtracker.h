@@ -11,8 +11,8 @@
 /// Unrelated trackers may run on different threads: all that they share are the parameters and the
 /// clock. No routine starts a thread or takes a lock.
 ///
-/// Errors: the one error of trackers is std::bad_alloc. Unless a call says otherwise, it has changed
-/// nothing then, and can be repeated.
+/// Errors: the only error of trackers is std::bad_alloc. Unless a call says otherwise, a call that
+/// throws has changed nothing and can be repeated.
 #ifndef TN_BOXTRACKER_H_
 #define TN_BOXTRACKER_H_
 
@@ -55,10 +55,12 @@ static_assert(offsetof(TarnBoundingBox2D, x) == 0 && offsetof(TarnBoundingBox2D,
                   sizeof(TarnBoundingBox2D) == 24,
               "the layout of TarnBoundingBox2D is part of the binary interface");
 
-/// The parameters of all trackers of the process. With the defaults a track lives exactly as long as
-/// every frame has a detection of its label for it: its first miss, or its first match with another
-/// label, ends it. A larger maxConfidence and a lower lostThreshold let tracks coast through frames
-/// without a detection.
+/// The parameters of all trackers of the process.
+///
+/// With the defaults a track lives exactly as long as every frame has a detection of its label for it:
+/// its first miss, or its first match with another label, ends it. Larger values of maxConfidence let
+/// tracks coast: one that has reached it is still reported in its first maxConfidence - validThreshold
+/// frames without a detection, and is dropped in frame number maxConfidence - lostThreshold of them.
 struct TarnBoundingBoxesTrackerParams {
   /// Track and detection can match only when they overlap by strictly more than this; 0 to 1.
   float iouThreshold = 0.2f;
@@ -96,17 +98,17 @@ TN_KITS_API TarnBoundingBoxesTrackerParams getTrackerParams();
 /// lostThreshold is not below validThreshold; nothing is changed then. A negative beta is allowed, and
 /// so is a lostThreshold below minus maxConfidence (tracks then never die).
 /// Threads: to be called while no tracker runs and nothing else reads the parameters in any thread; it
-/// takes no lock. What orders it before the trackers' next calls (starting their threads, a mutex) is
-/// the caller's part.
+/// takes no lock. The caller orders it before the trackers' next calls: it starts their threads
+/// afterwards, or uses a mutex.
 TN_KITS_API void setTrackerParams(const TarnBoundingBoxesTrackerParams& params);
 
-/// A source of seconds for the One-Euro filters. Its origin does not matter; it should not run back.
+/// A clock in seconds for the One-Euro filters. Its origin does not matter; it should not run back.
 using TrackerClock = double (*)();
 
 /// Installs the clock of all One-Euro filters of the process, for offline files and for tests; null
 /// brings the platform's monotonic clock back. Each track and each predict of a per-box tracker reads
-/// the clock exactly once, init never; a frame of a multi-box tracker reads it once for each track that
-/// it already has, oldest first. The time -1.0 means "no time": it leaves the rate as it is.
+/// the clock exactly once, init never. A frame of a multi-box tracker reads it once for each track that
+/// existed before the frame, oldest first. The time -1.0 means "no time": it leaves the rate as it is.
 /// Threads: may be called at any time; the clock must itself be callable from every tracking thread.
 /// It must not throw: a frame whose clock does is left half done.
 TN_KITS_API void setTrackerClock(TrackerClock clock);
@@ -124,8 +126,7 @@ class TN_KITS_API TarnBoxTracker2D {
   /// One frame with a measurement: the pointees hold the measured box on entry and the filtered box on
   /// return. The four must be apart from each other.
   virtual void track(float* x, float* y, float* w, float* h) = 0;
-  /// One frame without a measurement: the pointees receive the predicted box; what they hold on entry is
-  /// not read.
+  /// One frame without a measurement: the pointees receive the predicted box. They are not read.
   virtual void predict(float* x, float* y, float* w, float* h) = 0;
 
  protected:
@@ -136,19 +137,19 @@ class TN_KITS_API TarnBoxTracker2D {
 /// Smooths and extrapolates one box with a Kalman filter (tn_kalmanfilter.h) whose state is the corners
 /// (x1, y1, x2, y2) in pixels, their velocities and their accelerations, in single precision:
 ///   position += velocity dt + acceleration dt^2 / 2,  velocity += acceleration dt,  dt = 1 / fps,
-/// with processNoise and measurementNoise times the identity as noise and a certain start (zero error
-/// covariance) at rest. The parameters are read in init.
+/// with processNoise and measurementNoise times the identity as noise covariances. It starts at rest
+/// with zero error covariance. The parameters are read in init.
 ///
 /// predict feeds its prediction back as a measurement: the motion goes on unchanged, but the error
 /// covariance shrinks as after a real measurement.
 ///
-/// The box returned has w and h as differences of the edges' fractions of the frame.
+/// The edges are divided by the frame's size first; w and h are differences of the quotients.
 ///
-/// Copies share the filter and every destructor releases it: of a tracker and its copies at most one may
-/// be destroyed, and none used afterwards. Assignment and a second init do not release the filter held
-/// before (a copy may still use it). Before init only destruction is allowed.
-/// Errors: std::bad_alloc from init; the other operations allocate nothing and check nothing. NaNs and
-/// infinities go through.
+/// Copies share the filter, and every destructor releases it: at most one of a tracker and its copies
+/// may be destroyed, and none may be used afterwards. Assignment and a second init do not release the
+/// filter held before, because a copy may still use it. Before init only destruction is allowed. Errors:
+/// std::bad_alloc from init; the other operations allocate nothing and check nothing. NaNs and
+/// infinities pass through.
 class TN_KITS_API TarnKalmanFilterBoxTracker2D : TarnBoxTracker2D {
  public:
   /// width, height: the frame in pixels.
@@ -170,9 +171,9 @@ class TN_KITS_API TarnKalmanFilterBoxTracker2D : TarnBoxTracker2D {
 /// precision: exponential smoothing whose cut-off frequency is minCutoff + beta |speed|, the speed being
 /// smoothed itself with dCutoff. The factor for a cut-off f at r samples per second is
 ///   alpha = 1 / (r / (2 pi f) + 1),
-/// and r is one over the time since the last call of either kind (setTrackerClock), at first fps. Equal
-/// times keep the rate; a time that runs back gives a negative one, used as it is. (The filter is that
-/// of Casiez, Roussel and Vogel, "1 Euro Filter", CHI 2012.)
+/// and r is one over the time since the last track or predict (setTrackerClock), at first fps. Equal
+/// times keep the rate. A clock that runs back gives a negative rate, which is used as it is. (The
+/// filter is that of Casiez, Roussel and Vogel, "1 Euro Filter", CHI 2012.)
 ///
 /// The first track returns the box measured, whatever init was given. predict returns the last filtered
 /// box moved by its smoothed speed times the time since the last call; it changes nothing but that
@@ -222,9 +223,8 @@ class TN_KITS_API TarnTrackedBoundingBox2D : public TarnBoundingBox2D {
 
 /// Follows any number of boxes from frame to frame. T is the filter of each box.
 ///
-/// Copies are shallow: they hold the same tracks, so that a frame run on one changes boxes and
-/// confidences of the tracks that both hold. Births and deaths change only the list of the object
-/// called.
+/// Copies are shallow: they hold the same tracks. A frame run on one changes boxes and confidences of
+/// the tracks that both hold; births and deaths change only the list of the object called.
 template <class T>
 class TN_KITS_API TarnBoundingBoxesTracker {
  public:
@@ -238,12 +238,12 @@ class TN_KITS_API TarnBoundingBoxesTracker {
 
   /// Runs one frame and returns the boxes of the confirmed tracks, oldest track first.
   ///
-  /// Every track asks for the detection that its last box overlaps most (the first of equals), if by
-  /// more than iouThreshold; a detection goes to the track that overlaps it most of those that ask for
-  /// it (the oldest of equals). A track that is refused misses this frame, even if it overlaps another
-  /// detection. Labels do not count in the matching: a detection of another label moves the track and
-  /// costs it confidence. Detections that no track got start tracks, in their order, and tracks without
-  /// confidence are dropped, those of this frame included.
+  /// Every track chooses the detection that its last box overlaps most (the first of equals), if by more
+  /// than iouThreshold. A detection goes to the track that overlaps it most among those that chose it
+  /// (the oldest of equals); the others miss this frame, even if they overlap another detection. Labels
+  /// do not count in the matching: a detection of another label moves the track and costs it
+  /// confidence. Detections without a track start new ones, in their order. Tracks with a confidence of
+  /// lostThreshold or less are dropped, new ones included.
   ///
   /// Overlap is intersection over union, but 1 when along both axes one box's extent lies within the
   /// other's. Overlaps that are not a number never match.
@@ -266,24 +266,23 @@ struct TarnIdentifiedBox : TarnBoundingBox2D {
 static_assert(sizeof(TarnIdentifiedBox) == 32,
               "the layout of TarnIdentifiedBox is part of the binary interface");
 
-/// A multi-box tracker that also says which box is whose: the same boxes in the same order, each with an
-/// identity that stays with its track for life.
+/// A multi-box tracker that numbers its tracks: the same boxes in the same order, each with the identity
+/// of its track, which never changes.
 ///
-/// Identities count 1, 2, 3 ... in order of birth, for each object of this class by itself, and are
-/// never used twice. Every track takes one at its birth, so they show gaps where a track was never
-/// reported again. A copy goes on counting from where its source stood, on its own, over tracks that
-/// both share. An assignment that throws std::bad_alloc may leave the target with the source's tracks
-/// under new identities.
+/// Each object of this class counts identities 1, 2, 3 ... in order of birth and never uses one twice.
+/// Every track takes one at its birth, also one that is never reported. A copy shares the tracks and
+/// goes on counting by itself. An assignment that throws std::bad_alloc may leave the target with the
+/// source's tracks under new identities.
 template <class T>
 class TN_KITS_API TarnIdentifiedBoxesTracker {
  public:
   /// width, height: the frame in pixels.
   TarnIdentifiedBoxesTracker(const int& width, const int& height);
-  /// Goes on with a copy of `tracker` (shallow, as all copies of it); the tracks that it holds are 1 to
-  /// n, oldest first.
+  /// Goes on with a shallow copy of `tracker`. The tracks that it holds get the identities 1 to n,
+  /// oldest first.
   explicit TarnIdentifiedBoxesTracker(const TarnBoundingBoxesTracker<T>& tracker);
-  /// Runs one frame: TarnBoundingBoxesTracker<T>::track with identities. Errors: as there; no identity
-  /// is used up.
+  /// Runs one frame: TarnBoundingBoxesTracker<T>::track with identities. Errors: as there, and no
+  /// identity is used up.
   std::vector<TarnIdentifiedBox> track(const std::vector<TarnBoundingBox2D>& detections);
 
  private:
@@ -298,7 +297,7 @@ class TN_KITS_API TarnIdentifiedBoxesTracker {
 };
 
 #if !defined(TN_KITS_BUILDING)
-// The library holds these, for the two filters that it has; other arguments do not link.
+// The library has these for its two filters; other arguments do not link.
 extern template class TarnTrackedBoundingBox2D<TarnKalmanFilterBoxTracker2D>;
 extern template class TarnTrackedBoundingBox2D<TarnOneEuroFilterBoxTracker2D>;
 extern template class TarnBoundingBoxesTracker<TarnKalmanFilterBoxTracker2D>;

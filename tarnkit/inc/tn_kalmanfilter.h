@@ -31,11 +31,11 @@ namespace Tarn {
 ///
 /// Sizes are checked by Eigen's own assertions, which are active in every build of the library: a member
 /// or a measurement of the wrong size ends the program there. Numbers are not checked: a singular
-/// innovation covariance gives infinities and NaNs, and they go on into gain, state and covariance.
+/// innovation covariance gives infinities and NaNs, which reach gain, state and covariance.
 ///
-/// Filters of DP = 12 and MP = 4 take a fast way, which sums over the inner index of a product in
-/// ascending order, and allocates nothing but correct's copy of its argument. Filters of other sizes are
-/// computed as Eigen orders its sums, with temporaries on the heap. Nothing is fused in either.
+/// Filters of DP = 12 and MP = 4 take a fast path: products sum over the inner index in ascending order,
+/// and nothing is allocated but correct's copy of its argument. With other sizes Eigen orders the sums
+/// and takes temporaries from the heap. Neither uses fused multiply-add.
 ///
 /// Copies are deep. Threads: a filter is used by one thread at a time; filters share nothing.
 class TN_KITS_API KalmanFilter {
@@ -50,8 +50,8 @@ class TN_KITS_API KalmanFilter {
 
   /// Time update: predictedState = F x and predictedErrorCov = (F P) F^T + Q, for x and P the corrected
   /// pair. The prediction becomes the corrected pair too, so that a second predict goes on from it.
-  /// `control` plays no part. Returns predictedState. Errors: std::bad_alloc, with the corrected pair as
-  /// it was, so that the call can be repeated.
+  /// `control` is not used. Returns predictedState. Errors: std::bad_alloc; the corrected pair is as it
+  /// was, and the call can be repeated.
   const Eigen::MatrixXf& predict();
 
   /// Measurement update with an MP x 1 measurement z. With P = predictedErrorCov and H = measurement:
@@ -60,8 +60,9 @@ class TN_KITS_API KalmanFilter {
   ///   innovation = z - H predictedState
   ///   correctedState = predictedState + gain innovation
   ///   correctedErrorCov = P - gain scratchHP
-  /// The inverse is formed, by LU decomposition with partial pivoting. The gain is right for symmetric
-  /// covariances; with others it is what the formulas say. Returns correctedState. Errors: as predict.
+  /// The inverse is computed by LU decomposition with partial pivoting. The gain is optimal for
+  /// symmetric covariances only; with others it is what the formulas say. Returns correctedState.
+  /// Errors: as predict.
   const Eigen::MatrixXf& correct(Eigen::MatrixXf measurementVector);
 
   Eigen::MatrixXf predictedState;       ///< DP x 1, zero: state before the measurement

@@ -7,8 +7,8 @@
 
 namespace Tarn {
 
-// Left, top, right and bottom in pixels, in single precision. The far edge is summed as a fraction and
-// then scaled: another order rounds differently.
+// Left, top, right and bottom in pixels, in single precision. The right and bottom edges are summed as
+// fractions and then scaled: another order rounds differently.
 struct BoxCorners {
   BoxCorners(float x, float y, float w, float h, std::int32_t width, std::int32_t height)
       : at{x * static_cast<float>(width), y * static_cast<float>(height),
@@ -18,8 +18,7 @@ struct BoxCorners {
 };
 
 // The box whose corners in pixels are corners[0] to corners[3], computed in Real and rounded to float at
-// the end. The size is the difference of the two edges' fractions, not the fraction of their
-// difference: so a box whose corners coincide has size 0 exactly and the edges keep their own rounding.
+// the end. The edges are divided first and subtracted then: another order rounds differently.
 template <class Real, class Corners>
 void storeBox(const Corners& corners, std::int32_t width, std::int32_t height, float* x, float* y,
               float* w, float* h) {

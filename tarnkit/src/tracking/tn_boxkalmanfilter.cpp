@@ -1,3 +1,4 @@
+// The Kalman filter of one box, computed for one coordinate instead of four.
 #include "tarnkit/src/tracking/tn_boxkalmanfilter.h"
 
 namespace Tarn {
@@ -10,10 +11,10 @@ constexpr int kCorners = BoxKalmanFilter::kCorners;
 constexpr int kOrders = BoxKalmanFilter::kOrders;
 constexpr int kStates = BoxKalmanFilter::kStates;
 
-// The numbers on the diagonals of a matrix' blocks.
+// One number for each diagonal 4 x 4 block of a 12 x 12 matrix.
 using Orders = float[kOrders][kOrders];
 
-// Writes the blocks' diagonals; the rest of the matrix is zero and stays so.
+// Writes the diagonals of the blocks. The rest of the matrix is zero and stays so.
 void writeBlocks(MatrixXf& matrix, const Orders& value) {
   float* column = matrix.data();
   for (int b = 0; b < kOrders; ++b)
@@ -21,7 +22,7 @@ void writeBlocks(MatrixXf& matrix, const Orders& value) {
       for (int a = 0; a < kOrders; ++a) column[a * kCorners + i] = value[a][b];
 }
 
-// The same for a matrix of one row of blocks, and for one of one column of blocks.
+// The same for a matrix that is one row of blocks, and for one that is one column of blocks.
 void writeBlockRow(MatrixXf& matrix, const float* value) {
   float* column = matrix.data();
   for (int b = 0; b < kOrders; ++b)
@@ -34,9 +35,11 @@ void writeBlockColumn(MatrixXf& matrix, const float* value) {
     for (int a = 0; a < kOrders; ++a) column[a * kCorners + i] = value[a];
 }
 
-// transition times one column of values, or times the values of one coordinate. No value here is ever
-// -0 but for first corners, where the sum makes +0 of it: so a sum need not begin at +0 as a product's
-// does.
+// transition times one column of a matrix, or times the state of one coordinate.
+//
+// The full-size product starts its sums at +0, which turns a first term of -0 into +0; these sums start
+// at the first term. That is the same: only a corner at the start can be -0, and the terms added to it
+// are +0, which gives +0 too.
 template <class Value>
 void applyTransition(float dt, float half_dt_squared, const Value* in, Value* out) {
   out[0] = in[0] + dt * in[1] + half_dt_squared * in[2];
@@ -68,7 +71,7 @@ const float* BoxKalmanFilter::step(const float* measured) {
   return correctedState.data();
 }
 
-// Returns false, and changes nothing, when a value is not finite.
+// Returns false and changes nothing when a value is not finite.
 bool BoxKalmanFilter::stepByCoordinate(const float* measured) {
   const float dt = transition.data()[kCorners * kStates];
   const float half_dt_squared = transition.data()[2 * kCorners * kStates];
@@ -92,18 +95,18 @@ bool BoxKalmanFilter::stepByCoordinate(const float* measured) {
     x[a] = Eigen::Map<const Array4f>(correctedState.data() + a * kCorners);
   applyTransition(dt, half_dt_squared, x, x_predicted);
 
-  // Correction. The innovation covariance is a multiple of the identity, and so is its inverse.
+  // Correction. The innovation covariance is s times the identity.
   const float* const hp = predicted[0];
   const float s = hp[0] + measurement_noise;
   const float s_inverse = 1.0f / s;
   float gains[kOrders];
-  // Adding +0 as a sum does: the product may underflow to -0.
+  // The full-size sum starts at +0, which matters here: the product may underflow to -0.
   for (int a = 0; a < kOrders; ++a) gains[a] = 0.0f + s_inverse * hp[a];
   const Array4f z = measured != nullptr ? Array4f(Eigen::Map<const Array4f>(measured)) : x_predicted[0];
   const Array4f difference = z - x_predicted[0];
   Orders corrected;
-  // A value that is not finite makes one of these so too, except an s that overflows: then the gain is
-  // zero, here as in the full-size steps.
+  // Finite values times 0 add up to 0, others to NaN. An s that overflows is not noticed and need not
+  // be: the gain is then zero, here and in the full-size steps.
   float zero_if_finite = 0.0f;
   Array4f zeros_if_finite = Array4f::Zero();
   for (int a = 0; a < kOrders; ++a) {

@@ -6,23 +6,24 @@
 
 namespace Tarn {
 
-// KalmanFilter::correct for filters of 12 states and 4 measured values, and of these sizes in every
-// member that it uses; without a copy of the measurement, and so without the heap.
+// KalmanFilter::correct for filters of 12 states and 4 measured values whose members all have their
+// original sizes. Takes no copy of the measurement and so allocates nothing.
 void correctBySize(KalmanFilter& filter, const float* measured);
 
 // State: the corners x1, y1, x2, y2, then their velocities, then their accelerations. Measured are the
 // corners.
 //
-// In this model nothing links one coordinate with another: every 12 x 12 matrix has nine 4 x 4 blocks
-// that are diagonal, and as all coordinates start alike, the diagonals are constant. A frame is
-// therefore computed once for 3 states, on numbers, and written out to the matrices, with the roundings
-// of the full-size products. Each of those sums the same terms in the same order among products with
-// zero, which are zeros and change no sum, as long as all values are finite. A frame with a value that
-// is not goes through the full-size steps, which spread it as they must; it stays in the state or in the
-// covariance for good, and sends all later frames the same way.
+// The four coordinates do not influence each other and have the same noise. So every 12 x 12 matrix
+// consists of nine diagonal 4 x 4 blocks, each a number times the identity. A frame is therefore
+// computed with 3 x 3 numbers, which are then written to the matrices.
 //
-// The matrices are the base's and hold after every frame what its predict and correct would have left.
-// They are to be read only.
+// The results have the bits of the full-size products: those sum the same terms in the same order, and
+// the other terms are products with zero, which change no sum as long as all values are finite. A frame
+// with a value that is not finite takes the full-size steps, since infinity times zero is NaN and
+// spreads. It stays in the state or in the covariance, so all later frames take them too.
+//
+// After every frame the base's matrices hold what its predict and correct would have left. Callers must
+// not write to them.
 class BoxKalmanFilter : public KalmanFilter {
  public:
   static constexpr int kCorners = 4;

@@ -1,3 +1,4 @@
+// The base of the per-box trackers.
 #include "tn_boxtracker.h"
 
 namespace Tarn {

@@ -1,3 +1,4 @@
+// The Kalman tracker of one box.
 #include "tarnkit/src/tracking/tn_boxcorners.h"
 #include "tarnkit/src/tracking/tn_boxkalmanfilter.h"
 #include "tarnkit/src/tracking/tn_trackerparams.h"
@@ -6,7 +7,7 @@
 namespace Tarn {
 namespace {
 
-// init is the only one that sets a tracker's filter, so it is always of this class.
+// Only init creates a tracker's filter, so it always is of this class.
 BoxKalmanFilter* own(KalmanFilter* filter) { return static_cast<BoxKalmanFilter*>(filter); }
 
 }  // namespace
@@ -27,7 +28,7 @@ TarnKalmanFilterBoxTracker2D::~TarnKalmanFilterBoxTracker2D() {
 }
 
 void TarnKalmanFilterBoxTracker2D::init(const float& x, const float& y, const float& w, const float& h) {
-  // A filter of an earlier init is left alone: a copy of this tracker may share it.
+  // The filter of an earlier init is not released: a copy of this tracker may share it.
   filter = new BoxKalmanFilter(BoxCorners(x, y, w, h, width, height).at, trackerParams->fps,
                                trackerParams->processNoise, trackerParams->measurementNoise);
 }
@@ -38,8 +39,8 @@ void TarnKalmanFilterBoxTracker2D::track(float* x, float* y, float* w, float* h)
 }
 
 void TarnKalmanFilterBoxTracker2D::predict(float* x, float* y, float* w, float* h) {
-  // The prediction is fed back as a measurement: the motion stays as it is (the innovation is zero), but
-  // the error covariance shrinks, as if the box had been seen there.
+  // Null feeds the prediction back as a measurement. The innovation is zero, so the motion goes on
+  // unchanged, but the error covariance shrinks as if the box had been seen there.
   storeBox<float>(own(filter)->step(nullptr), width, height, x, y, w, h);
 }
 

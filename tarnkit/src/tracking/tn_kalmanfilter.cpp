@@ -1,3 +1,4 @@
+// The Kalman filter: a fast path for the sizes of the box tracker, and Eigen's products for all others.
 #include "tn_kalmanfilter.h"
 
 #include <utility>
@@ -12,7 +13,7 @@ using Eigen::MatrixXf;
 
 namespace {
 
-// The size that the box tracker uses, for which the steps have a way without temporaries on the heap.
+// The sizes of the box tracker's filter, which the fast path is for.
 constexpr int kStates = 12;
 constexpr int kMeasured = 4;
 
@@ -36,8 +37,8 @@ ConstFixed<Rows, Cols> constFixed(const MatrixXf& matrix) {
   return ConstFixed<Rows, Cols>(matrix.data());
 }
 
-// Column j of a * b, summed from zero in ascending order of the inner index. For matrices as small as
-// these it is several times faster than Eigen's product, which packs blocks for large ones.
+// Column j of a * b, summed from zero in ascending order of the inner index. For small matrices this is
+// several times faster than Eigen's product, which packs its operands into blocks.
 template <class A, class B>
 Eigen::Matrix<float, A::RowsAtCompileTime, 1> productColumn(const A& a, const B& b, Index j) {
   using Column = Eigen::Matrix<float, A::RowsAtCompileTime, 1>;
@@ -83,7 +84,8 @@ KalmanFilter::KalmanFilter(int DP, int MP, int CP) {
 }
 
 void KalmanFilter::init(int DP, int MP, int CP) {
-  // Not member by member: a matrix whose new size cannot be had is left with memory that it gave back.
+  // Not member by member: Eigen leaves a matrix that could not be resized with a pointer to freed
+  // memory.
   KalmanFilter fresh(DP, MP, CP);
   if (CP <= 0) fresh.control = std::move(control);
   *this = std::move(fresh);
@@ -91,7 +93,7 @@ void KalmanFilter::init(int DP, int MP, int CP) {
 
 const MatrixXf& KalmanFilter::predict() {
   constexpr int N = kStates;
-  // The owner may have resized any member: a wrong size has to reach Eigen's own assertions.
+  // The owner may have resized any member. Wrong sizes go to Eigen's products, which have assertions.
   if (hasSize<N, 1>(predictedState) && hasSize<N, 1>(correctedState) && hasSize<N, N>(transition) &&
       hasSize<N, N>(processNoiseCov) && hasSize<N, N>(predictedErrorCov) &&
       hasSize<N, N>(correctedErrorCov) && hasSize<N, N>(scratchFP)) {
@@ -123,7 +125,7 @@ void correctBySize(KalmanFilter& filter, const float* measured) {
   setToProduct(fixed<M, N>(filter.scratchHP), H, P);
   setToProductPlus(fixed<M, M>(filter.innovationCov), HP, H.transpose(),
                    constFixed<M, M>(filter.measurementNoiseCov));
-  // Not inverse(): for 4 x 4 that expands by cofactors, which rounds differently and calls other
+  // Not inverse(): for fixed 4 x 4 matrices that uses cofactors, which round differently and find other
   // matrices singular.
   const Eigen::Matrix4f inverse = constFixed<M, M>(filter.innovationCov).partialPivLu().inverse();
   setToProduct(fixed<M, N>(filter.gainTransposed), inverse, HP);
@@ -151,7 +153,7 @@ const MatrixXf& KalmanFilter::correct(MatrixXf measurementVector) {
   gain = gainTransposed.transpose();
   innovation = measurementVector - measurement * predictedState;
   const MatrixXf state = predictedState + gain * innovation;
-  // Together, so that without memory for one the other stays too.
+  // The state is assigned last: if memory runs out before, the corrected pair is as it was.
   correctedErrorCov = predictedErrorCov - gain * scratchHP;
   correctedState = state;
   return correctedState;

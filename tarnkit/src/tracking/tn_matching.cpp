@@ -1,3 +1,4 @@
+// Mutual best overlap of tracks and detections, without a table of all pairs.
 #include "tarnkit/src/tracking/tn_matching.h"
 
 #include <algorithm>

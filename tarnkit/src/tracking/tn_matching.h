@@ -15,18 +15,19 @@ namespace Tarn {
 // overlaps most, the first of equals, by strictly more than the threshold; of the tracks that chose a
 // detection, it goes to the one that overlaps it most, the first of equals.
 //
-// That is what remains of a table of all overlaps in which every row, and then every column, keeps only
-// its first maximum above the threshold. As long as the threshold is not negative the cleared entries
-// play no part in the columns, so one running maximum a track and one a detection do, and the table,
-// which grows with the product of the counts, need not exist.
+// This equals a table of all overlaps in which first every row and then every column keeps only its
+// first maximum above the threshold and has its other entries cleared to zero. With a threshold that is
+// not negative, cleared entries cannot be maxima of columns. So one running maximum for each track and
+// one for each detection are enough, and the table, as large as the product of the counts, is not
+// needed.
 class Matching {
  public:
   static constexpr std::int32_t kNone = -1;
 
-  // Counts up to the largest int32.
+  // Both counts: at most the largest int32.
   Matching(std::size_t track_count, std::size_t detection_count);
 
-  // Every track's current box is to be set before match.
+  // The current box of every track must be set before match.
   void setTrack(std::size_t track, const TarnBoundingBox2D& box);
   void match(const std::vector<TarnBoundingBox2D>& detections, float threshold);
 

@@ -1,4 +1,4 @@
-// The One-Euro filter of one box.
+// The One-Euro tracker of one box.
 #include "tarnkit/src/tracking/tn_oneeuroboxtracker.h"
 
 #include "tarnkit/src/tracking/tn_boxcorners.h"
@@ -33,7 +33,7 @@ void TarnOneEuroFilterBoxTracker2D::init(const float& x, const float& y, const f
   // The filter of an earlier init is not released: a copy of this tracker may share it.
   filter = new OneEuroFilter(trackerParams->fps, trackerParams->minCutoff, trackerParams->beta,
                              trackerParams->dCutoff);
-  // Only predictions made before the first measurement see this; hasInput stays false.
+  // For predictions before the first measurement. hasInput stays false: the measurement ignores this.
   const BoxCorners corners(x, y, w, h, width, height);
   filter->valueFilter.lastOutput = Map<const Vector4f>(corners.at).cast<double>();
 }

@@ -1,3 +1,4 @@
+// The One-Euro filter for dynamic vectors; its steps are in the header.
 #include "tarnkit/src/tracking/tn_oneeurofilter.h"
 
 namespace Tarn {

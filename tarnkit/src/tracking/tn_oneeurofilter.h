@@ -9,9 +9,8 @@ namespace Tarn {
 
 // Exponential smoothing of four values at once.
 //
-// Here and in OneEuroFilter the operations on VectorXd take and return four elements (another size
-// meets the linear-algebra library's own assertion); those on Vector4d are the same operations without
-// the heap.
+// Here and in OneEuroFilter the operations on VectorXd take and return four elements (Eigen's assertions
+// end the program with other sizes); those on Vector4d are the same without the heap.
 class LowPassFilter {
  public:
   // The first value passes through; later ones give last + (value - last) * alpha, in that form.
@@ -31,9 +30,8 @@ class OneEuroFilter {
   Eigen::VectorXd filter(Eigen::VectorXd value, double timestamp);
   Eigen::Vector4d step(const Eigen::Vector4d& value, double timestamp);
 
-  // The last smoothed value moved on by one period of the current rate. Both low-pass filters stay as
-  // they are, so repeated predictions do not add up: each reaches as far as the time since the call
-  // before it, of either kind.
+  // The last smoothed value moved by its speed times the time since the last filter or predict. Both
+  // low-pass filters stay as they are, so repeated predictions do not add up.
   Eigen::VectorXd predict(double timestamp);
   Eigen::Vector4d extrapolate(double timestamp);
 
@@ -55,12 +53,12 @@ class OneEuroFilter {
  private:
   void updateRate(double timestamp);
 
-  // 1 / (2 pi dCutoff), which all coordinates share: the derivatives' part of a step is then one
-  // division instead of eight. derivativeCutoffs stays as it was constructed.
+  // 1 / (2 pi dCutoff), the same for all coordinates: it saves seven divisions a step. Writing to
+  // derivativeCutoffs therefore has no effect.
   double derivative_tau_;
 };
 
-// Defined here to be compiled into the box tracker: a step is a few dozen operations.
+// Defined here to be inlined into the box tracker: a step is a few dozen operations.
 
 inline Eigen::Vector4d LowPassFilter::smooth(const Eigen::Vector4d& value,
                                              const Eigen::Vector4d& alpha) {

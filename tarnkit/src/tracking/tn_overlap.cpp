@@ -1,3 +1,4 @@
+// The overlap of two boxes, as it is defined.
 #include "tarnkit/src/tracking/tn_overlap.h"
 
 #include <algorithm>
@@ -6,15 +7,14 @@
 namespace Tarn {
 namespace {
 
-// Box a beside box b along one axis.
+// Boxes a and b along one axis.
 struct AxisOverlap {
   float shared;  // length of the common extent; negative when they are apart
-  float offset;  // positive when both ends of a lie to the same side of those of b, that is when neither
-                 // extent lies within the other
+  float offset;  // positive when neither extent lies within the other
 };
 
-// The difference of the far edges is not formed from the edges themselves: its roundings decide whether
-// edges that coincide on paper count as nested.
+// The order of these sums is part of the definition: rounding decides whether boxes with a common edge
+// count as nested.
 AxisOverlap compareFromEdge(float a, float a_size, float b, float b_size) {
   const float shared = std::min(a + a_size, b + b_size) - std::max(a, b);
   return {shared, ((a + a_size - b) - b_size) * (a - b)};

@@ -7,16 +7,16 @@ namespace Tarn {
 // Overlap of boxes a and b, each four consecutive floats x, y, w, h. `format` says what they mean:
 //   "ltwh"    x, y are the left and top edges
 //   "cxcywh"  x, y are the centre
-// Any other string gives 0 and the boxes are not looked at.
+// Any other string gives 0, and the boxes are not read.
 //
 // Intersection over union, except that 1 is returned when along both axes one box's extent lies within
 // the other's (edges may coincide): a detection that shrinks or grows around a track still matches it,
-// whatever the ratio of the sizes. A box may be wider than the other and lower than it at once.
+// whatever the ratio of the sizes. That includes a box that is wider than the other and lower.
 //
-// The arithmetic is single precision in a fixed order and nothing is guarded: empty boxes that are
-// apart give 0 / 0, and when neither axis can be compared because of NaNs the result is 1.
+// The arithmetic is single precision in a fixed order, and nothing is checked: empty boxes that are
+// apart give 0 / 0, and boxes that cannot be compared along either axis because of NaNs give 1.
 //
-// This is the definition. The multi-box tracker computes the same values for many pairs at once, see
+// This is the definition. The multi-box tracker computes the same values for many pairs at once with
 // tn_overlap_cpu_x86.h.
 float computeIoU(const float* a, const float* b, const char* format);
 

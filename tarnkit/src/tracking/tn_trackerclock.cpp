@@ -1,3 +1,4 @@
+// The clock of the One-Euro filters.
 #include "tarnkit/src/tracking/tn_trackerclock.h"
 
 #include <atomic>

@@ -1,3 +1,4 @@
+// The parameters of all trackers, and the setter that checks them.
 #include "tarnkit/src/tracking/tn_trackerparams.h"
 
 #include <cmath>
@@ -33,7 +34,7 @@ void setTrackerParams(const TarnBoundingBoxesTrackerParams& params) {
   };
   for (const auto& field : floats) require(std::isfinite(field.value), field.name, "must be finite");
 
-  // The matching relies on a threshold that is not negative: see TarnBoundingBoxesTracker::track.
+  // The matching relies on a threshold that is not negative: see Matching.
   require(params.iouThreshold >= 0.0f && params.iouThreshold <= 1.0f, "iouThreshold",
           "must lie between 0 and 1");
   require(params.fps > 0.0f, "fps", "must be above 0");

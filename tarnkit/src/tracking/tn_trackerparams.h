@@ -8,8 +8,8 @@
 
 namespace Tarn {
 
-// Created with the defaults when the library is loaded, released when it is unloaded. Every reader goes
-// through the pointer each time and caches nothing, so that setTrackerParams reaches all of them.
+// Created with the defaults when the library is loaded, released when it is unloaded. Readers keep no
+// copy, so that setTrackerParams reaches all of them.
 extern std::shared_ptr<TarnBoundingBoxesTrackerParams> trackerParams;
 
 }  // namespace Tarn
