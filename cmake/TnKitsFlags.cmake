@@ -8,7 +8,7 @@ set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
-# An installed tree finds its own libraries wherever it is moved to.
+# An installed tree finds its own libraries after it was moved.
 file(RELATIVE_PATH TN_KITS_BIN_TO_LIB "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
 set(CMAKE_INSTALL_RPATH "$ORIGIN;$ORIGIN/${TN_KITS_BIN_TO_LIB}")
 if(TN_KITS_PLATFORM STREQUAL "external")

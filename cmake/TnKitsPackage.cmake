@@ -1,4 +1,4 @@
-# Installation: headers flat in include/tn_kits, one CMake package and one pkg-config file a library, in the
+# Installation: all headers in include/tn_kits, and a CMake package and a pkg-config file for each library, in the
 # components runtime, development and tools.
 
 include(CMakePackageConfigHelpers)
@@ -7,8 +7,8 @@ set(TN_KITS_INCLUDE_DIR "${CMAKE_INSTALL_INCLUDEDIR}/tn_kits")
 # tn_kits_install(LIB HEADERS <dir> [DEPENDS <CMake packages>] [FIND_MODULES <modules>]
 #                 [PC_REQUIRES <pkg-config packages>] [PC_LIBS <linker arguments>])
 # Installs library LIB with the headers of a folder as CMake package LIB (target LIB::LIB) and as
-# pkg-config package LIB. Each of DEPENDS is what find_package takes, in one string; modules by which it
-# finds them are installed beside the package.
+# pkg-config package LIB. Each of DEPENDS is one string with the arguments of find_package. FIND_MODULES are
+# installed beside the package.
 function(tn_kits_install lib)
   cmake_parse_arguments(arg "" "HEADERS" "DEPENDS;FIND_MODULES;PC_REQUIRES;PC_LIBS" ${ARGN})
   set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/${lib}")
@@ -40,7 +40,7 @@ function(tn_kits_install lib)
                 "${PROJECT_BINARY_DIR}/${lib}ConfigVersion.cmake"
     DESTINATION ${package_dir} COMPONENT development)
 
-  # The .pc file finds its prefix from its own place, so an installed tree can be moved.
+  # The .pc file gives its prefix relative to its own folder, so an installed tree can be moved.
   file(RELATIVE_PATH TN_PC_PREFIX "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
   string(REGEX REPLACE "/$" "" TN_PC_PREFIX "${TN_PC_PREFIX}")
   list(JOIN arg_PC_REQUIRES ", " TN_PC_REQUIRES)

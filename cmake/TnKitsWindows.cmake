@@ -1,4 +1,4 @@
-# What Windows wants otherwise: names without "lib", and the run-time libraries beside the programs.
+# What is different on Windows: library names without "lib", and the run-time libraries beside the programs.
 
 if(WIN32)
   set(CMAKE_SHARED_LIBRARY_PREFIX "")

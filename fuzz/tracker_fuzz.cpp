@@ -1,5 +1,5 @@
-// Sequences of frames through the multi-box trackers, beside the tracker written out with its whole
-// table of overlaps: any boxes, any parameters that the setter takes, any clock.
+// Sequences of frames through the multi-box trackers, compared with the tracker that has the full table
+// of overlaps: any boxes, any parameters that the setter takes, any clock.
 #include <memory>
 #include <stdexcept>
 
@@ -36,7 +36,7 @@ void setParams(FuzzInput& input) {
 Boxes frameOf(FuzzInput& input, const Boxes& before) {
   Boxes boxes;
   for (int i = input.between(0, 6); i > 0; --i) {
-    // Mostly near a box that is there already, or else anywhere.
+    // Mostly near a box of the frame before, else anywhere.
     Tarn::TarnBoundingBox2D box = {0, 0, 0, 0, static_cast<float>(input.byte()), input.between(0, 2)};
     if (!before.empty() && input.byte() % 4 != 0) {
       const Tarn::TarnBoundingBox2D& near = before[input.byte() % before.size()];
@@ -61,7 +61,7 @@ void follow(FuzzInput& input) {
   Boxes detections;
   for (int frames = 0; frames < 24 && !input.empty(); ++frames) {
     if (input.byte() % 8 == 0) setParams(input);
-    // A copy that takes over, the first one gone.
+    // A copy replaces its source.
     if (input.byte() % 8 == 0) tracker = std::make_unique<Tarn::TarnBoundingBoxesTracker<T>>(*tracker);
     seconds += input.byte() % 4 == 0 ? static_cast<double>(input.real()) : 0.04;
     detections = frameOf(input, detections);
@@ -71,7 +71,7 @@ void follow(FuzzInput& input) {
     std::int64_t last = 0;
     for (std::size_t i = 0; i < expected.size(); ++i) {
       FUZZ_CHECK(sameBox(got[i], expected[i]) && sameBox(numbered[i], expected[i]));
-      // Oldest first, so identities rise.
+      // Boxes come oldest first, so identities rise.
       FUZZ_CHECK(numbered[i].id > last);
       last = numbered[i].id;
     }

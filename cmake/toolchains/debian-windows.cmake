@@ -47,8 +47,8 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
-# Debian has these packages for its own systems alone. They are headers or come with their sources; the
-# folder debian-windows holds what stands in for them.
+# Debian has these packages for Linux only. They are header-only or come with their sources; the folder
+# debian-windows has CMake packages for them.
 set(Eigen3_DIR /usr/share/eigen3/cmake CACHE PATH "Eigen: headers in a folder of their own")
 foreach(package hwy CLI11 GTest)
   set(${package}_DIR "${CMAKE_CURRENT_LIST_DIR}/debian-windows" CACHE PATH "Stand-in for package ${package}")

@@ -1,5 +1,4 @@
-// The multi-box tracker written out with its full table of overlaps: what the tracker's running maxima
-// have to reproduce.
+// The multi-box tracker with its full table of overlaps, which the library's tracker does without.
 #ifndef TN_KITS_TESTS_REFERENCE_LITERAL_BOXES_TRACKER_H_
 #define TN_KITS_TESTS_REFERENCE_LITERAL_BOXES_TRACKER_H_
 
@@ -24,7 +23,7 @@ class LiteralBoxesTracker {
       for (std::size_t j = 0; j < columns; ++j)
         table[i][j] = Tarn::computeIoU(&tracks_[i]->x, &detections[j].x, "ltwh");
 
-    // One line of the table keeps its first maximum above the threshold; the rest becomes -0.
+    // A row or column of the table keeps its first maximum above the threshold; the rest becomes -0.
     const auto keep_first_maximum = [&](std::size_t count, auto&& entry) {
       float best = threshold;
       std::size_t best_at = count;

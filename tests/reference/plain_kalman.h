@@ -24,8 +24,7 @@ struct PlainKalman {
     state = (F * state).eval();
     covariance = (F * covariance * F.transpose() + Q).eval();
   }
-  // gain = (S^-1 H P)^T, so gain^T solves S gain^T = H P; it matters for covariances that are not
-  // symmetric.
+  // gain = (S^-1 H P)^T, also for covariances that are not symmetric: gain^T solves S gain^T = H P.
   void correct(const Eigen::MatrixXd& z) {
     const Eigen::MatrixXd S = H * covariance * H.transpose() + R;
     const Eigen::MatrixXd gain = S.fullPivLu().solve(H * covariance).transpose();

@@ -18,7 +18,7 @@ template <class T>
 class Allocation : public testing::Test {};
 TYPED_TEST_SUITE(Allocation, tn_test::Filters, tn_test::FilterNames);
 
-// Nor once a value is not a number.
+// Not even after a NaN.
 TYPED_TEST(Allocation, NoneInTheStepsOfATrack) {
   const std::size_t before_birth = allocationCount();
   TarnTrackedBoundingBox2D<TypeParam> record({0.1f, 0.1f, 0.2f, 0.2f, 0.5f, 0}, 640, 480);

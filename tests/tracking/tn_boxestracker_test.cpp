@@ -84,8 +84,8 @@ TEST(BoxesTracker, MatchesByItsRules) {
   }
 }
 
-// A track's life as a string: h a detection of its label, l one of another, . none. Expected is, frame
-// by frame, whether it is reported.
+// A track's frames as a string: h for a detection of its label, l for one of another label, . for none.
+// Expected is for each frame whether the track is reported.
 TEST(BoxesTracker, ConfidenceDecidesWhatIsReportedAndWhatLives) {
   const RestoreTracking restore;
   struct Case {
@@ -131,8 +131,8 @@ class BothFilters : public testing::Test {};
 TYPED_TEST_SUITE(BothFilters, tn_test::Filters, tn_test::FilterNames);
 
 // Crowded scenes on a coarse grid with repeats, nested boxes, several labels and a few NaNs, on every
-// instruction set, against the tracker with the full table. Every reading of the clock is another, which
-// shows in whose filter it ends.
+// instruction set, against the tracker with the full table. Every reading of the clock gives another
+// time, so that a filter with the reading of another track gives another box.
 TYPED_TEST(BothFilters, EqualTheLiteralTrackerOnRandomScenes) {
   const RestoreTracking restore;
   ForEachTarget([] {

@@ -25,8 +25,7 @@ bool sameMatrix(const MatrixXf& a, const MatrixXf& b) {
   return same;
 }
 
-// The members and what init sets them to: rows and columns by the name of the dimension, 1 for one
-// column.
+// The members and what init sets them to. Rows and columns are the first letter of a dimension, or 1.
 using KF = KalmanFilter;
 struct Member {
   MatrixXf KF::*matrix;

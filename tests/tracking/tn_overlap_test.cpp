@@ -69,8 +69,8 @@ std::vector<Guarded> arrays(const Boxes& boxes, std::size_t size,
   return result;
 }
 
-// Scenes on a coarse grid, so that ties, nesting and shared edges abound, salted with what floats have
-// to offer; track counts about a vector's size.
+// Scenes on a coarse grid, so that ties, nesting and common edges are frequent, with some unusual floats
+// in them; track counts around the vector sizes.
 TEST(Overlap, ManyAtOnceAreTheSameOnEveryTarget) {
   using Box = TarnBoundingBox2D;
   static constexpr float (*kOf[])(const Box&) = {

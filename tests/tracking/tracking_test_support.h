@@ -59,8 +59,7 @@ class RestoreTracking {
   Tarn::TarnBoundingBoxesTrackerParams params_ = Tarn::getTrackerParams();
 };
 
-// A clock that stands where a test puts it, or goes on by `tick` at each reading, and counts the
-// readings.
+// A clock that a test sets, or that goes on by `tick` at each reading. It counts the readings.
 struct ManualClock {
   static inline double seconds = 0.0, tick = 0.0;
   static inline int reads = 0;

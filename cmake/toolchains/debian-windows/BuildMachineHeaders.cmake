@@ -1,6 +1,6 @@
 # tn_headers_from_build_machine(TARGET HEADER FOLDER): imported target TARGET, a library of headers. FOLDER of
-# the build machine holds the file HEADER; the first folder of HEADER's name becomes reachable by a link of
-# its own, since the whole of FOLDER on the search path would bring the build machine's C library along.
+# the build machine has the file HEADER. Only the first folder of HEADER's name is made reachable, by a link:
+# with all of FOLDER on the search path the build machine's C library would be found too.
 function(tn_headers_from_build_machine target header folder)
   if(TARGET ${target})
     return()
