@@ -222,8 +222,8 @@ TEST(BoxKalmanFilter, StepsAreThoseOfTheFullSizeFilter) {
 }
 
 TEST(KalmanBoxTracker, ConvertsInADefinedOrder) {
-  // Sizes that round at every operation; w is a difference of quotients.
-  const PlainBox in = {0.1f, 0.7f, 0.3f, 0.05f};
+  // With these numbers the divided difference of the corners is another w.
+  const PlainBox in = {0.01f, 0.7f, 0.02f, 0.05f};
   TarnKalmanFilterBoxTracker2D tracker(1919, 1079), nowhere(0, 0);
   tracker.init(in.x, in.y, in.w, in.h);
   const float left = in.x * 1919.0f / 1919.0f, top = in.y * 1079.0f / 1079.0f;
