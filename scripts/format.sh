@@ -33,9 +33,9 @@ build=build/release
 nodes=(-Xclang -analyzer-config -Xclang max-nodes=20000)
 # Every check everywhere takes several times as long, most of it for the tool and the tests.
 light='-*,readability-identifier-naming,bugprone-use-after-move,bugprone-sizeof-expression,bugprone-infinite-loop'
-# Benchmarks, examples, common and the consumers of an installation are not part of that build; headers are
-# linted through the files that use them.
-sources() { printf '%s\n' "${files[@]}" | grep '\.cpp$' | grep -Ev '^(benchmarks|common|examples|tests/install)/'; }
+# Benchmarks, examples and common are not part of that build; headers are linted through the files that use
+# them.
+sources() { printf '%s\n' "${files[@]}" | grep '\.cpp$' | grep -Ev '^(benchmarks|common|examples)/'; }
 lint() {
   xargs -r -P "$(nproc)" -n 1 "$tidy" -p "$build" --quiet --warnings-as-errors='*' \
     --extra-arg=-Wno-unknown-warning-option "${nodes[@]/#/--extra-arg=}" "$@" 2>/dev/null
