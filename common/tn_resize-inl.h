@@ -22,6 +22,7 @@
 
 #include "common/tn_resize_rule.h"
 #include "common/tn_scratch.h"
+#include "common/tn_tail-inl.h"
 #include "common/tn_windows-inl.h"
 #include "hwy/highway.h"
 
@@ -29,7 +30,7 @@ HWY_BEFORE_NAMESPACE();
 namespace TarnCPU::HWY_NAMESPACE {
 namespace {
 
-#if !TN_WINDOWS
+#if !TN_BLOCKS
 
 template <int kC>
 void ResizeBilinear(const ResizeJob& job) {
@@ -44,6 +45,8 @@ using D8 = hn::ScalableTag<std::uint8_t>;
 using D16 = hn::ScalableTag<std::int16_t>;
 using D32 = hn::ScalableTag<std::int32_t>;
 
+constexpr std::size_t kBytes = kVectorBytes<D8>;
+
 // A step yields kBytes samples.
 struct Columns {
   std::size_t steps;
@@ -52,7 +55,7 @@ struct Columns {
 };
 
 // Packing turns two vectors of 32-bit lanes to one of 16-bit lanes.
-using ColumnLayout = WindowLayout<2, kBlocks>;
+using ColumnLayout = VectorLayout<2, kBytes / kBlockBytes>;
 constexpr std::size_t kMostWindows = 8;
 
 // The weights of even and odd samples are the same where the two are of one pixel.
@@ -76,7 +79,7 @@ class WindowedTaps {
  public:
   WindowedTaps(const std::uint8_t* row, const Columns& columns)
       : row_(row), offsets_(columns.tables.offsets), shuffles_(columns.tables.shuffles) {}
-  HWY_INLINE hn::Vec<D8> next() { return PickBytes<kWindows>(D8(), row_, offsets_, shuffles_); }
+  HWY_INLINE hn::Vec<D8> next() { return PickNextBytes<kWindows>(D8(), row_, offsets_, shuffles_); }
 
  private:
   const std::uint8_t* row_;
@@ -94,25 +97,12 @@ class PixelPairTaps {
     alignas(16) static constexpr std::uint8_t kPlaces[16] = {0, 1, 4,  5,  2,  3,  6,  7,
                                                              8, 9, 12, 13, 10, 11, 14, 15};
     const D8 d8;
-    const auto pairs = load(d8);
-    offsets_ += 2 * kBlocks;
+    const auto pairs = GatherHalfBlocks(d8, [&](std::size_t i) HWY_ATTR { return row_ + offsets_[i]; });
+    offsets_ += kBytes / 8;
     return hn::TableLookupBytes(pairs, hn::LoadDup128(d8, kPlaces));
   }
 
  private:
-  template <class D>
-  HWY_INLINE hn::Vec<D> load(D d, std::size_t block = 0) const {
-    if constexpr (hn::MaxLanes(D()) == kWindowBytes) {
-      const std::int32_t* const at = offsets_ + 2 * block;
-      const __m128i first = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row_ + at[0]));
-      return hn::Vec<D>{_mm_castps_si128(
-          _mm_loadh_pi(_mm_castsi128_ps(first), reinterpret_cast<const __m64*>(row_ + at[1])))};
-    } else {
-      const hn::Half<D> half;
-      return hn::Combine(d, load(half, block + hn::MaxLanes(half) / kWindowBytes), load(half, block));
-    }
-  }
-
   const std::uint8_t* row_;
   const std::int32_t* offsets_;
 };
@@ -159,11 +149,7 @@ void BlendRows(const std::int16_t* row0, const std::int16_t* row1, const ResizeT
   };
   std::size_t i = 0;
   for (; i + kBytes <= bytes; i += kBytes) hn::StoreU(blended(i), d8, out + i);
-  if (i < bytes) {
-    HWY_ALIGN std::uint8_t last[kBytes];
-    hn::Store(blended(i), d8, last);
-    std::memcpy(out + i, last, bytes - i);
-  }
+  if (i < bytes) StoreFirst(blended(i), d8, bytes - i, out + i);
 }
 
 template <int kC>
@@ -186,7 +172,7 @@ void FillWeights(const ResizeAxis& across, std::size_t samples, const Columns& c
 template <int kC, std::size_t kWindows>
 BuildFunction PrepareWindows(const std::int32_t* sources, std::size_t samples, std::ptrdiff_t row_bytes,
                              const Columns& columns) {
-  fillWindows<TapSamples<kC>, ColumnLayout, kWindows>(sources, samples, row_bytes, columns.tables);
+  fillWindows<kWindows>(TapSamples<kC>(), ColumnLayout(), sources, samples, row_bytes, columns.tables);
   return BuildRow<kParities<kC>, WindowedTaps<kWindows>>;
 }
 
@@ -204,14 +190,14 @@ inline BuildFunction PreparePixelPairs(const std::int32_t* sources, std::size_t 
 template <int kC>
 BuildFunction PrepareColumns(const std::int32_t* sources, std::size_t samples, std::ptrdiff_t row_bytes,
                              const Columns& columns) {
-  using Samples = TapSamples<kC>;
+  const TapSamples<kC> taps;
   const auto prepare = [&] {
-    if (windowsHold<Samples, 1>(sources, samples)) return PrepareWindows<kC, 1>;
+    if (windowsHold<1>(taps, sources, samples)) return PrepareWindows<kC, 1>;
     if constexpr (kC == 4) {
       return PreparePixelPairs;
     } else {
-      if (windowsHold<Samples, 2>(sources, samples)) return PrepareWindows<kC, 2>;
-      if (windowsHold<Samples, 4>(sources, samples)) return PrepareWindows<kC, 4>;
+      if (windowsHold<2>(taps, sources, samples)) return PrepareWindows<kC, 2>;
+      if (windowsHold<4>(taps, sources, samples)) return PrepareWindows<kC, 4>;
       return PrepareWindows<kC, 8>;
     }
   }();
@@ -255,7 +241,7 @@ void ResizeBilinear(const ResizeJob& job) {
       });
 }
 
-#endif  // TN_WINDOWS
+#endif  // TN_BLOCKS
 
 }  // namespace
 }  // namespace TarnCPU::HWY_NAMESPACE

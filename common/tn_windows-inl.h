@@ -10,55 +10,42 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "common/tn_blocks-inl.h"
 #include "common/tn_windows.h"
 #include "hwy/highway.h"
 
-// Without byte shuffles there is nothing to gain, and the portable emulation of vectors gives the lanes
-// of reordering operations other places than x86 does.
-#undef TN_WINDOWS
-#if HWY_ARCH_X86 && HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
-#define TN_WINDOWS 1
-#else
-#define TN_WINDOWS 0
-#endif
-
-#if TN_WINDOWS
+#if TN_BLOCKS
 HWY_BEFORE_NAMESPACE();
 namespace TarnCPU::HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 
-constexpr std::size_t kBytes = hn::MaxLanes(hn::ScalableTag<std::uint8_t>());
-constexpr std::size_t kBlocks = kBytes / kWindowBytes;
-
-// One window for each block of a vector.
+// What one window for each block of a vector has of the bytes wanted; zeros elsewhere.
 template <class D>
-HWY_INLINE hn::Vec<D> LoadWindows(D d, const std::uint8_t* row, const std::int32_t* offsets) {
-  if constexpr (hn::MaxLanes(D()) == kWindowBytes) {
-    return hn::LoadU(d, row + *offsets);
-  } else {
-    const hn::Half<D> half;
-    return hn::Combine(d, LoadWindows(half, row, offsets + hn::MaxLanes(half) / kWindowBytes),
-                       LoadWindows(half, row, offsets));
-  }
+HWY_INLINE hn::Vec<D> PickWindow(D d8, const std::uint8_t* row, const std::int32_t* offsets,
+                                 const std::uint8_t* shuffles) {
+  const auto windows = GatherBlocks(d8, [&](std::size_t i) HWY_ATTR { return row + offsets[i]; });
+  return hn::TableLookupBytesOr0(windows, hn::Load(d8, shuffles));
 }
 
-// The next vector of picked bytes; the tables move on.
+// A vector of picked bytes from tables in VectorLayout, and on to the entries of the next one.
 template <std::size_t kWindows, class D>
-HWY_INLINE hn::Vec<D> PickBytes(D d8, const std::uint8_t* row, const std::int32_t*& offsets,
-                                const std::uint8_t*& shuffles) {
-  auto v = hn::TableLookupBytes(LoadWindows(d8, row, offsets), hn::Load(d8, shuffles));
-  for (std::size_t window = 1; window < kWindows; ++window)
-    v = hn::Or(v, hn::TableLookupBytes(LoadWindows(d8, row, offsets + window * kBlocks),
-                                       hn::Load(d8, shuffles + window * kBytes)));
-  offsets += kWindows * kBlocks;
-  shuffles += kWindows * kBytes;
+HWY_INLINE hn::Vec<D> PickNextBytes(D d8, const std::uint8_t* row, const std::int32_t*& offsets,
+                                    const std::uint8_t*& shuffles) {
+  constexpr std::size_t kBlocks = kVectorBytes<D> / kBlockBytes;
+  auto v = hn::Zero(d8);
+  for (std::size_t window = 0; window < kWindows; ++window) {
+    const auto picked = PickWindow(d8, row, offsets, shuffles);
+    v = window == 0 ? picked : hn::Or(v, picked);
+    offsets += kBlocks;
+    shuffles += kVectorBytes<D>;
+  }
   return v;
 }
 
 }  // namespace
 }  // namespace TarnCPU::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
-#endif  // TN_WINDOWS
+#endif  // TN_BLOCKS
 
 #endif  // per-target include guard

@@ -15,6 +15,7 @@
 #include "hwy/foreach_target.h"  // compiles this file again for every CPU target
 // Behind it, so that it is included again each time.
 #include "common/tn_scratch.h"
+#include "common/tn_tail-inl.h"
 #include "common/tn_windows-inl.h"
 #include "hwy/highway.h"
 
@@ -87,9 +88,11 @@ HWY_BEFORE_NAMESPACE();
 namespace TarnCPU::HWY_NAMESPACE {
 namespace {
 
-#if TN_WINDOWS
+#if TN_BLOCKS
 
-using PickLayout = WindowLayout<1, kBlocks>;
+using D8 = hn::ScalableTag<std::uint8_t>;
+constexpr std::size_t kBytes = kVectorBytes<D8>;
+using PickLayout = VectorLayout<1, kBytes / kBlockBytes>;
 constexpr std::size_t kMostWindows = 4;
 
 using PickFunction = void (*)(const std::uint8_t* row, const WindowTables& tables, std::size_t count,
@@ -97,31 +100,27 @@ using PickFunction = void (*)(const std::uint8_t* row, const WindowTables& table
 
 template <std::size_t kWindows>
 void PickRow(const std::uint8_t* row, const WindowTables& tables, std::size_t count, std::uint8_t* out) {
-  const hn::ScalableTag<std::uint8_t> d8;
+  const D8 d8;
   const std::int32_t* offsets = tables.offsets;
   const std::uint8_t* shuffles = tables.shuffles;
   std::size_t i = 0;
   for (; i + kBytes <= count; i += kBytes)
-    hn::StoreU(PickBytes<kWindows>(d8, row, offsets, shuffles), d8, out + i);
-  if (i < count) {
-    HWY_ALIGN std::uint8_t last[kBytes];
-    hn::Store(PickBytes<kWindows>(d8, row, offsets, shuffles), d8, last);
-    std::memcpy(out + i, last, count - i);
-  }
+    hn::StoreU(PickNextBytes<kWindows>(d8, row, offsets, shuffles), d8, out + i);
+  if (i < count) StoreFirst(PickNextBytes<kWindows>(d8, row, offsets, shuffles), d8, count - i, out + i);
 }
 
 template <std::size_t kWindows>
 PickFunction PreparePick(const std::int32_t* sources, std::size_t padded, std::ptrdiff_t row_bytes,
                          const WindowTables& tables) {
-  fillWindows<PlainSamples, PickLayout, kWindows>(sources, padded, row_bytes, tables);
+  fillWindows<kWindows>(PlainSamples(), PickLayout(), sources, padded, row_bytes, tables);
   return PickRow<kWindows>;
 }
 
-#endif  // TN_WINDOWS
+#endif  // TN_BLOCKS
 
 template <int kC>
 void ResizeNearest(const NearestJob& job) {
-#if TN_WINDOWS
+#if TN_BLOCKS
   constexpr std::size_t kStep = kBytes;
 #else
   constexpr std::size_t kStep = 1, kMostWindows = 0;
@@ -136,7 +135,7 @@ void ResizeNearest(const NearestJob& job) {
   for (std::size_t x = 0; x < width; ++x)
     columns[x] =
         static_cast<std::int32_t>(job.columns.positionOf(job.columns.begin + static_cast<int>(x)));
-#if TN_WINDOWS
+#if TN_BLOCKS
   const std::ptrdiff_t row_bytes = static_cast<std::ptrdiff_t>(job.image.sw) * kC;
   if (windowsFit(row_bytes)) {
     std::int32_t* const sources = scratch.take<std::int32_t>(padded);
@@ -147,10 +146,10 @@ void ResizeNearest(const NearestJob& job) {
     const WindowTables tables = {scratch.take<std::int32_t>(padded / 16 * kMostWindows),
                                  scratch.take<std::uint8_t>(padded * kMostWindows)};
     // At one pixel a window, a plain copy of the pixel is as good.
-    const auto prepare = windowsHold<PlainSamples, 1>(sources, padded)             ? PreparePick<1>
-                         : windowsHold<PlainSamples, 2>(sources, padded)           ? PreparePick<2>
-                         : kC < 4 && windowsHold<PlainSamples, 4>(sources, padded) ? PreparePick<4>
-                                                                                   : nullptr;
+    const auto prepare = windowsHold<1>(PlainSamples(), sources, padded)             ? PreparePick<1>
+                         : windowsHold<2>(PlainSamples(), sources, padded)           ? PreparePick<2>
+                         : kC < 4 && windowsHold<4>(PlainSamples(), sources, padded) ? PreparePick<4>
+                                                                                     : nullptr;
     if (prepare != nullptr) {
       const PickFunction pick = prepare(sources, padded, row_bytes, tables);
       return forEachNearestRow<kC>(
