@@ -1,10 +1,10 @@
 // Affine warps of planar float tensors.
 //
-// All four positions are a term of the column, a term of the row and a constant, added up and then, for
-// some, scaled. The terms are computed once per column and row by plain code, tile by tile: they need no
-// memory but the stack, and the source pixels of a tile stay in the nearest cache however the picture is
-// turned. The vector code adds the terms up for a vector of pixels and all channels.
-// What costs time then is the fetching of taps: see tn_affinetaps_cpu_x86-inl.h.
+// In all four warps a source position is the sum of a term of the column, a term of the row and a
+// constant; some scale the sum. Plain code computes the terms once per column and row of a tile of 64x64
+// pixels. The vector code adds them up and blends, for all channels. Tiles keep the terms on the stack,
+// and the source pixels in the first-level cache even if the warp rotates. Most of the time goes into
+// fetching source pixels: see tn_affinetaps_cpu_x86-inl.h.
 
 #include <algorithm>
 #include <cstddef>
@@ -17,17 +17,20 @@
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "tarnkit/src/cpu_x86/tn_affine_cpu_x86.cpp"
 #include "hwy/foreach_target.h"  // compiles this file again for every CPU target
-// Behind it, so that it is included again each time.
+// After foreach_target.h, so that each target includes them again.
+#include "common/tn_tail-inl.h"
 #include "hwy/highway.h"
 #include "tarnkit/src/cpu_x86/tn_affinetaps_cpu_x86-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace TarnCPU::HWY_NAMESPACE {
 namespace {
+// The terms of each lane's row, then of its column.
 HWY_INLINE VF RowTerms(const float* row) {
 #if HWY_TARGET <= HWY_AVX3
-  const __m512i lanes = _mm512_setr_epi32(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3);
-  return VF{_mm512_permutexvar_ps(lanes, _mm512_broadcast_f32x4(_mm_load_ps(row)))};
+  alignas(64) static constexpr std::int32_t kRowOfLane[kLanes] = {0, 0, 0, 0, 1, 1, 1, 1,
+                                                                  2, 2, 2, 2, 3, 3, 3, 3};
+  return hn::TableLookupLanes(hn::LoadDup128(DF(), row), hn::SetTableIndices(DF(), kRowOfLane));
 #else
   return hn::Set(DF(), *row);
 #endif
@@ -52,8 +55,8 @@ HWY_INLINE VF Position(const AffineAxis& axis, int row, int column) {
   return hn::Sub(hn::Mul(hn::Set(df, static_cast<float>(axis.size)), share), half);
 }
 
-// The conversion of the vector library closes in on the nearest integer where a value does not fit, and
-// leaves NaN open; -2^31 fits.
+// Toward zero; -2^31 where the result would not fit and for NaN. Highway's ConvertTo clamps what does
+// not fit, and leaves open what NaN becomes.
 HWY_INLINE VI Truncate(VF position) {
   const DF df;
   const VF limit = hn::Set(df, 2147483648.0f);
@@ -63,40 +66,42 @@ HWY_INLINE VI Truncate(VF position) {
 
 HWY_INLINE VF ShareOf(VF position, VI whole) { return hn::Sub(position, hn::ConvertTo(DF(), whole)); }
 
-// Some of a vector's rows and columns.
-HWY_INLINE void StoreSome(VF pixels, float* to, int to_width, int rows, int columns) {
 #if HWY_TARGET <= HWY_AVX3
-  // Not by AVX-512's masks: compilers join those to the extraction, which does not spare masked bytes
-  // faults.
-  const std::ptrdiff_t pitch = to_width;
-  const __m128i mask = _mm_cmpgt_epi32(_mm_set1_epi32(columns), _mm_setr_epi32(0, 1, 2, 3));
-  _mm_maskstore_ps(to, mask, _mm512_castps512_ps128(pixels.raw));
-  if (rows > 1) _mm_maskstore_ps(to + pitch, mask, _mm512_extractf32x4_ps(pixels.raw, 1));
-  if (rows > 2) _mm_maskstore_ps(to + 2 * pitch, mask, _mm512_extractf32x4_ps(pixels.raw, 2));
-  if (rows > 3) _mm_maskstore_ps(to + 3 * pitch, mask, _mm512_extractf32x4_ps(pixels.raw, 3));
-#else
-  (void)to_width, (void)rows;
-  HWY_ALIGN float buffer[kLanes];
-  hn::Store(pixels, DF(), buffer);
-  std::memcpy(to, buffer, static_cast<std::size_t>(columns) * sizeof(float));
-#endif
+// Calls store(row, pixels) for the rows of a block.
+template <class Store>
+HWY_INLINE void ForEachBlockRow(VF pixels, const Store& store) {
+  store(0, BlockOf<0>(pixels));
+  store(1, BlockOf<1>(pixels));
+  store(2, BlockOf<2>(pixels));
+  store(3, BlockOf<3>(pixels));
 }
+#endif
 
-HWY_INLINE void StoreAll(VF pixels, float* to, int to_width) {
+// A vector's pixels to rows that are `pitch` floats apart.
+HWY_INLINE void StoreAll(VF pixels, float* to, std::ptrdiff_t pitch) {
 #if HWY_TARGET <= HWY_AVX3
-  const std::ptrdiff_t pitch = to_width;
-  _mm_storeu_ps(to, _mm512_castps512_ps128(pixels.raw));
-  _mm_storeu_ps(to + pitch, _mm512_extractf32x4_ps(pixels.raw, 1));
-  _mm_storeu_ps(to + 2 * pitch, _mm512_extractf32x4_ps(pixels.raw, 2));
-  _mm_storeu_ps(to + 3 * pitch, _mm512_extractf32x4_ps(pixels.raw, 3));
+  ForEachBlockRow(pixels, [&](int row, auto block)
+                              HWY_ATTR { hn::StoreU(block, hn::Full128<float>(), to + row * pitch); });
 #else
-  (void)to_width;
+  (void)pitch;
   hn::StoreU(pixels, DF(), to);
 #endif
 }
 
-// Where the vectors of a row of blocks sample. All are worked out before any tap is fetched: the
-// processor then overlaps the fetches of many pixels instead of waiting for each one's place.
+// The same for the first `rows` rows and `columns` columns.
+HWY_INLINE void StoreSome(VF pixels, float* to, std::ptrdiff_t pitch, int rows, int columns) {
+#if HWY_TARGET <= HWY_AVX3
+  ForEachBlockRow(pixels, [&](int row, auto block) HWY_ATTR {
+    if (row < rows) StoreFirstOfFour(block, columns, to + row * pitch);
+  });
+#else
+  (void)pitch, (void)rows;
+  StoreFirst(pixels, DF(), static_cast<std::size_t>(columns), to);
+#endif
+}
+
+// Where the vectors of a row of blocks sample. All positions are computed before any tap is fetched, so
+// that the processor overlaps the fetches of many pixels instead of waiting for each position.
 struct RowPlan {
   static constexpr int kVectors = kTile / kBlockColumns;
   alignas(64) float fx[kVectors * kLanes], fy[kVectors * kLanes];
@@ -123,7 +128,7 @@ struct RowPlan {
   HWY_INLINE VF down(int vector) const { return hn::Load(DF(), fy + vector * kLanes); }
 };
 
-// Calls for what a vector will read of plane q.
+// Prefetches what a vector will read of plane q.
 HWY_INLINE void PrefetchTaps(const RowPlan& plan, int vector, const AffinePlanes& planes, int q) {
 #if HWY_TARGET <= HWY_AVX3
   // Every other window covers those between as well.
@@ -133,7 +138,7 @@ HWY_INLINE void PrefetchTaps(const RowPlan& plan, int vector, const AffinePlanes
 #endif
 }
 
-// Hands taps of pixels that have all four of them in the plane to use.
+// Calls use(taps) for a vector of pixels that have all four taps in the plane.
 template <class Use>
 HWY_INLINE void WithTaps(const RowPlan& plan, int vector, const AffineTile& t, const Use& use) {
   const VI x = plan.x(vector), y = plan.y(vector);
@@ -149,7 +154,8 @@ HWY_INLINE void WithTaps(const RowPlan& plan, int vector, const AffineTile& t, c
 
 using MF = hn::Mask<DF>;
 
-// Whether the taps at x0 or y0 (first) and at the next one (second) count; row 0 and column 0 do not.
+// Along one axis: whether the tap at x0 or y0 (first) and the next one (second) count. Row 0 and column
+// 0 do not, by contract.
 struct Counting {
   MF first, second;
 };
@@ -170,7 +176,7 @@ struct ZeroBorderBlend {
   }
 };
 
-// Taps of which some do not count.
+// Taps of which those outside the plane are zeros.
 template <class All>
 class CountedTaps {
  public:
@@ -191,7 +197,7 @@ class CountedTaps {
   MF count00_, count01_, count10_, count11_;
 };
 
-// What reads nothing: the source may have no pixels and no address.
+// No tap counts. Reads nothing: the source may have no pixels and no address.
 struct NoTaps {
   HWY_INLINE Taps load(const AffinePlanes&, int) const {
     const VF zero = hn::Zero(DF());
@@ -199,7 +205,7 @@ struct NoTaps {
   }
 };
 
-// As WithTaps, of pixels with taps that do not count.
+// As WithTaps, for pixels with taps outside the plane, which count as zeros.
 template <class Use>
 HWY_INLINE void WithBorderTaps(const RowPlan& plan, int vector, const AffineTile& t, const Use& use) {
   const DI di;
@@ -225,29 +231,23 @@ HWY_INLINE void WithBorderTaps(const RowPlan& plan, int vector, const AffineTile
   use(CountedTaps<GatheredTaps>(all, across, down));
 }
 
-// Calls for what the row of blocks at row i will write of plane q.
-HWY_INLINE void PrefetchPixels(const AffineTile& t, const AffinePlanes& planes, int i, int q) {
-  const int rows = std::min(kBlockRows, t.rows - i);
-  for (int r = 0; r < rows; ++r)
-    for (int j = 0; j < t.columns; j += kFloatsOfCacheLine) hwy::Prefetch(planes.out(q, i + r, j));
-}
-
 // Some of the planes.
 struct Channels {
   int first, end;
 };
 
-// Calls vector(n, j, channels) for the vectors of the row of blocks at row i. Planes that are far are
-// taken one after the other, the next one called for meanwhile.
-template <class Vector>
-HWY_INLINE void ForEachVector(const RowPlan& plan, const AffineTile& t, const AffinePlanes& planes,
-                              int i, const Vector& vector) {
-  const int step = planes.far ? 1 : planes.channels;
+// Calls block(n, j, channels) for block n, which begins at column j, of the row of blocks at row i.
+// Planes that exceed the caches are taken one after the other, and the next one is prefetched meanwhile.
+template <class Block>
+HWY_INLINE void ForEachBlock(const RowPlan& plan, const AffineTile& t, const AffinePlanes& planes, int i,
+                             const Block& block) {
+  const int step = planes.exceed_caches ? 1 : planes.channels;
   for (int q = 0; q < planes.channels; q += step) {
-    if (planes.far) PrefetchPixels(t, planes, i, q);
+    if (planes.exceed_caches)
+      PrefetchRows(planes.out(q, i, 0), t.columns, std::min(kBlockRows, t.rows - i), planes.dst_width);
     for (int j = 0, n = 0; j < t.columns; j += kBlockColumns, ++n) {
-      vector(n, j, Channels{q, q + step});
-      if (planes.far && q + 1 < planes.channels) PrefetchTaps(plan, n, planes, q + 1);
+      block(n, j, Channels{q, q + step});
+      if (planes.exceed_caches && q + 1 < planes.channels) PrefetchTaps(plan, n, planes, q + 1);
     }
   }
 }
@@ -271,7 +271,7 @@ template <Scaling kScaling>
 void WarpZeroBorder(const AffineTile& t) {
   const DF df;
   const VF one = hn::Set(df, 1.0f);
-  const AffinePlanes planes = t.planes;  // where stores cannot be thought to change them
+  const AffinePlanes planes = t.planes;  // a copy that stores of floats cannot alias
   RowPlan plan;
   for (int i = 0; i < t.rows; i += kBlockRows) {
     bool inside[RowPlan::kVectors];
@@ -282,9 +282,9 @@ void WarpZeroBorder(const AffineTile& t) {
       inside[n] = hn::AllTrue(
           df, hn::And(hn::And(across.first, across.second), hn::And(down.first, down.second)));
       plan.store(n, x0, y0, ShareOf(x, x0), ShareOf(y, y0), t);
-      if (planes.far) PrefetchTaps(plan, n, planes, 0);
+      if (planes.exceed_caches) PrefetchTaps(plan, n, planes, 0);
     }
-    ForEachVector(plan, t, planes, i, [&](int n, int j, Channels channels) HWY_ATTR {
+    ForEachBlock(plan, t, planes, i, [&](int n, int j, Channels channels) HWY_ATTR {
       const VF fx = plan.across(n), fy = plan.down(n);
       const ZeroBorderBlend blend = {fx, fy, hn::Sub(one, fx), hn::Sub(one, fy)};
       const auto store = [&](const auto& taps)
@@ -333,16 +333,16 @@ template <Scaling kScaling, Clamped kClamped>
 void WarpClamped(const AffineTile& t) {
   const DF df;
   const VF one = hn::Set(df, 1.0f);
-  const AffinePlanes planes = t.planes;  // where stores cannot be thought to change them
+  const AffinePlanes planes = t.planes;  // a copy that stores of floats cannot alias
   RowPlan plan;
   for (int i = 0; i < t.rows; i += kBlockRows) {
     for (int j = 0, n = 0; j < t.columns; j += kBlockColumns, ++n) {
       const ClampedTap x = ClampTap<kClamped>(Position<kScaling>(t.x, i, j), t.x.size);
       const ClampedTap y = ClampTap<kClamped>(Position<kScaling>(t.y, i, j), t.y.size);
       plan.store(n, x.first, y.first, x.share, y.share, t);
-      if (planes.far) PrefetchTaps(plan, n, planes, 0);
+      if (planes.exceed_caches) PrefetchTaps(plan, n, planes, 0);
     }
-    ForEachVector(plan, t, planes, i, [&](int n, int j, Channels channels) HWY_ATTR {
+    ForEachBlock(plan, t, planes, i, [&](int n, int j, Channels channels) HWY_ATTR {
       const VF fx = plan.across(n), fy = plan.down(n);
       const VF gx = hn::Sub(one, fx), gy = hn::Sub(one, fy);
       const WeightedBlend blend = {hn::Mul(gy, gx), hn::Mul(gy, fx), hn::Mul(gx, fy), hn::Mul(fy, fx)};
@@ -383,6 +383,8 @@ float halfOf(int size) { return static_cast<float>(size) * 0.5f; }
 // From double on purpose: beyond the range of float it is infinite.
 float rounded(double value) { return static_cast<float>(value); }
 
+using TileKernel = void (*)(const AffineTile& tile);
+
 struct NormalisedTerms {
   const float* m;
   float half_width, half_height;
@@ -398,7 +400,7 @@ struct NormalisedTerms {
     const float y = (centre(i) - half_height) / half_height;
     return {y * m[1], y * m[4]};
   }
-  static void warpTile(const AffineTile& tile) { HWY_DYNAMIC_DISPATCH(WarpAffine)(tile); }
+  static TileKernel kernel() { return HWY_DYNAMIC_DISPATCH(WarpAffine); }
 };
 
 // Heights among the factors of x and widths among those of y: see the contract.
@@ -424,7 +426,7 @@ struct OptimizedTerms {
     const float y = centre(i) * step_y - 1.0f;
     return {y * a1, y * b1};
   }
-  static void warpTile(const AffineTile& tile) { HWY_DYNAMIC_DISPATCH(WarpAffineOptimized)(tile); }
+  static TileKernel kernel() { return HWY_DYNAMIC_DISPATCH(WarpAffineOptimized); }
 };
 
 struct SseTerms {
@@ -445,10 +447,10 @@ struct SseTerms {
     const float y = centre(i) - half_height;
     return {y * ((half_width / half_height) * m[1]), y * m[4]};
   }
-  static void warpTile(const AffineTile& tile) { HWY_DYNAMIC_DISPATCH(WarpAffineSse)(tile); }
+  static TileKernel kernel() { return HWY_DYNAMIC_DISPATCH(WarpAffineSse); }
 };
 
-// Other roundings than SseTerms, and half a pixel comes off later.
+// Rounds at other places than SseTerms; half a pixel is subtracted from the sum.
 struct SseHwcTerms : SseTerms {
   static constexpr bool kMayOverlap = true;
   using SseTerms::SseTerms;
@@ -461,15 +463,12 @@ struct SseHwcTerms : SseTerms {
     const float y = centre(i) - half_height;
     return {(y * m[1]) * (half_width / half_height), y * m[4]};
   }
-  static void warpTile(const AffineTile& tile) { HWY_DYNAMIC_DISPATCH(WarpAffineSseHwc)(tile); }
+  static TileKernel kernel() { return HWY_DYNAMIC_DISPATCH(WarpAffineSseHwc); }
 };
 
 std::size_t planeOf(const Mat& mat) {
   return static_cast<std::size_t>(mat.w) * static_cast<std::size_t>(mat.h);
 }
-
-// Around this, taking planes one by one and calling for memory ahead begin to save more than they cost.
-constexpr std::size_t kNearBytes = std::size_t{12} << 20;
 
 int padded(int pixels) { return (pixels + kMostLanes - 1) / kMostLanes * kMostLanes; }
 
@@ -477,6 +476,7 @@ int padded(int pixels) { return (pixels + kMostLanes - 1) / kMostLanes * kMostLa
 template <class Terms>
 void warp(const Mat& src, int width, int height, const Mat& dst, int channels, const float* matrix) {
   const Terms terms(src, dst, matrix);
+  const TileKernel warp_tile = Terms::kernel();
   AffineTile tile;
   tile.planes.src = static_cast<const float*>(src.data);
   tile.planes.dst_width = dst.w;
@@ -485,7 +485,7 @@ void warp(const Mat& src, int width, int height, const Mat& dst, int channels, c
   tile.planes.dst_plane = static_cast<std::ptrdiff_t>(planeOf(dst));
   const std::size_t bytes =
       (planeOf(src) + planeOf(dst)) * static_cast<std::size_t>(channels) * sizeof(float);
-  tile.planes.far = bytes > kNearBytes;
+  tile.planes.exceed_caches = exceedsCaches(bytes);
   tile.x.size = width;
   tile.y.size = height;
   tile.x.offset = terms.offset().x;
@@ -505,7 +505,7 @@ void warp(const Mat& src, int width, int height, const Mat& dst, int channels, c
         tile.y.column[j] = term.y;
       }
       tile.planes.dst = static_cast<float*>(dst.data) + std::ptrdiff_t{top} * dst.w + left;
-      Terms::warpTile(tile);
+      warp_tile(tile);
     }
   }
 }

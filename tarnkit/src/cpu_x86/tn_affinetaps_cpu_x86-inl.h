@@ -1,23 +1,27 @@
-// The source pixels that an affine warp blends: three ways to fetch them for a vector of destination
-// pixels. To be included in a file that is compiled again for every CPU target.
+// The four source pixels, or taps, that an affine warp blends for each destination pixel: three ways to
+// fetch them for a vector of pixels. To be included in a file that is compiled again for every CPU
+// target.
 //
-// Hardware gathers are no help: many processors carry them out tap by tap in microcode. A vector of
-// AVX-512 is a block of 4x4 pixels instead, whose taps lie in a window of 8x8 source pixels where the
-// warp shrinks by less than 1.4, however it turns (by less than 2 where it does not): eight loads fetch
-// the window, lookups in registers pick the taps. Everything else loads the two neighbours of a row as
-// one piece. Gathers are left for what few pixels have taps outside.
-#if defined(TN_KITS_TARNKIT_SRC_CPU_X86_TN_AFFINETAPS_INL_H_) == defined(HWY_TARGET_TOGGLE)
-#ifdef TN_KITS_TARNKIT_SRC_CPU_X86_TN_AFFINETAPS_INL_H_
-#undef TN_KITS_TARNKIT_SRC_CPU_X86_TN_AFFINETAPS_INL_H_
+// WindowTaps, with AVX-512 only: a vector is a block of 4x4 pixels. Its taps lie in a window of 8x8
+// source pixels if the warp shrinks by less than 1.4 (less than 2 without rotation). Eight loads fetch
+// the window, and lookups in registers pick the taps. PairTaps: two taps of a row are neighbours, so one
+// load of 8 bytes fetches both. For vectors that no window holds, and for older instruction sets.
+// GatheredTaps: hardware gathers, which many processors carry out tap by tap in microcode. For the few
+// vectors with taps outside the source.
+#if defined(TN_KITS_CPU_X86_TN_AFFINETAPS_CPU_X86_INL_H_) == defined(HWY_TARGET_TOGGLE)
+#ifdef TN_KITS_CPU_X86_TN_AFFINETAPS_CPU_X86_INL_H_
+#undef TN_KITS_CPU_X86_TN_AFFINETAPS_CPU_X86_INL_H_
 #else
-#define TN_KITS_TARNKIT_SRC_CPU_X86_TN_AFFINETAPS_INL_H_
+#define TN_KITS_CPU_X86_TN_AFFINETAPS_CPU_X86_INL_H_
 #endif
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
-#include "hwy/cache_control.h"
+#include "common/tn_blocks-inl.h"
+#include "common/tn_intrinsics-inl.h"
+#include "common/tn_prefetch.h"
 #include "hwy/highway.h"
 #include "tarnkit/src/cpu_x86/tn_affinetile_cpu_x86.h"
 
@@ -45,51 +49,30 @@ struct Taps {
   VF p00, p01, p10, p11;
 };
 
-#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
-
+// The floats at row[index[i]] and those to the right of them.
 HWY_INLINE void LoadPairs(const float* row, const std::int32_t* index, VF& left, VF& right) {
+  const DF df;
+#if TN_BLOCKS
+  const auto pairs = [&](std::size_t first, std::size_t step) HWY_ATTR {
+    return GatherHalfBlocks(df, [&](std::size_t i) HWY_ATTR { return row + index[first + step * i]; });
+  };
+#if HWY_TARGET == HWY_AVX2
+  // Here ConcatEven takes two instructions, which compete with those that join the pairs.
+  const hn::Repartition<std::uint64_t, DF> d64;
+  const VF even = pairs(0, 2), odd = pairs(1, 2);
+  left = hn::OddEven(hn::BitCast(df, hn::ShiftLeft<32>(hn::BitCast(d64, odd))), even);
+  right = hn::OddEven(odd, hn::BitCast(df, hn::ShiftRight<32>(hn::BitCast(d64, even))));
+#else
+  const VF lower = pairs(0, 1), upper = pairs(kLanes / 2, 1);
+  left = hn::ConcatEven(df, upper, lower);
+  right = hn::ConcatOdd(df, upper, lower);
+#endif
+#else
   const VI places = hn::Load(DI(), index);
-  left = hn::GatherIndex(DF(), row, places);
-  right = hn::GatherIndex(DF(), row + 1, places);
-}
-
-#else
-
-// Two neighbours at each of two places.
-HWY_INLINE __m128 TwoPairs(const float* row, const std::int32_t* index) {
-  const __m128i first = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + index[0]));
-  return _mm_loadh_pi(_mm_castsi128_ps(first), reinterpret_cast<const __m64*>(row + index[1]));
-}
-
-// Every other two pixels in each result, so that the sides part within 128 bits.
-HWY_INLINE void LoadPairs(const float* row, const std::int32_t* index, VF& left, VF& right) {
-#if HWY_TARGET <= HWY_AVX3
-  const auto load = [&](int k) HWY_ATTR {
-    const __m256 lower = _mm256_insertf128_ps(_mm256_castps128_ps256(TwoPairs(row, index + k)),
-                                              TwoPairs(row, index + k + 4), 1);
-    const __m256 upper = _mm256_insertf128_ps(_mm256_castps128_ps256(TwoPairs(row, index + k + 8)),
-                                              TwoPairs(row, index + k + 12), 1);
-    return _mm512_insertf32x8(_mm512_castps256_ps512(lower), upper, 1);
-  };
-  const __m512 a = load(0), b = load(2);
-  left = VF{_mm512_shuffle_ps(a, b, _MM_SHUFFLE(2, 0, 2, 0))};
-  right = VF{_mm512_shuffle_ps(a, b, _MM_SHUFFLE(3, 1, 3, 1))};
-#elif HWY_TARGET <= HWY_AVX2
-  const auto load = [&](int k) HWY_ATTR {
-    return _mm256_insertf128_ps(_mm256_castps128_ps256(TwoPairs(row, index + k)),
-                                TwoPairs(row, index + k + 4), 1);
-  };
-  const __m256 a = load(0), b = load(2);
-  left = VF{_mm256_shuffle_ps(a, b, _MM_SHUFFLE(2, 0, 2, 0))};
-  right = VF{_mm256_shuffle_ps(a, b, _MM_SHUFFLE(3, 1, 3, 1))};
-#else
-  const __m128 a = TwoPairs(row, index), b = TwoPairs(row, index + 2);
-  left = VF{_mm_shuffle_ps(a, b, _MM_SHUFFLE(2, 0, 2, 0))};
-  right = VF{_mm_shuffle_ps(a, b, _MM_SHUFFLE(3, 1, 3, 1))};
+  left = hn::GatherIndex(df, row, places);
+  right = hn::GatherIndex(df, row + 1, places);
 #endif
 }
-
-#endif
 
 // Taps of pixels that have all four of them in the plane.
 class PairTaps {
@@ -149,10 +132,11 @@ class Window {
 
   // Whether it holds the squares of size x size pixels whose upper left ones are at x and y.
   HWY_INLINE bool holds(VI x, VI y, int size) const {
-    // Without signs, for places before the window as well.
-    const auto most = _mm512_set1_epi32(kSide - size);
-    return fits_ && (_mm512_cmpgt_epu32_mask(column(x).raw, most) |
-                     _mm512_cmpgt_epu32_mask(row(y).raw, most)) == 0;
+    // As unsigned numbers, places before the window are too large as well.
+    const hn::RebindToUnsigned<DI> du;
+    const auto most = hn::Set(du, static_cast<std::uint32_t>(kSide - size));
+    return fits_ && hn::AllFalse(du, hn::Or(hn::Gt(hn::BitCast(du, column(x)), most),
+                                            hn::Gt(hn::BitCast(du, row(y)), most)));
   }
 
   // Of pixels that it holds.
@@ -160,32 +144,32 @@ class Window {
 
   HWY_INLINE void prefetch(const AffinePlanes& planes, int q) const {
     if (!fits_) return;
-    // Windows overlap: those beside this one call for the rest.
+    // A line of each row will do: windows overlap, and those beside this one prefetch the rest.
     const float* const from = planes.plane(q) + std::ptrdiff_t{top_} * width_ + left_ + kSide / 2;
-    for (int r = 0; r < kSide; ++r) hwy::Prefetch(from + std::ptrdiff_t{r} * width_);
+    PrefetchRows(from, 1, kSide, width_);
   }
 
   struct Place {
     VI lanes;
-    __mmask16 lower;  // whether in the lower half
+    hn::Mask<DF> lower;  // whether in the lower half
     explicit HWY_INLINE Place(VI at)
-        : lanes(at), lower(_mm512_test_epi32_mask(at.raw, _mm512_set1_epi32(kSide * kSide / 2))) {}
+        : lanes(at), lower(hn::RebindMask(DF(), hn::TestBit(at, hn::Set(DI(), kSide * kSide / 2)))) {}
   };
 
   struct Pixels {
-    __m512 rows[4];  // two each
+    VF rows[4];  // two each
     HWY_INLINE VF at(const Place& place) const {
-      return VF{_mm512_mask_blend_ps(place.lower,
-                                     _mm512_permutex2var_ps(rows[0], place.lanes.raw, rows[1]),
-                                     _mm512_permutex2var_ps(rows[2], place.lanes.raw, rows[3]))};
+      return hn::IfThenElse(place.lower, LookupLanesOfTwo(rows[2], rows[3], place.lanes),
+                            LookupLanesOfTwo(rows[0], rows[1], place.lanes));
     }
   };
   HWY_INLINE Pixels load(const float* plane) const {
     const std::ptrdiff_t pitch = width_;
     const float* const from = plane + top_ * pitch + left_;
     const auto rows = [&](int row) HWY_ATTR {
-      return _mm512_insertf32x8(_mm512_castps256_ps512(_mm256_loadu_ps(from + row * pitch)),
-                                _mm256_loadu_ps(from + (row + 1) * pitch), 1);
+      const hn::Half<DF> half;
+      return hn::Combine(DF(), hn::LoadU(half, from + (row + 1) * pitch),
+                         hn::LoadU(half, from + row * pitch));
     };
     return {{rows(0), rows(2), rows(4), rows(6)}};
   }

@@ -1,12 +1,12 @@
 // What the affine warps work in: tiles of the destination, and where their pixels sample the source.
-#ifndef TN_KITS_TARNKIT_SRC_CPU_X86_TN_AFFINETILE_CPU_X86_H_
-#define TN_KITS_TARNKIT_SRC_CPU_X86_TN_AFFINETILE_CPU_X86_H_
+#ifndef TN_KITS_CPU_X86_TN_AFFINETILE_CPU_X86_H_
+#define TN_KITS_CPU_X86_TN_AFFINETILE_CPU_X86_H_
 
 #include <cstddef>
 
 namespace TarnCPU {
 
-constexpr int kTile = 64, kMostLanes = 16, kFloatsOfCacheLine = 16;
+constexpr int kTile = 64, kMostLanes = 16;
 
 // One coordinate of the source positions of a tile: the terms of its columns and rows, and the source's
 // size in pixels.
@@ -22,7 +22,7 @@ struct AffinePlanes {
   float* dst;        // first plane, first pixel of the tile
   int dst_width, channels;
   std::ptrdiff_t src_plane, dst_plane;  // floats from one plane to the next
-  bool far;                             // too many bytes for the caches
+  bool exceed_caches;
 
   const float* plane(int q) const { return src + q * src_plane; }
   float* out(int q, int i, int j) const {
@@ -39,4 +39,4 @@ struct AffineTile {
 
 }  // namespace TarnCPU
 
-#endif  // TN_KITS_TARNKIT_SRC_CPU_X86_TN_AFFINETILE_CPU_X86_H_
+#endif  // TN_KITS_CPU_X86_TN_AFFINETILE_CPU_X86_H_
