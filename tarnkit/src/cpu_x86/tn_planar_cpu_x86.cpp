@@ -1,3 +1,5 @@
+// Packed pixels to one plane of bytes for each of R, G and B.
+
 #include <cstddef>
 #include <cstdint>
 
@@ -6,25 +8,37 @@
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "tarnkit/src/cpu_x86/tn_planar_cpu_x86.cpp"
-#include "hwy/foreach_target.h"
+#include "hwy/foreach_target.h"  // compiles this file again for every CPU target
+// After foreach_target.h, so that each target includes them again.
+#include "common/tn_blocks-inl.h"
+#include "common/tn_tail-inl.h"
 #include "hwy/highway.h"
 
 HWY_BEFORE_NAMESPACE();
-namespace TarnCPU {
-namespace HWY_NAMESPACE {
+namespace TarnCPU::HWY_NAMESPACE {
 namespace {
 
-#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
+template <class Format>
+void SplitOneByOne(const uint8_t* src, uint8_t* dst, size_t n) {
+  for (size_t i = 0; i < n; ++i) {
+    const uint8_t* const pixel = src + i * Format::kBytes;
+    dst[i] = pixel[Format::kRed];
+    dst[n + i] = pixel[1];
+    dst[2 * n + i] = pixel[2 - Format::kRed];
+  }
+}
+
+#if TN_BLOCKS
 namespace hn = hwy::HWY_NAMESPACE;
 
-// No more than 32 bytes: 64 gained nothing at best, and four-byte pixels took up to a third longer with
-// it where buffers happened to lie badly in the second-level cache.
+// Vectors of 32 bytes at most. Those of 64 were never faster, and with four-byte pixels up to a third
+// slower where buffers conflicted in the second-level cache.
 using Bytes = hn::CappedTag<uint8_t, 32>;
 using ByteVec = hn::Vec<Bytes>;
 constexpr size_t kVector = hn::MaxLanes(Bytes());
 
-// Pixels a step: a cache line of each plane. Three streams of narrower stores that take turns were up to
-// a half slower than whole lines one after the other.
+// Pixels in a step: a cache line of each plane. Narrower stores that alternate between the planes were
+// up to a half slower.
 constexpr size_t kStep = 64;
 constexpr size_t kVectors = kStep / kVector;
 
@@ -37,14 +51,14 @@ HWY_INLINE Fours LoadFours(const uint8_t* src) {
   const Bytes d8;
   const hn::Repartition<uint32_t, Bytes> d32;
   const hn::Repartition<uint64_t, Bytes> d64;
-  // Within each block of four pixels: their bytes 0 to the first dword, bytes 1 to the second ...
+  // Within each block of four pixels, bytes 0 go to the first 32-bit lane, bytes 1 to the second ...
   alignas(16) static constexpr uint8_t gather[16] = {0, 4, 8,  12, 1, 5, 9,  13,
                                                      2, 6, 10, 14, 3, 7, 11, 15};
   const ByteVec index = hn::LoadDup128(d8, gather);
   hn::Vec<decltype(d32)> v[4];
   for (size_t k = 0; k < 4; ++k)
     v[k] = hn::BitCast(d32, hn::TableLookupBytes(hn::LoadU(d8, src + k * kVector), index));
-  // ... then the same dword of all four vectors side by side.
+  // ... then the same lane of all four vectors side by side.
   const auto low01 = hn::BitCast(d64, hn::InterleaveLower(d32, v[0], v[1]));
   const auto low23 = hn::BitCast(d64, hn::InterleaveLower(d32, v[2], v[3]));
   const auto high01 = hn::BitCast(d64, hn::InterleaveUpper(d32, v[0], v[1]));
@@ -54,10 +68,10 @@ HWY_INLINE Fours LoadFours(const uint8_t* src) {
   fours.v[1] = hn::BitCast(d8, hn::InterleaveUpper(d64, low01, low23));
   fours.v[2] = hn::BitCast(d8, hn::InterleaveLower(d64, high01, high23));
   if constexpr (kVector > 16) {
-    // Dword k of each block is from vector k; in pixel order all of vector 0 comes first.
-    constexpr uint32_t dwords = kVector / 4, blocks = kVector / 16;
-    alignas(64) uint32_t order[dwords];
-    for (uint32_t i = 0; i < dwords; ++i) order[i] = i % blocks * 4 + i / blocks;
+    // Lane k of each block is from vector k; in pixel order all of vector 0 comes first.
+    constexpr uint32_t kLanes = kVector / 4, blocks = kVector / 16;
+    alignas(64) uint32_t order[kLanes];
+    for (uint32_t i = 0; i < kLanes; ++i) order[i] = i % blocks * 4 + i / blocks;
     const auto lanes = hn::SetTableIndices(d32, order);
     for (ByteVec& bytes : fours.v)
       bytes = hn::BitCast(d8, hn::TableLookupLanes(hn::BitCast(d32, bytes), lanes));
@@ -67,17 +81,6 @@ HWY_INLINE Fours LoadFours(const uint8_t* src) {
 
 HWY_INLINE ByteVec BytesOf(const Fours& fours, size_t byte) { return fours.v[byte]; }
 
-// 16 bytes from each 48, the first in block 0.
-template <class D>
-HWY_INLINE hn::Vec<D> LoadEveryThird(D d, const uint8_t* src) {
-  if constexpr (hn::MaxLanes(d) == 16) {
-    return hn::LoadU(d, src);
-  } else {
-    const hn::Half<D> half;
-    return hn::Combine(d, LoadEveryThird(half, src + 3 * hn::MaxLanes(half)), LoadEveryThird(half, src));
-  }
-}
-
 // kVector pixels of three bytes: sixteen of them fill three blocks, which lie in the same block of the
 // three vectors.
 struct Threes {
@@ -85,12 +88,14 @@ struct Threes {
 };
 
 HWY_INLINE Threes LoadThrees(const uint8_t* src) {
-  const Bytes d8;
-  return {{LoadEveryThird(d8, src), LoadEveryThird(d8, src + 16), LoadEveryThird(d8, src + 32)}};
+  const auto every_third = [&](size_t first) HWY_ATTR {
+    return GatherBlocks(Bytes(), [&](size_t i) HWY_ATTR { return src + 16 * (3 * i + first); });
+  };
+  return {{every_third(0), every_third(1), every_third(2)}};
 }
 
-// Row 3 * b + k: where the pixels that have their byte b in block k find it; an index with its top bit
-// set gives 0.
+// Row 3 * b + k is a shuffle of block k: byte b of each pixel that has it in that block, and zeros,
+// which an index with its top bit set gives.
 struct ThreesIndex {
   alignas(16) uint8_t at[9][16];
 };
@@ -140,28 +145,14 @@ HWY_INLINE void SplitStep(const uint8_t* src, uint8_t* red, uint8_t* green, uint
 
 template <class Format>
 void Planar(const uint8_t* src, uint8_t* dst, size_t n) {
-  uint8_t* const red = dst;
-  uint8_t* const green = dst + n;
-  uint8_t* const blue = dst + 2 * n;
-  size_t i = 0;
-#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
-  if (n >= kStep) {
-    SplitStep<Format>(src, red, green, blue);
-    // From here on lines of the first plane (and of the others when n is a multiple of 64) are written
-    // as a whole. Both this and the last step go over finished pixels again.
-    i = kStep - reinterpret_cast<uintptr_t>(red) % kStep;
-    for (; i < n; i += kStep) {
-      if (i + kStep > n) i = n - kStep;
-      SplitStep<Format>(src + i * Format::kBytes, red + i, green + i, blue + i);
-    }
-  }
+#if TN_BLOCKS
+  // Aligned steps write whole lines of the first plane, and of the others if n is a multiple of 64.
+  if (n >= kStep)
+    return ForEachAlignedStep(dst, n, kStep, [&](size_t i) TN_INLINE_LAMBDA {
+      SplitStep<Format>(src + i * Format::kBytes, dst + i, dst + n + i, dst + 2 * n + i);
+    });
 #endif
-  for (; i < n; ++i) {
-    const uint8_t* const pixel = src + i * Format::kBytes;
-    red[i] = pixel[Format::kRed];
-    green[i] = pixel[1];
-    blue[i] = pixel[2 - Format::kRed];
-  }
+  SplitOneByOne<Format>(src, dst, n);
 }
 
 void PlanesOfBgra(const uint8_t* src, uint8_t* dst, size_t n) { Planar<BgraOrder>(src, dst, n); }
@@ -169,8 +160,7 @@ void PlanesOfRgba(const uint8_t* src, uint8_t* dst, size_t n) { Planar<RgbaOrder
 void PlanesOfRgb(const uint8_t* src, uint8_t* dst, size_t n) { Planar<RgbOrder>(src, dst, n); }
 
 }  // namespace
-}  // namespace HWY_NAMESPACE
-}  // namespace TarnCPU
+}  // namespace TarnCPU::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
