@@ -1,25 +1,27 @@
 // Quarter turns of packed images.
 //
-// A turn is a transposition whose rows or columns are then counted from the other end. Both directions
-// become one walk: source rows are taken in the order of the destination columns that they fill, and the
-// destination row moves down or up with the source column.
+// A quarter turn transposes the image and counts the destination's rows, or the source's, from the other
+// end. Both directions share one loop: source rows are taken in the order of the destination columns
+// that they fill, and the address of the destination row goes down or up with the source column.
 //
-// The walk goes down strips of kStrip columns in steps of kStep rows. A step writes 16 neighbouring
-// pixels into each of the strip's destination rows, so that a destination line is filled by consecutive
-// steps while it is still in the first-level cache. Neither side is a sequence that the processor's own
-// prefetcher follows, so each step asks for the lines of the next one, on both sides: with that, a
-// 1920x1080 turn costs hardly more than copying the picture.
+// The loop runs down strips of kStrip source columns in steps of kStep rows. A step writes 16
+// neighbouring pixels into each of the strip's destination rows, so that consecutive steps complete a
+// destination line while it is in the first-level cache. The hardware's prefetchers follow neither side,
+// so each step prefetches the lines of the next one. With that, a turn of 1920x1080 costs hardly more
+// than a copy.
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 
+#include "common/tn_prefetch.h"
 #include "tn_cv.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "tarnkit/src/cpu_x86/tn_rotate_cpu_x86.cpp"
-#include "hwy/cache_control.h"
 #include "hwy/foreach_target.h"  // compiles this file again for every CPU target
+// After foreach_target.h, so that each target includes them again.
+#include "common/tn_blocks-inl.h"
 #include "hwy/highway.h"
 
 #ifndef TN_ROTATE_CPU_X86_ONCE
@@ -27,13 +29,13 @@
 namespace TarnCPU {
 namespace {
 
-// The walk of one turn. A source row is named by the destination column that it fills; distances are
-// bytes.
-struct TurnWalk {
+// The addresses of one turn. Source rows are numbered by the destination column that they fill;
+// distances are in bytes.
+struct TurnJob {
   const std::uint8_t* src;  // column 0 of source row 0
   const std::uint8_t* src_end;
   std::ptrdiff_t next_row;   // from a source row to the next one of the same four,
-  std::ptrdiff_t next_four;  // and to the one after four: not 4 * next_row where the walk drifts
+  std::ptrdiff_t next_four;  // and to the one after four: not 4 * next_row with odd sizes, see turn()
   std::uint8_t* dst;         // destination column 0 in the row that source column 0 fills
   std::ptrdiff_t next_dst_row;
   std::ptrdiff_t rows, columns;  // source pixels to move: multiples of 4
@@ -55,35 +57,21 @@ struct Range {
 };
 
 template <int kC>
-void TurnOneByOne(const TurnWalk& t, Range rows, Range columns) {
+void TurnOneByOne(const TurnJob& t, Range rows, Range columns) {
   for (std::ptrdiff_t x = columns.begin; x < columns.end; ++x)
     for (std::ptrdiff_t row = rows.begin; row < rows.end; ++row)
       std::memcpy(t.dst + x * t.next_dst_row + row * kC,
                   t.src + row / 4 * t.next_four + row % 4 * t.next_row + x * kC, kC);
 }
 
-#if HWY_TARGET == HWY_SCALAR
+#if !TN_BLOCKS
 
 template <int kC>
-HWY_INLINE void TurnStep(const TurnWalk& t, std::ptrdiff_t row, Range columns) {
+HWY_INLINE void TurnStep(const TurnJob& t, std::ptrdiff_t row, Range columns) {
   TurnOneByOne<kC>(t, {row, HWY_MIN(row + kStep, t.rows)}, columns);
 }
 
 #else
-
-// 16 bytes from each of several places, `distance` apart, into the 128-bit blocks of a vector.
-template <class D>
-HWY_INLINE hn::Vec<D> LoadBlocks(D d, const std::uint8_t* from, std::ptrdiff_t distance) {
-  if constexpr (hn::MaxLanes(D()) == 16) {
-    static_cast<void>(distance);
-    return hn::LoadU(d, from);
-  } else {
-    const hn::Half<D> half;
-    constexpr std::ptrdiff_t kBlocks = hn::MaxLanes(hn::Half<D>()) / 16;
-    return hn::Combine(d, LoadBlocks(half, from + kBlocks * distance, distance),
-                       LoadBlocks(half, from, distance));
-  }
-}
 
 // Four 3-byte pixels at the start of each block into four 32-bit lanes.
 template <class D>
@@ -123,11 +111,13 @@ HWY_INLINE void StorePacked(D d, hn::Vec<D> v, std::uint8_t* to) {
 // Four source columns of as many rows as the vector has 32-bit lanes. With 3 bytes per pixel, reads 4
 // bytes past the last pixel of each row.
 template <int kC, class D>
-HWY_INLINE void TurnUnit(D d, const TurnWalk& t, const std::uint8_t* from, std::uint8_t* to) {
+HWY_INLINE void TurnUnit(D d, const TurnJob& t, const std::uint8_t* from, std::uint8_t* to) {
   const hn::Repartition<std::uint32_t, D> d32;
   const hn::Repartition<std::uint64_t, D> d64;
   const auto load = [&](std::ptrdiff_t row) HWY_ATTR {
-    const auto v = LoadBlocks(d, from + row * t.next_row, t.next_four);
+    const std::uint8_t* const first = from + row * t.next_row;
+    const auto v = GatherBlocks(
+        d, [&](std::size_t i) HWY_ATTR { return first + static_cast<std::ptrdiff_t>(i) * t.next_four; });
     if constexpr (kC == 3)
       return hn::BitCast(d32, SpreadPixels(d, v));
     else
@@ -150,22 +140,22 @@ HWY_INLINE void TurnUnit(D d, const TurnWalk& t, const std::uint8_t* from, std::
   store(hn::InterleaveUpper(d64, high01, high23), 3);
 }
 
-// `count` rows, a multiple of the vector's 32-bit lanes. Asks for the destination `ahead` bytes further
-// on.
+// `count` rows, a multiple of the vector's 32-bit lanes. Prefetches the destination `ahead` bytes
+// further on.
 template <int kC, class D>
-HWY_INLINE void TurnRows(D d, const TurnWalk& t, std::ptrdiff_t row, std::ptrdiff_t count, Range columns,
+HWY_INLINE void TurnRows(D d, const TurnJob& t, std::ptrdiff_t row, std::ptrdiff_t count, Range columns,
                          std::ptrdiff_t ahead) {
   constexpr std::ptrdiff_t kLanes = hn::MaxLanes(D()) / 4;
   const std::uint8_t* from = t.src + row / 4 * t.next_four + columns.begin * kC;
   std::uint8_t* to = t.dst + row * kC + columns.begin * t.next_dst_row;
   std::ptrdiff_t x = columns.begin, end = columns.end;
   if constexpr (kC == 3) {
-    // Only the last columns of the last rows can lie so near the image's end that a unit overreads.
+    // Only at the last columns of the last rows could a unit read past the image's end.
     const std::ptrdiff_t farthest = t.next_row < 0 ? 0 : (count / 4 - 1) * t.next_four + 3 * t.next_row;
     if (t.src_end - (from + farthest) < (end - 4 - x) * kC + 16) end -= 4;
   }
   for (; x < end; x += 4, from += 4 * kC, to += 4 * t.next_dst_row) {
-    for (std::ptrdiff_t i = 0; i < 4; ++i) hwy::Prefetch(to + i * t.next_dst_row + ahead);
+    PrefetchRows(to + ahead, 1, 4, t.next_dst_row);
     for (std::ptrdiff_t i = 0; i < count; i += kLanes)
       TurnUnit<kC>(d, t, from + i / 4 * t.next_four, to + i * kC);
   }
@@ -173,15 +163,12 @@ HWY_INLINE void TurnRows(D d, const TurnWalk& t, std::ptrdiff_t row, std::ptrdif
 }
 
 template <int kC>
-HWY_INLINE void TurnStep(const TurnWalk& t, std::ptrdiff_t row, Range columns) {
+HWY_INLINE void TurnStep(const TurnJob& t, std::ptrdiff_t row, Range columns) {
   const bool has_next = row + 2 * kStep <= t.rows;
   if (has_next) {
-    constexpr std::ptrdiff_t kLine = 64;
     const std::uint8_t* from = t.src + (row + kStep) / 4 * t.next_four;
     for (std::ptrdiff_t four = 0; four < kStep / 4; ++four, from += t.next_four)
-      for (std::ptrdiff_t i = 0; i < 4; ++i)
-        for (std::ptrdiff_t at = columns.begin * kC; at < columns.end * kC; at += kLine)
-          hwy::Prefetch(from + i * t.next_row + at);
+      PrefetchRows(from + columns.begin * kC, (columns.end - columns.begin) * kC, 4, t.next_row);
   }
   if (row + kStep <= t.rows)
     TurnRows<kC>(hn::ScalableTag<std::uint8_t>(), t, row, kStep, columns, has_next ? kStep * kC : 0);
@@ -189,18 +176,18 @@ HWY_INLINE void TurnStep(const TurnWalk& t, std::ptrdiff_t row, Range columns) {
     TurnRows<kC>(hn::FixedTag<std::uint8_t, 16>(), t, row, t.rows - row, columns, 0);
 }
 
-#endif  // HWY_TARGET == HWY_SCALAR
+#endif  // TN_BLOCKS
 
 template <int kC>
-HWY_INLINE void Turn(const TurnWalk& t) {
+HWY_INLINE void Turn(const TurnJob& t) {
   for (std::ptrdiff_t x = 0; x < t.columns; x += kStrip) {
     const Range columns = {x, HWY_MIN(x + kStrip, t.columns)};
     for (std::ptrdiff_t row = 0; row < t.rows; row += kStep) TurnStep<kC>(t, row, columns);
   }
 }
 
-void Turn3(const TurnWalk& t) { Turn<3>(t); }
-void Turn4(const TurnWalk& t) { Turn<4>(t); }
+void Turn3(const TurnJob& t) { Turn<3>(t); }
+void Turn4(const TurnJob& t) { Turn<4>(t); }
 
 }  // namespace
 }  // namespace TarnCPU::HWY_NAMESPACE
@@ -222,19 +209,20 @@ void turn(const unsigned char* src, int width, int height, unsigned char* dst, D
   const std::ptrdiff_t w = width, h = height;
   const std::ptrdiff_t w4 = w / 4 * 4, h4 = h / 4 * 4;
 
-  // What the walk over whole blocks does not reach.
+  // Blocks of 4x4 pixels leave out the last rows and columns of other sizes: those become zero.
   if (h4 < h)
     for (std::ptrdiff_t row = 0; row < w4; ++row)
       std::memset(dst + (row * h + h4) * kC, 0, static_cast<std::size_t>((h - h4) * kC));
   std::memset(dst + w4 * h * kC, 0, static_cast<std::size_t>((w - w4) * h * kC));
   if (w4 == 0 || h4 == 0) return;
 
-  TurnWalk t;
+  TurnJob t;
   t.rows = h4;
   t.columns = w4;
   t.src_end = src + w * h * kC;
   const std::ptrdiff_t row = w * kC;
-  const std::ptrdiff_t four_rows = 4 * row - (w - w4) * kC;  // the drift of odd sizes
+  // The contract's oddity: if w is no multiple of 4, every four rows begin that many pixels too early.
+  const std::ptrdiff_t four_rows = 4 * row - (w - w4) * kC;
   if (direction == Direction::kClockwise) {
     t.src = src + (h4 / 4 - 1) * four_rows + 3 * row;
     t.next_row = -row;
