@@ -1,3 +1,5 @@
+// YUV 4:2:0 to packed RGB, in integers whose results wrap.
+
 #include "tarnkit/src/cpu_x86/tn_yuv2rgb_cpu_x86.h"
 
 #include <cstddef>
@@ -7,12 +9,14 @@
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "tarnkit/src/cpu_x86/tn_yuv2rgb_cpu_x86.cpp"
-#include "hwy/foreach_target.h"
+#include "hwy/foreach_target.h"  // compiles this file again for every CPU target
+// After foreach_target.h, so that each target includes them again.
+#include "common/tn_blocks-inl.h"
+#include "common/tn_tail-inl.h"
 #include "hwy/highway.h"
 
 HWY_BEFORE_NAMESPACE();
-namespace TarnCPU {
-namespace HWY_NAMESPACE {
+namespace TarnCPU::HWY_NAMESPACE {
 namespace {
 
 // The documented formula is (64 Y + c) >> 6 with c from the chroma alone. 64 Y has no bits below the
@@ -34,10 +38,10 @@ inline void StorePixel(uint8_t y, const PairTerms& c, uint8_t* dst) {
   dst[2] = static_cast<uint8_t>(y + c.b);
 }
 
-#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
+#if TN_BLOCKS
 namespace hn = hwy::HWY_NAMESPACE;
 
-// No more than 32 bytes: 64 measured no faster, and its three blocks of four need more moving about.
+// Vectors of 32 bytes at most: those of 64 measured no faster, and need more shuffles before the stores.
 using Bytes = hn::CappedTag<uint8_t, 32>;
 using Words = hn::RepartitionToWide<Bytes>;
 using ByteVec = hn::Vec<Bytes>;
@@ -124,22 +128,19 @@ HWY_INLINE void StorePixels(const BlockTables& t, const uint8_t* y, const Vector
 template <int kU>
 void SemiPlanarRun(const uint8_t* y, const uint8_t* chroma, size_t count, uint8_t* dst) {
   size_t p = 0;
-#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
+#if TN_BLOCKS
   static constexpr BlockTables tables = MakeBlockTables();
   const Bytes d8;
   const Words d16;
   const size_t lanes = hn::Lanes(d8);
   const size_t paired = count & ~size_t{1};
   if (paired >= lanes) {
-    for (;;) {
-      const WordVec pairs = hn::BitCast(d16, hn::LoadU(d8, chroma + p));
+    ForEachStep(paired, lanes, [&](size_t i) TN_INLINE_LAMBDA {
+      const WordVec pairs = hn::BitCast(d16, hn::LoadU(d8, chroma + i));
       const WordVec first = hn::ShiftLeft<8>(pairs), second = hn::And(pairs, hn::Set(d16, 0xFF00));
-      StorePixels(tables, y + p, kU == 0 ? TermsOf(first, second) : TermsOf(second, first), dst + 3 * p);
-      p += lanes;
-      if (p == paired) break;
-      // The last vector goes back over finished pixels.
-      if (p + lanes > paired) p = paired - lanes;
-    }
+      StorePixels(tables, y + i, kU == 0 ? TermsOf(first, second) : TermsOf(second, first), dst + 3 * i);
+    });
+    p = paired;
   }
 #endif
   for (; p < count; p += 2) {
@@ -150,17 +151,17 @@ void SemiPlanarRun(const uint8_t* y, const uint8_t* chroma, size_t count, uint8_
   }
 }
 
-// Rows of the semi-planar walk. Each of the walk's passes starts 2 * w pixels after the last but runs
-// for 3 * w; what the next pass writes over the overhang has the same chroma as a walk without
-// overhangs, so only the overhang of the last pass shows.
+// The exported semi-planar conversion, which writes past the image. It is defined as passes of 3 * w
+// pixels that begin 2 * w pixels apart. Where a pass writes over the end of the one before, it writes
+// the same bytes; so all passes are one run, and only the last w pixels of the last pass come on top.
 template <int kU>
-void SemiPlanarWalk(const uint8_t* src, size_t w, size_t h, uint8_t* dst) {
+void SemiPlanarPasses(const uint8_t* src, size_t w, size_t h, uint8_t* dst) {
   const uint8_t* const chroma = src + w * h;
   const size_t end = (h + 1) / 2 * 2 * w;
   SemiPlanarRun<kU>(src, chroma, end, dst);
 
-  // The overhang: w pixels from `end`, with the chroma of the row above. With odd w it starts
-  // at the second pixel of a pair.
+  // These w pixels from `end` on take the chroma of the row above. With odd w they begin at the second
+  // pixel of a pair.
   size_t p = end;
   if (w % 2 != 0) {
     const uint8_t* const pair = chroma + (p - w - 1);
@@ -170,11 +171,11 @@ void SemiPlanarWalk(const uint8_t* src, size_t w, size_t h, uint8_t* dst) {
   SemiPlanarRun<kU>(src + p, chroma + (p - w), end + w - p, dst + 3 * p);
 }
 
-void Nv12Walk(const uint8_t* src, size_t w, size_t h, uint8_t* dst) {
-  SemiPlanarWalk<0>(src, w, h, dst);
+void Nv12Passes(const uint8_t* src, size_t w, size_t h, uint8_t* dst) {
+  SemiPlanarPasses<0>(src, w, h, dst);
 }
-void Nv21Walk(const uint8_t* src, size_t w, size_t h, uint8_t* dst) {
-  SemiPlanarWalk<1>(src, w, h, dst);
+void Nv21Passes(const uint8_t* src, size_t w, size_t h, uint8_t* dst) {
+  SemiPlanarPasses<1>(src, w, h, dst);
 }
 void Nv12Image(const uint8_t* y, const uint8_t* chroma, size_t count, uint8_t* dst) {
   SemiPlanarRun<0>(y, chroma, count, dst);
@@ -188,21 +189,19 @@ template <int kRows>
 void PlanarRows(const uint8_t* y, const uint8_t* u, const uint8_t* v, size_t w, uint8_t* dst) {
   const size_t pairs = w / 2;
   size_t i = 0;
-#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
+#if TN_BLOCKS
   static constexpr BlockTables tables = MakeBlockTables();
   const Words d16;
   const hn::Rebind<uint8_t, Words> dhalf;
   const size_t lanes = hn::Lanes(d16);
   if (pairs >= lanes) {
-    for (;;) {
-      const VectorTerms c = TermsOf(hn::ShiftLeft<8>(hn::PromoteTo(d16, hn::LoadU(dhalf, u + i))),
-                                    hn::ShiftLeft<8>(hn::PromoteTo(d16, hn::LoadU(dhalf, v + i))));
-      StorePixels(tables, y + 2 * i, c, dst + 6 * i);
-      if constexpr (kRows == 2) StorePixels(tables, y + w + 2 * i, c, dst + 3 * w + 6 * i);
-      i += lanes;
-      if (i == pairs) break;
-      if (i + lanes > pairs) i = pairs - lanes;
-    }
+    ForEachStep(pairs, lanes, [&](size_t k) TN_INLINE_LAMBDA {
+      const VectorTerms c = TermsOf(hn::ShiftLeft<8>(hn::PromoteTo(d16, hn::LoadU(dhalf, u + k))),
+                                    hn::ShiftLeft<8>(hn::PromoteTo(d16, hn::LoadU(dhalf, v + k))));
+      StorePixels(tables, y + 2 * k, c, dst + 6 * k);
+      if constexpr (kRows == 2) StorePixels(tables, y + w + 2 * k, c, dst + 3 * w + 6 * k);
+    });
+    i = pairs;
   }
 #endif
   for (; i < pairs; ++i) {
@@ -227,16 +226,15 @@ void PlanarImage(const uint8_t* y, const uint8_t* u, const uint8_t* v, size_t w,
 }
 
 }  // namespace
-}  // namespace HWY_NAMESPACE
-}  // namespace TarnCPU
+}  // namespace TarnCPU::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 namespace TarnCPU {
 namespace {
 
-HWY_EXPORT(Nv12Walk);
-HWY_EXPORT(Nv21Walk);
+HWY_EXPORT(Nv12Passes);
+HWY_EXPORT(Nv21Passes);
 HWY_EXPORT(Nv12Image);
 HWY_EXPORT(Nv21Image);
 HWY_EXPORT(PlanarImage);
@@ -262,13 +260,13 @@ void planarImageToRgb(const std::uint8_t* y, const std::uint8_t* u, const std::u
 
 void TN_CV::nv12_to_rgb_fast_asm(const unsigned char* src, int w, int h, unsigned char* dst) {
   if (w < 1 || h < 1) return;
-  HWY_DYNAMIC_DISPATCH(Nv12Walk)
+  HWY_DYNAMIC_DISPATCH(Nv12Passes)
   (src, static_cast<std::size_t>(w), static_cast<std::size_t>(h), dst);
 }
 
 void TN_CV::yuv420sp_to_rgb_fast_asm(const unsigned char* src, int w, int h, unsigned char* dst) {
   if (w < 1 || h < 1) return;
-  HWY_DYNAMIC_DISPATCH(Nv21Walk)
+  HWY_DYNAMIC_DISPATCH(Nv21Passes)
   (src, static_cast<std::size_t>(w), static_cast<std::size_t>(h), dst);
 }
 
@@ -277,7 +275,7 @@ void TN_CV::yuv420f_to_rgb(const unsigned char* src, int w, int h, unsigned char
   const std::size_t width = static_cast<std::size_t>(w), height = static_cast<std::size_t>(h);
   const std::size_t luma = width * height;
   const unsigned char* const u = src + luma;
-  // An odd last row gets a partner below the image: the walk knows pairs of rows only.
+  // By contract an odd last row brings another row with it, below the image.
   HWY_DYNAMIC_DISPATCH(PlanarImage)(src, u, u + luma / 4, width, (height + 1) / 2 * 2, dst);
 }
 
