@@ -1,4 +1,4 @@
-// Packed bytes to float planes.
+// Tensors from packed pixels: bytes to float planes.
 
 #include <cstddef>
 #include <cstdint>
@@ -10,7 +10,8 @@
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "platform/tn_cnn/src/tn_mat_pixels.cpp"
 #include "hwy/foreach_target.h"  // compiles this file again for every CPU target
-// Behind it, so that it is included again each time.
+// After foreach_target.h, so that each target includes them again.
+#include "common/tn_tail-inl.h"
 #include "hwy/highway.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -46,7 +47,7 @@ HWY_INLINE void SplitAt(DF df, const std::uint8_t* pixels, float* const planes[3
     StoreFloats(df, second, planes[1] + i);
     StoreFloats(df, third, planes[2] + i);
   } else {
-    // A pixel fills the lane of its floats.
+    // A pixel is as large as a float, so it stays in its lane.
     const hn::RebindToUnsigned<DF> du;
     const auto words = LoadWords(du, pixels + 4 * i);
     const auto store = [&](auto shifted, float* out) HWY_ATTR {
@@ -61,13 +62,8 @@ HWY_INLINE void SplitAt(DF df, const std::uint8_t* pixels, float* const planes[3
 
 template <int kC>
 void Split(const std::uint8_t* pixels, float* const planes[3], std::size_t count) {
-  const hn::ScalableTag<float> df;
-  const std::size_t lanes = hn::Lanes(df);
-  std::size_t i = 0;
-  for (; i + lanes <= count; i += lanes) SplitAt<kC>(df, pixels, planes, i);
-  // The last vector does some pixels once more.
-  if (i < count && count >= lanes) return SplitAt<kC>(df, pixels, planes, count - lanes);
-  for (; i < count; ++i) SplitAt<kC>(hn::CappedTag<float, 1>(), pixels, planes, i);
+  ForEachVector(hn::ScalableTag<float>(), count,
+                [&](auto df, std::size_t i) TN_INLINE_LAMBDA { SplitAt<kC>(df, pixels, planes, i); });
 }
 
 void Split3(const std::uint8_t* pixels, float* const planes[3], std::size_t count) {
