@@ -1,3 +1,4 @@
+// Overlaps of many boxes with many others.
 #include "tarnkit/src/cpu_x86/tn_overlap_cpu_x86.h"
 
 #undef HWY_TARGET_INCLUDE
@@ -29,8 +30,8 @@ void BestOverlaps(const OverlapTracks& tracks, const OverlapDetections& detectio
       const auto d_right = hn::Set(df, detections.right[j]);
       const auto d_bottom = hn::Set(df, detections.bottom[j]);
 
-      // Comparisons and selections as std::min and std::max make them, which decides where NaNs go:
-      // the minimum and maximum instructions of the CPUs differ in that.
+      // Comparisons and selections as in std::min and std::max: they treat NaNs in another way than the
+      // processors' minimum and maximum instructions.
       const auto near_x = hn::IfThenElse(hn::Lt(left, d_left), d_left, left);
       const auto near_y = hn::IfThenElse(hn::Lt(top, d_top), d_top, top);
       const auto far_x = hn::IfThenElse(hn::Lt(d_right, right), d_right, right);
@@ -46,11 +47,11 @@ void BestOverlaps(const OverlapTracks& tracks, const OverlapDetections& detectio
       const auto offset = hn::Or(hn::Gt(hn::Mul(beyond_x, hn::Sub(left, d_left)), zero),
                                  hn::Gt(hn::Mul(beyond_y, hn::Sub(top, d_top)), zero));
 
-      // Nearly all pairs end here, without the division. Were shared / whole, rounded, above best, then
-      // shared would be above best * whole exactly and, being a float, not below that product rounded
-      // (best is not negative, shared neither; where whole is, or a NaN is about, nothing is below).
-      const auto hopeless = hn::And(offset, hn::Lt(shared, hn::Mul(best, whole)));
-      if (hn::AllTrue(df, hopeless)) continue;
+      // Most pairs overlap less than `best` and are skipped without a division: if shared is below the
+      // rounded product best * whole, then the rounded quotient shared / whole is not above best. (best
+      // and shared are not negative; if whole is negative or a NaN is involved, the comparison fails.)
+      const auto not_better = hn::And(offset, hn::Lt(shared, hn::Mul(best, whole)));
+      if (hn::AllTrue(df, not_better)) continue;
 
       const auto overlap = hn::IfThenElse(offset, hn::Div(shared, whole), one);
       const auto better = hn::Gt(overlap, best);

@@ -1,17 +1,17 @@
 // Overlaps of many boxes with many others.
-#ifndef TN_KITS_SRC_CPU_X86_TN_OVERLAP_CPU_X86_H_
-#define TN_KITS_SRC_CPU_X86_TN_OVERLAP_CPU_X86_H_
+#ifndef TN_KITS_CPU_X86_TN_OVERLAP_CPU_X86_H_
+#define TN_KITS_CPU_X86_TN_OVERLAP_CPU_X86_H_
 
 #include <cstddef>
 #include <cstdint>
 
 namespace Tarn {
 
-// Arrays of tracks are readable (and those of results writable) up to a multiple of this many elements;
-// what stands in the excess does not matter.
+// Arrays of tracks are readable, and those of results writable, up to a multiple of this many elements.
+// The values behind the last track do not matter.
 constexpr std::size_t kOverlapBlock = 16;
 
-// Boxes as arrays, for the vectors' sake.
+// Boxes as one array a coordinate, which vectors can load.
 struct OverlapTracks {
   std::size_t count;
   const float *left, *top;      // x, y
@@ -33,4 +33,4 @@ void bestOverlaps(const OverlapTracks& tracks, const OverlapDetections& detectio
 
 }  // namespace Tarn
 
-#endif  // TN_KITS_SRC_CPU_X86_TN_OVERLAP_CPU_X86_H_
+#endif  // TN_KITS_CPU_X86_TN_OVERLAP_CPU_X86_H_
