@@ -1,6 +1,6 @@
 // The packed byte orders that kernels are instantiated for.
-#ifndef TN_KITS_SRC_CPU_X86_TN_BYTEORDER_CPU_X86_H_
-#define TN_KITS_SRC_CPU_X86_TN_BYTEORDER_CPU_X86_H_
+#ifndef TN_KITS_CPU_X86_TN_BYTEORDER_CPU_X86_H_
+#define TN_KITS_CPU_X86_TN_BYTEORDER_CPU_X86_H_
 
 #include <cstddef>
 
@@ -19,4 +19,4 @@ struct RgbOrder {
 
 }  // namespace TarnCPU
 
-#endif  // TN_KITS_SRC_CPU_X86_TN_BYTEORDER_CPU_X86_H_
+#endif  // TN_KITS_CPU_X86_TN_BYTEORDER_CPU_X86_H_

@@ -1,3 +1,4 @@
+// Colour matrices from the coefficients of the video standards.
 #include "tn_colormatrix.h"
 
 namespace Tarn {
@@ -29,7 +30,7 @@ _ConvertMatrixFromYUV makeYuvToRgbMatrix(const YuvToRgbOptions& options) {
   const double luma_black = limited ? 16.0 : 0.0;
   const double chroma_gain = limited ? 255.0 / (240.0 - 16.0) : 1.0;
 
-  // Rows R, G, B over (y, cb, cr); green is what the luma equation leaves.
+  // Rows R, G, B over (cb, cr). Green follows from the equation of luma.
   const double red_cr = 2.0 * (1.0 - kr);
   const double blue_cb = 2.0 * (1.0 - kb);
   const double rgb_from_cb_cr[3][2] = {

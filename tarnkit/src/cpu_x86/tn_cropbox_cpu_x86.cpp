@@ -1,4 +1,4 @@
-// A box of the upright picture in the frame as it is stored.
+// From a box of the upright picture to the same box of the frame as it is stored.
 #include "tn_cv.h"
 #include "tn_image.h"
 

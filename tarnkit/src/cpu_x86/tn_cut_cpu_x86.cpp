@@ -1,4 +1,4 @@
-// Rectangles cut out of planar and packed images: row copies, which the runtime library does best.
+// Rectangles cut out of planar and packed images: copies of rows.
 
 #include <cstddef>
 #include <cstdint>
@@ -22,7 +22,7 @@ void TN_CV::cut_sub_img_inchw_outchw(const float* src, int src_w, int src_h, flo
 void TN_CV::cut_sub_img_inhwc_outhwc(const unsigned char* src, int src_w, int /*src_h*/,
                                      unsigned char* dst, int w, int h, int x0, int y0, int c) {
   if (c < 1 || w < 1 || h < 1) return;
-  // The start wraps at 32 bits; unsigned arithmetic wraps without undefined behaviour.
+  // By contract the start wraps at 32 bits; unsigned arithmetic may wrap.
   const auto bits = [](int value) { return static_cast<std::uint32_t>(value); };
   const std::int32_t start = static_cast<std::int32_t>((bits(src_w) * bits(y0) + bits(x0)) * bits(c));
   const std::ptrdiff_t stride = std::ptrdiff_t{src_w} * c, row_bytes = std::ptrdiff_t{w} * c;

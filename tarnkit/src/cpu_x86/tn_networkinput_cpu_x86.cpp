@@ -1,8 +1,9 @@
 // Camera frames to the tensors that networks take: resize, colour, turn, mirror, floats.
 //
-// YUV frames are resized as planes, so that the colour conversion runs on the network's pixels, not on
-// the camera's. The resized planes lie in the work buffer that the colours do not go to. It holds 3
-// bytes a pixel or more: enough for the luma and for every chroma byte that the colour walks ask for.
+// YUV frames are resized as planes, so that the colour conversion runs on the network's pixels and not
+// on the camera's, of which there are more. One work buffer takes the resized planes and the other one
+// the colours. Each holds at least 3 bytes a pixel, enough for the luma and for every chroma byte that
+// the colour conversion reads.
 #include "tarnkit/src/cpu_x86/tn_networkinput_cpu_x86.h"
 
 #include <cstddef>
@@ -27,7 +28,7 @@ constexpr int kRgb = 1, kBgr = 2, kRgba = 8;
 constexpr int kRgbToBgr = kBgr << 16 | kRgb, kBgrToRgb = kRgb << 16 | kBgr;
 constexpr int kRgbaToRgb = kRgb << 16 | kRgba, kRgbaToBgr = kBgr << 16 | kRgba;
 
-// The size wanted, and the work buffers by what they are used for up to the turn.
+// The size wanted, and what the two work buffers hold before the turn.
 struct Target {
   int width, height;
   unsigned char* pixels_at;  // packed pixels, not turned yet
@@ -37,7 +38,7 @@ struct Target {
   }
 };
 
-// Inclusive corners in pixels of the stored frame, and what shows where they reach outside it.
+// Inclusive corners in pixels of the stored frame, and whether what lies outside it is grey or black.
 struct Crop {
   int left, top, right, bottom;
   bool pad_grey;
@@ -95,9 +96,9 @@ void prepareSemiPlanar(const _TN_Image& image, const Target& target, PairResizer
                  h / 2);
     coloured = std::size_t{2} * static_cast<std::size_t>(w / 2) * static_cast<std::size_t>(h / 2);
   }
-  // The walk goes on to a new chroma row with every row of luma and so leaves the plane half way down.
-  const std::size_t walked = (pixels + 1) / 2 * 2;
-  std::memset(chroma + coloured, kNeutralChroma, walked - coloured);
+  // The conversion takes a new chroma row for every row of luma, twice as many as there are.
+  const std::size_t converted = (pixels + 1) / 2 * 2;
+  std::memset(chroma + coloured, kNeutralChroma, converted - coloured);
   const auto order =
       image.pix_fmt == TN_PIX_FMT_NV21 ? Tarn::ChromaOrder::kVFirst : Tarn::ChromaOrder::kUFirst;
   semiPlanarImageToRgb(luma, chroma, w, h, order, target.pixels_at);
@@ -120,7 +121,7 @@ void resizePlanes(const Planes<const unsigned char>& from, const Planes<unsigned
 
 void cropPlanes(const Planes<const unsigned char>& from, const Planes<unsigned char>& to,
                 const Crop& crop) {
-  // Halved, the corners of an empty rectangle can meet in one chroma sample.
+  // An empty rectangle may have halved corners that enclose a chroma sample.
   if (!crop.hasArea()) return;
   crop_resize_nearest_c1(from.y, from.width, from.height, to.y, to.width, to.height, crop.left, crop.top,
                          crop.right, crop.bottom);
@@ -142,11 +143,11 @@ void preparePlanar(const _TN_Image& image, const Target& target, const Crop* cro
   unsigned char* const u = y + pixels;
   unsigned char* const v = u + pixels / 4;
   const Planes<unsigned char> to = {y, u, v, target.width, target.height};
-  // With odd sizes there is a gap between U and V, and the walk of an odd last row runs on into it and
-  // past V.
-  const std::size_t walked =
+  // With odd sizes the chroma planes do not touch, and the conversion of an odd last row reads into the
+  // gap and past V.
+  const std::size_t converted =
       static_cast<std::size_t>(target.width / 2) * ((static_cast<std::size_t>(target.height) + 1) / 2);
-  const std::size_t chroma = static_cast<std::size_t>(v - u) + walked;
+  const std::size_t chroma = static_cast<std::size_t>(v - u) + converted;
   if (crop != nullptr) {
     std::memset(y, crop->pad_grey ? kGrey : kBlack, pixels);
     std::memset(u, kNeutralChroma, chroma);
@@ -173,7 +174,7 @@ void preparePacked(const _TN_Image& image, int channels, const Target& target, c
 enum class Turn { kNone, kClockwise, kAnticlockwise, kHalf };
 
 // A frame that asks for both quarter turns gets one: clockwise if it is YUV, anticlockwise if it is
-// packed. The difference is kept for producers that set both.
+// packed. Callers that set both rely on it.
 Turn turnOf(std::uint32_t orient, bool yuv) {
   const bool clockwise = (orient & TN_ORIENT_ROTATE_90) != 0;
   const bool anticlockwise = (orient & TN_ORIENT_ANTI_ROTATE_90) != 0;
@@ -191,8 +192,8 @@ struct PackedSize {
   }
 };
 
-// Two quarter turns, the second one on what the first one left, whatever its shape: only squares whose
-// sides are multiples of 4 come out upside down.
+// Two quarter turns, both with the sizes of the source: only squares whose sides are multiples of 4 come
+// out upside down. Callers rely on it.
 void halfTurnByQuarters(const unsigned char* src, const PackedSize& size, unsigned char* dst) {
   const int w = size.width, h = size.height;
   if (w == h && w % 4 == 0) return rotate180_pixels(src, w, h, dst, 3);
@@ -241,8 +242,8 @@ void prepare(const Request& request, Mat& out, const Crop* crop) {
   const Turn turn = turnOf(image.orient, packing.yuv);
   const PackedSize size = {w, h, packing.channels};
 
-  // Pixels that are not turned are made where a turn would leave them, unless they must be made on top
-  // of what work_a holds.
+  // Without a turn the pixels are made in work_b at once, unless the conversion leaves some of them as
+  // they are: then it must run in work_a, which holds what they shall be.
   const bool semi_planar = packing.yuv && image.pix_fmt != TN_PIX_FMT_YUVI420;
   const bool covers_all = semi_planar || (crop == nullptr && (!packing.yuv || w % 2 == 0));
   const bool in_place = turn == Turn::kNone && covers_all;
@@ -264,7 +265,7 @@ void prepare(const Request& request, Mat& out, const Crop* crop) {
                                                                packing.channels);
     pixels = request.work_a;
   }
-  // A video loop gets the memory of the tensor before, still in the caches.
+  // The old tensor is freed first, so that the new one takes over its memory, which is still cached.
   out = Mat();
   out = Mat::from_pixels(pixels, request.to_bgr ? packing.bgr_type : packing.rgb_type, w, h, nullptr);
 }

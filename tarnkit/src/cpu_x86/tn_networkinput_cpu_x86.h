@@ -1,6 +1,6 @@
 // Steps of network input preparation that stand on their own.
-#ifndef TN_KITS_SRC_CPU_X86_TN_NETWORKINPUT_CPU_X86_H_
-#define TN_KITS_SRC_CPU_X86_TN_NETWORKINPUT_CPU_X86_H_
+#ifndef TN_KITS_CPU_X86_TN_NETWORKINPUT_CPU_X86_H_
+#define TN_KITS_CPU_X86_TN_NETWORKINPUT_CPU_X86_H_
 
 #include "tn_core.h"
 
@@ -15,8 +15,8 @@ void rotate180_pixels(const unsigned char* src, int width, int height, unsigned 
 
 // NOLINTEND(readability-identifier-naming)
 
-// Runs the planar colour conversion. What it throws is logged and goes on to the caller, who may know
-// nothing of kernels and report no more than that the frame was lost.
+// Runs the planar colour conversion. An exception is logged and thrown on: callers may report no more
+// than that the frame was lost.
 template <class Convert>
 void convertPlanarLogged(const Convert& convert) {
   try {
@@ -29,4 +29,4 @@ void convertPlanarLogged(const Convert& convert) {
 
 }  // namespace TarnCPU
 
-#endif  // TN_KITS_SRC_CPU_X86_TN_NETWORKINPUT_CPU_X86_H_
+#endif  // TN_KITS_CPU_X86_TN_NETWORKINPUT_CPU_X86_H_

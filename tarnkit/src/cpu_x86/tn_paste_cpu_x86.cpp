@@ -9,7 +9,7 @@ namespace TarnCPU {
 
 void TN_CV::cover_mid_img_with_littleImg_inMat_outFloatPointer(float* dst, int dst_width, int dst_height,
                                                                Mat little) {
-  // Sizes may be below 0, those of views with data too.
+  // Sizes may be negative, even in views with data: empty() covers that.
   if (little.empty()) return;
   const std::ptrdiff_t x0 = (dst_width - little.w) / 2, y0 = (dst_height - little.h) / 2;
   const std::ptrdiff_t dst_plane = static_cast<std::ptrdiff_t>(dst_width) * dst_height;

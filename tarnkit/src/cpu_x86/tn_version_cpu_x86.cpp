@@ -11,7 +11,8 @@ HWY_BEFORE_NAMESPACE();
 namespace Tarn::HWY_NAMESPACE {
 namespace {
 
-// Dispatched as every kernel is, so that it names what they run on and not what the processor has.
+// Dispatched like the kernels: names the set that they run on, which need not be the best of the
+// processor.
 const char* TargetInUse() { return hwy::TargetName(HWY_TARGET); }
 
 }  // namespace
