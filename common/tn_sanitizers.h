@@ -1,3 +1,4 @@
+// Whether the build runs under a sanitizer.
 #ifndef TN_KITS_COMMON_TN_SANITIZERS_H_
 #define TN_KITS_COMMON_TN_SANITIZERS_H_
 
