@@ -1,13 +1,12 @@
 // Bilinear resizing of packed bytes with any number of channels: the vector form of the resizers' rule.
 // To be included in a file that is compiled again for every CPU target.
 //
-// An output row is a blend of two source rows that were first resized across, into 16-bit values.
-// Across, bytes are picked by windows (common/tn_windows.h): a 32-bit lane gets the first bytes of two
-// samples and then the second ones, to be parted by a mask and a shift and weighed by pairs. Pixels of
-// 4 bytes that are too far apart for one window are loaded pair by pair. (Hardware gathers of them are a
-// tenth faster than windows on some processors and several times slower on others.)
-// Rows are kept as vectors of even samples and of odd samples in turn,
-// so that the blend can join them by a shift and an Or instead of narrowing lanes across blocks.
+// Source rows are first resized across, into 16-bit values; two such rows are then blended to an output
+// row. Across: a shuffle of windows (tn_windows.h) fills each 32-bit lane with the left-hand bytes of
+// two samples and then the right-hand ones. A mask keeps the even sample's pair, a shift the odd one's,
+// and one multiplication with addition of neighbours weighs a pair. The results stay separate, a vector
+// of even samples and one of odd samples in turn. The blend can then join them by a shift and an Or,
+// which is cheaper than narrowing lanes.
 #if defined(TN_KITS_COMMON_TN_RESIZE_INL_H_) == defined(HWY_TARGET_TOGGLE)
 #ifdef TN_KITS_COMMON_TN_RESIZE_INL_H_
 #undef TN_KITS_COMMON_TN_RESIZE_INL_H_
@@ -54,18 +53,18 @@ struct Columns {
   std::int16_t* weights;  // a pair for each 32-bit lane, in the order in which they are multiplied
 };
 
-// Packing turns two vectors of 32-bit lanes to one of 16-bit lanes.
+// ReorderDemote2To packs two vectors of 32-bit lanes into one of 16-bit lanes, block by block.
 using ColumnLayout = VectorLayout<2, kBytes / kBlockBytes>;
 constexpr std::size_t kMostWindows = 8;
 
-// The weights of even and odd samples are the same where the two are of one pixel.
+// Even and odd samples share their weights if they belong to the same pixel.
 template <int kC>
 constexpr std::size_t kParities = kC % 2 == 0 ? 1 : 2;
 
 using BuildFunction = void (*)(const std::uint8_t* row, const Columns& columns, std::int16_t* out);
 
-// Adds the products of neighbouring 16-bit lanes: on x86 this operation keeps them in order, as the
-// packing keeps each 128-bit block.
+// Adds the products of neighbouring 16-bit lanes. Highway leaves open where the sums go; on x86 they
+// stay in order.
 HWY_INLINE hn::Vec<D32> Weigh(hn::Vec<D16> bytes, const std::int16_t* weights) {
   const D32 d32;
   auto unused = hn::Zero(d32);
@@ -73,30 +72,16 @@ HWY_INLINE hn::Vec<D32> Weigh(hn::Vec<D16> bytes, const std::int16_t* weights) {
       hn::ReorderWidenMulAccumulate(d32, bytes, hn::Load(D16(), weights), hn::Zero(d32), unused));
 }
 
-// Taps come from a table of windows, the next vector of them at each call.
-template <std::size_t kWindows>
-class WindowedTaps {
+// Reads pixels of 4 bytes that are too far apart for one window. A pixel and its right-hand neighbour
+// are 8 bytes: loading each such pair is faster than several windows. Hardware gathers would be a tenth
+// faster than windows on some processors, but several times slower on others.
+class PixelPairReader {
  public:
-  WindowedTaps(const std::uint8_t* row, const Columns& columns)
-      : row_(row), offsets_(columns.tables.offsets), shuffles_(columns.tables.shuffles) {}
-  HWY_INLINE hn::Vec<D8> next() { return PickNextBytes<kWindows>(D8(), row_, offsets_, shuffles_); }
-
- private:
-  const std::uint8_t* row_;
-  const std::int32_t* offsets_;
-  const std::uint8_t* shuffles_;
-};
-
-// A pixel of 4 bytes and its neighbour are one piece of 8 bytes: where two of them are too far apart for
-// a window, loading each is quicker than several windows.
-class PixelPairTaps {
- public:
-  PixelPairTaps(const std::uint8_t* row, const Columns& columns)
-      : row_(row), offsets_(columns.tables.offsets) {}
-  HWY_INLINE hn::Vec<D8> next() {
+  PixelPairReader(const std::uint8_t* row, const WindowTables& tables)
+      : row_(row), offsets_(tables.offsets) {}
+  HWY_INLINE hn::Vec<D8> next(D8 d8) {
     alignas(16) static constexpr std::uint8_t kPlaces[16] = {0, 1, 4,  5,  2,  3,  6,  7,
                                                              8, 9, 12, 13, 10, 11, 14, 15};
-    const D8 d8;
     const auto pairs = GatherHalfBlocks(d8, [&](std::size_t i) HWY_ATTR { return row_ + offsets_[i]; });
     offsets_ += kBytes / 8;
     return hn::TableLookupBytes(pairs, hn::LoadDup128(d8, kPlaces));
@@ -107,17 +92,17 @@ class PixelPairTaps {
   const std::int32_t* offsets_;
 };
 
-template <std::size_t kParities, class Taps>
+template <std::size_t kParities, class Reader>
 void BuildRow(const std::uint8_t* row, const Columns& columns, std::int16_t* out) {
   const D16 d16;
   const hn::RebindToUnsigned<D16> du16;
   const auto low_bytes = hn::Set(du16, 0xFF);
-  Taps taps(row, columns);
+  Reader taps(row, columns.tables);
   const std::int16_t* weights = columns.weights;
   constexpr std::size_t kHalf = kBytes / 2, kOdd = kParities == 1 ? 0 : kHalf;
   for (std::size_t step = 0; step < columns.steps; ++step) {
-    const auto v0 = hn::BitCast(du16, taps.next());
-    const auto v1 = hn::BitCast(du16, taps.next());
+    const auto v0 = hn::BitCast(du16, taps.next(D8()));
+    const auto v1 = hn::BitCast(du16, taps.next(D8()));
     const std::int16_t* const weights1 = weights + kHalf * kParities;
     const auto even0 = Weigh(hn::BitCast(d16, hn::And(v0, low_bytes)), weights);
     const auto even1 = Weigh(hn::BitCast(d16, hn::And(v1, low_bytes)), weights1);
@@ -142,7 +127,7 @@ void BlendRows(const std::int16_t* row0, const std::int16_t* row1, const ResizeT
                                   hn::MulHigh(hn::Load(d16, row1 + i), weight1));
     return hn::Add(products, half);
   };
-  // The odd bytes go down by 2 and up by 8 bits in one shift.
+  // Odd results move down by 2 bits and up to the upper byte by 8: in one shift.
   const auto blended = [&](std::size_t i) HWY_ATTR {
     const auto even = hn::ShiftRight<2>(sum(i)), odd = hn::ShiftLeft<6>(sum(i + kBytes / 2));
     return hn::BitCast(d8, hn::OrAnd(even, odd, odd_bytes));
@@ -168,23 +153,24 @@ void FillWeights(const ResizeAxis& across, std::size_t samples, const Columns& c
     }
 }
 
-// Fills the tables of `samples` samples, whole steps of them, and tells what builds rows by them.
+// Fills the tables for `samples` samples, whole steps of them, and returns the function that builds rows
+// by them.
 template <int kC, std::size_t kWindows>
 BuildFunction PrepareWindows(const std::int32_t* sources, std::size_t samples, std::ptrdiff_t row_bytes,
                              const Columns& columns) {
   fillWindows<kWindows>(TapSamples<kC>(), ColumnLayout(), sources, samples, row_bytes, columns.tables);
-  return BuildRow<kParities<kC>, WindowedTaps<kWindows>>;
+  return BuildRow<kParities<kC>, WindowReader<kWindows>>;
 }
 
-// As PrepareWindows, for PixelPairTaps.
+// As PrepareWindows, for PixelPairReader.
 inline BuildFunction PreparePixelPairs(const std::int32_t* sources, std::size_t samples,
                                        std::ptrdiff_t /*row_bytes*/, const Columns& columns) {
   for (std::size_t n = 0; n < samples / 8; ++n) {
     std::int32_t* const at = columns.tables.offsets + 2 * ColumnLayout::placeOf(n, 1, 0);
-    at[0] = sources[8 * n] / 4 * 4;  // what fills up the last step are repetitions of the last byte
+    at[0] = sources[8 * n] / 4 * 4;  // rounded down for the padding, which repeats the last byte
     at[1] = sources[8 * n + 4] / 4 * 4;
   }
-  return BuildRow<kParities<4>, PixelPairTaps>;
+  return BuildRow<kParities<4>, PixelPairReader>;
 }
 
 template <int kC>
@@ -211,27 +197,19 @@ void ResizeBilinear(const ResizeJob& job) {
   const std::size_t width = static_cast<std::size_t>(job.dw), height = static_cast<std::size_t>(job.dh);
   const std::size_t samples = width * kC;
   const std::size_t padded = (samples + kBytes - 1) / kBytes * kBytes;
-  Scratch scratch(Scratch::bytesFor<ResizeTap>(width) + Scratch::bytesFor<ResizeTap>(height) +
-                  Scratch::bytesFor<std::int32_t>(padded) +
-                  Scratch::bytesFor<std::int32_t>(padded / 8 * kMostWindows) +
-                  Scratch::bytesFor<std::uint8_t>(padded * 2 * kMostWindows) +
-                  Scratch::bytesFor<std::int16_t>(padded * kParities<kC>) +
-                  2 * Scratch::bytesFor<std::int16_t>(padded));
-  const ResizeAxis across = makeResizeAxis(job.sw, job.dw, scratch.take<ResizeTap>(width));
-  const ResizeAxis rows = makeResizeAxis(job.sh, job.dh, scratch.take<ResizeTap>(height));
-  std::int32_t* const sources = scratch.take<std::int32_t>(padded);
-  Columns columns;
-  columns.steps = padded / kBytes;
-  columns.tables.offsets = scratch.take<std::int32_t>(padded / 8 * kMostWindows);
-  columns.tables.shuffles = scratch.take<std::uint8_t>(padded * 2 * kMostWindows);
-  columns.weights = scratch.take<std::int16_t>(padded * kParities<kC>);
-  std::int16_t* const held[2] = {scratch.take<std::int16_t>(padded), scratch.take<std::int16_t>(padded)};
+  Scratch scratch;
+  const auto [column_taps, row_taps, sources, offsets, shuffles, weights, row0, row1] = scratch.allocate(
+      ScratchArray<ResizeTap>{width}, ScratchArray<ResizeTap>{height},
+      ScratchArray<std::int32_t>{padded}, ScratchArray<std::int32_t>{padded / 8 * kMostWindows},
+      ScratchArray<std::uint8_t>{padded * 2 * kMostWindows},
+      ScratchArray<std::int16_t>{padded * kParities<kC>}, ScratchArray<std::int16_t>{padded},
+      ScratchArray<std::int16_t>{padded});
+  const ResizeAxis across = makeResizeAxis(job.sw, job.dw, column_taps);
+  const ResizeAxis rows = makeResizeAxis(job.sh, job.dh, row_taps);
+  const Columns columns = {padded / kBytes, {offsets, shuffles}, weights};
+  std::int16_t* const held[2] = {row0, row1};
 
-  for (std::size_t i = 0; i < samples; ++i)
-    sources[i] = across.taps[i / kC].first * kC + static_cast<std::int32_t>(i % kC);
-  // The last step is filled up with repetitions, which are not stored.
-  std::fill(sources + samples, sources + padded, sources[samples - 1]);
-
+  fillSources<kC>([&](std::size_t x) { return across.taps[x].first; }, samples, padded, sources);
   const BuildFunction build = PrepareColumns<kC>(sources, padded, row_bytes, columns);
   FillWeights<kC>(across, padded, columns);
   forEachResizeRow(

@@ -1,6 +1,6 @@
 // The bilinear fixed-point rule of the byte resizers: where an output pixel lies, its weights, and the
-// plain arithmetic for any number of channels. Vector code may replace the two row functions; the rest
-// serves it as it is.
+// plain arithmetic for any number of channels. Vector code replaces the two row functions and shares the
+// rest.
 #ifndef TN_KITS_COMMON_TN_RESIZE_RULE_H_
 #define TN_KITS_COMMON_TN_RESIZE_RULE_H_
 
@@ -29,7 +29,7 @@ inline std::int16_t resizeWeight(float share) {
   return static_cast<std::int16_t>(scaled + 0.5f);
 }
 
-// Fills `taps`, which has room for `count` of them, for `source` positions: at least 1.
+// Fills taps[0] to taps[count - 1] for an axis of `source` positions: at least 1.
 inline ResizeAxis makeResizeAxis(int source, int count, ResizeTap* taps) {
   if (source == 1) {
     // There is no second pixel to read, whatever its weight.
@@ -70,10 +70,10 @@ inline void blendResizeRows(const std::int16_t* row0, const std::int16_t* row1, 
   }
 }
 
-// Walks the output rows. build(source row, slot) fills row buffer 0 or 1; blend(output row, tap, slot of
-// the tap's first row, slot of its second) uses them. A row that is still in a buffer is not built
-// again. A second row of weight 0 is not built at all: blend gets the first one's slot in its place. A
-// first row is built whatever it weighs.
+// For every output row: build(source row, slot) resizes a source row across into row buffer 0 or 1,
+// unless one of them holds it already; then blend(output row, tap, slot of the tap's first row, slot of
+// its second). A second row of weight 0 is not built: blend gets the slot of the first row twice. A
+// first row is built whatever its weight.
 template <class Build, class Blend>
 void forEachResizeRow(const ResizeAxis& rows, Build build, Blend blend) {
   std::int32_t held[2] = {-1, -1};
@@ -93,7 +93,7 @@ void forEachResizeRow(const ResizeAxis& rows, Build build, Blend blend) {
   }
 }
 
-// Packed bytes from and to; at least 1 pixel each.
+// Packed pixels; both images have at least 1.
 struct ResizeJob {
   const std::uint8_t* src;
   int sw, sh;
@@ -101,16 +101,17 @@ struct ResizeJob {
   int dw, dh;
 };
 
-// Of any size, without vectors. Throws std::bad_alloc.
+// The resizer without vectors. Throws std::bad_alloc.
 template <int kC>
 void resizeBilinearPlain(const ResizeJob& job) {
   const std::size_t width = static_cast<std::size_t>(job.dw), height = static_cast<std::size_t>(job.dh);
-  Scratch scratch(Scratch::bytesFor<ResizeTap>(width) + Scratch::bytesFor<ResizeTap>(height) +
-                  2 * Scratch::bytesFor<std::int16_t>(width * kC));
-  const ResizeAxis columns = makeResizeAxis(job.sw, job.dw, scratch.take<ResizeTap>(width));
-  const ResizeAxis rows = makeResizeAxis(job.sh, job.dh, scratch.take<ResizeTap>(height));
-  std::int16_t* const held[2] = {scratch.take<std::int16_t>(width * kC),
-                                 scratch.take<std::int16_t>(width * kC)};
+  Scratch scratch;
+  const auto [column_taps, row_taps, row0, row1] =
+      scratch.allocate(ScratchArray<ResizeTap>{width}, ScratchArray<ResizeTap>{height},
+                       ScratchArray<std::int16_t>{width * kC}, ScratchArray<std::int16_t>{width * kC});
+  const ResizeAxis columns = makeResizeAxis(job.sw, job.dw, column_taps);
+  const ResizeAxis rows = makeResizeAxis(job.sh, job.dh, row_taps);
+  std::int16_t* const held[2] = {row0, row1};
   forEachResizeRow(
       rows,
       [&](std::int32_t row, int slot) {

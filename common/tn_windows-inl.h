@@ -1,4 +1,4 @@
-// Bytes picked from a row by byte shuffles: the vector side. To be included in a file that is compiled
+// Bytes picked from a row by byte shuffles: the vector code. To be included in a file that is compiled
 // again for every CPU target.
 #if defined(TN_KITS_COMMON_TN_WINDOWS_INL_H_) == defined(HWY_TARGET_TOGGLE)
 #ifdef TN_KITS_COMMON_TN_WINDOWS_INL_H_
@@ -28,20 +28,28 @@ HWY_INLINE hn::Vec<D> PickWindow(D d8, const std::uint8_t* row, const std::int32
   return hn::TableLookupBytesOr0(windows, hn::Load(d8, shuffles));
 }
 
-// A vector of picked bytes from tables in VectorLayout, and on to the entries of the next one.
-template <std::size_t kWindows, class D>
-HWY_INLINE hn::Vec<D> PickNextBytes(D d8, const std::uint8_t* row, const std::int32_t*& offsets,
-                                    const std::uint8_t*& shuffles) {
-  constexpr std::size_t kBlocks = kVectorBytes<D> / kBlockBytes;
-  auto v = hn::Zero(d8);
-  for (std::size_t window = 0; window < kWindows; ++window) {
-    const auto picked = PickWindow(d8, row, offsets, shuffles);
-    v = window == 0 ? picked : hn::Or(v, picked);
-    offsets += kBlocks;
-    shuffles += kVectorBytes<D>;
+// The picked bytes of a row, vector after vector, by tables in VectorLayout.
+template <std::size_t kWindows>
+class WindowReader {
+ public:
+  WindowReader(const std::uint8_t* row, const WindowTables& tables)
+      : row_(row), offsets_(tables.offsets), shuffles_(tables.shuffles) {}
+  template <class D>
+  HWY_INLINE hn::Vec<D> next(D d8) {
+    constexpr std::size_t kBytes = kVectorBytes<D>, kBlocks = kBytes / kBlockBytes;
+    auto v = PickWindow(d8, row_, offsets_, shuffles_);
+    for (std::size_t i = 1; i < kWindows; ++i)
+      v = hn::Or(v, PickWindow(d8, row_, offsets_ + i * kBlocks, shuffles_ + i * kBytes));
+    offsets_ += kWindows * kBlocks;
+    shuffles_ += kWindows * kBytes;
+    return v;
   }
-  return v;
-}
+
+ private:
+  const std::uint8_t* row_;
+  const std::int32_t* offsets_;
+  const std::uint8_t* shuffles_;
+};
 
 }  // namespace
 }  // namespace TarnCPU::HWY_NAMESPACE

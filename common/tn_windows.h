@@ -81,6 +81,16 @@ inline bool windowsFit(std::ptrdiff_t row_bytes) {
          row_bytes <= std::numeric_limits<std::int32_t>::max();
 }
 
+// The sources of samples: byte k of the kC bytes of output pixel x comes from byte k of source pixel
+// pixelOf(x). Repeats the last one up to `padded`, for vectors whose excess is not stored.
+template <int kC, class PixelOf>
+void fillSources(const PixelOf& pixelOf, std::size_t samples, std::size_t padded,
+                 std::int32_t* sources) {
+  for (std::size_t i = 0; i < samples; ++i)
+    sources[i] = pixelOf(i / kC) * kC + static_cast<std::int32_t>(i % kC);
+  std::fill(sources + samples, sources + padded, sources[samples - 1]);
+}
+
 // Whether a window for each kWindows-th part of a block holds the sources of its samples. sources: the
 // byte of the row at which each of `count` samples begins; whole blocks of them.
 template <std::size_t kWindows, class Samples>

@@ -5,7 +5,7 @@
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "platform/tn_cnn/src/tn_resize_bilinear.cpp"
 #include "hwy/foreach_target.h"  // compiles this file again for every CPU target
-// Behind it, so that it is included again each time.
+// After foreach_target.h, so that each target includes them again.
 #include "common/tn_resize-inl.h"
 #include "hwy/highway.h"
 

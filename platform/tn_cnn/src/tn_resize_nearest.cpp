@@ -1,7 +1,7 @@
 // Nearest-neighbour resizing of packed bytes, of a whole image or of a rectangle of it.
 //
-// The bytes of an output row are picked by windows (common/tn_windows.h) where four output bytes or more
-// come from one window, and else pixel by pixel. Output rows with the same source row are copies.
+// The bytes of an output row are picked by windows (common/tn_windows.h) if each window serves four of
+// them or more, otherwise pixel by pixel. Output rows with the same source row are copies.
 
 #include <algorithm>
 #include <cstddef>
@@ -13,7 +13,7 @@
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "platform/tn_cnn/src/tn_resize_nearest.cpp"
 #include "hwy/foreach_target.h"  // compiles this file again for every CPU target
-// Behind it, so that it is included again each time.
+// After foreach_target.h, so that each target includes them again.
 #include "common/tn_scratch.h"
 #include "common/tn_tail-inl.h"
 #include "common/tn_windows-inl.h"
@@ -40,7 +40,7 @@ struct Image {
 struct Axis {
   int outputs, low;
   std::int64_t length;
-  // The outputs whose source lies inside form one run, since positions only rise.
+  // The outputs whose source lies inside the image: one run, since positions do not fall.
   int begin, end;
 
   // No intermediate overflows: i < 2^31, length <= 2^32.
@@ -101,12 +101,10 @@ using PickFunction = void (*)(const std::uint8_t* row, const WindowTables& table
 template <std::size_t kWindows>
 void PickRow(const std::uint8_t* row, const WindowTables& tables, std::size_t count, std::uint8_t* out) {
   const D8 d8;
-  const std::int32_t* offsets = tables.offsets;
-  const std::uint8_t* shuffles = tables.shuffles;
+  WindowReader<kWindows> bytes(row, tables);
   std::size_t i = 0;
-  for (; i + kBytes <= count; i += kBytes)
-    hn::StoreU(PickNextBytes<kWindows>(d8, row, offsets, shuffles), d8, out + i);
-  if (i < count) StoreFirst(PickNextBytes<kWindows>(d8, row, offsets, shuffles), d8, count - i, out + i);
+  for (; i + kBytes <= count; i += kBytes) hn::StoreU(bytes.next(d8), d8, out + i);
+  if (i < count) StoreFirst(bytes.next(d8), d8, count - i, out + i);
 }
 
 template <std::size_t kWindows>
@@ -128,24 +126,21 @@ void ResizeNearest(const NearestJob& job) {
   const std::size_t width = static_cast<std::size_t>(job.columns.end - job.columns.begin);
   const std::size_t samples = width * kC;
   const std::size_t padded = (samples + kStep - 1) / kStep * kStep;
-  Scratch scratch(Scratch::bytesFor<std::int32_t>(width) + Scratch::bytesFor<std::int32_t>(padded) +
-                  Scratch::bytesFor<std::int32_t>(padded / 16 * kMostWindows) +
-                  Scratch::bytesFor<std::uint8_t>(padded * kMostWindows));
-  std::int32_t* const columns = scratch.take<std::int32_t>(width);
+  Scratch scratch;
+  const auto [columns, sources, offsets, shuffles] =
+      scratch.allocate(ScratchArray<std::int32_t>{width}, ScratchArray<std::int32_t>{padded},
+                       ScratchArray<std::int32_t>{padded / 16 * kMostWindows},
+                       ScratchArray<std::uint8_t>{padded * kMostWindows});
+  const std::int32_t* const pixels = columns;
   for (std::size_t x = 0; x < width; ++x)
     columns[x] =
         static_cast<std::int32_t>(job.columns.positionOf(job.columns.begin + static_cast<int>(x)));
 #if TN_BLOCKS
   const std::ptrdiff_t row_bytes = static_cast<std::ptrdiff_t>(job.image.sw) * kC;
   if (windowsFit(row_bytes)) {
-    std::int32_t* const sources = scratch.take<std::int32_t>(padded);
-    for (std::size_t i = 0; i < samples; ++i)
-      sources[i] = columns[i / kC] * kC + static_cast<std::int32_t>(i % kC);
-    // The last step is filled up with repetitions, which are not stored.
-    std::fill(sources + samples, sources + padded, sources[samples - 1]);
-    const WindowTables tables = {scratch.take<std::int32_t>(padded / 16 * kMostWindows),
-                                 scratch.take<std::uint8_t>(padded * kMostWindows)};
-    // At one pixel a window, a plain copy of the pixel is as good.
+    const WindowTables tables = {offsets, shuffles};
+    fillSources<kC>([pixels](std::size_t x) { return pixels[x]; }, samples, padded, sources);
+    // A window for each pixel of 4 bytes would be no faster than a copy of the pixel.
     const auto prepare = windowsHold<1>(PlainSamples(), sources, padded)             ? PreparePick<1>
                          : windowsHold<2>(PlainSamples(), sources, padded)           ? PreparePick<2>
                          : kC < 4 && windowsHold<4>(PlainSamples(), sources, padded) ? PreparePick<4>
@@ -157,9 +152,8 @@ void ResizeNearest(const NearestJob& job) {
     }
   }
 #endif
-  forEachNearestRow<kC>(job, [&](const std::uint8_t* row, std::uint8_t* out) {
-    copyPixels<kC>(row, columns, width, out);
-  });
+  forEachNearestRow<kC>(
+      job, [&](const std::uint8_t* row, std::uint8_t* out) { copyPixels<kC>(row, pixels, width, out); });
 }
 
 void NearestC1(const NearestJob& job) { ResizeNearest<1>(job); }

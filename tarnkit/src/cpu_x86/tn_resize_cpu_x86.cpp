@@ -5,7 +5,7 @@
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "tarnkit/src/cpu_x86/tn_resize_cpu_x86.cpp"
 #include "hwy/foreach_target.h"  // compiles this file again for every CPU target
-// Behind it, so that it is included again each time.
+// After foreach_target.h, so that each target includes them again.
 #include "common/tn_resize-inl.h"
 #include "hwy/highway.h"
 
