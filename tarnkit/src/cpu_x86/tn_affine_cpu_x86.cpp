@@ -131,7 +131,7 @@ struct RowPlan {
 // Prefetches what a vector will read of plane q.
 HWY_INLINE void PrefetchTaps(const RowPlan& plan, int vector, const AffinePlanes& planes, int q) {
 #if HWY_TARGET <= HWY_AVX3
-  // Every other window covers those between as well.
+  // Windows overlap: every other one is enough.
   if (vector % 2 == 0) plan.windows[vector].prefetch(planes, q);
 #else
   (void)plan, (void)vector, (void)planes, (void)q;
@@ -237,7 +237,8 @@ struct Channels {
 };
 
 // Calls block(n, j, channels) for block n, which begins at column j, of the row of blocks at row i.
-// Planes that exceed the caches are taken one after the other, and the next one is prefetched meanwhile.
+// Planes that exceed the caches are taken one after the other, and the next one is prefetched while one
+// is written.
 template <class Block>
 HWY_INLINE void ForEachBlock(const RowPlan& plan, const AffineTile& t, const AffinePlanes& planes, int i,
                              const Block& block) {
@@ -380,7 +381,7 @@ struct Point {
 
 float centre(int pixel) { return static_cast<float>(pixel) + 0.5f; }
 float halfOf(int size) { return static_cast<float>(size) * 0.5f; }
-// From double on purpose: beyond the range of float it is infinite.
+// Computed in double and rounded once; infinite beyond the range of float.
 float rounded(double value) { return static_cast<float>(value); }
 
 using TileKernel = void (*)(const AffineTile& tile);
@@ -403,7 +404,7 @@ struct NormalisedTerms {
   static TileKernel kernel() { return HWY_DYNAMIC_DISPATCH(WarpAffine); }
 };
 
-// Heights among the factors of x and widths among those of y: see the contract.
+// By contract the terms of x have factors of heights, and those of y factors of widths.
 struct OptimizedTerms {
   float a0, a1, a2, b0, b1, b2;
   float step_x, step_y;
@@ -472,7 +473,7 @@ std::size_t planeOf(const Mat& mat) {
 
 int padded(int pixels) { return (pixels + kMostLanes - 1) / kMostLanes * kMostLanes; }
 
-// width, height: of the source, as far as it is to be read.
+// width, height: of the part of the source that may be read.
 template <class Terms>
 void warp(const Mat& src, int width, int height, const Mat& dst, int channels, const float* matrix) {
   const Terms terms(src, dst, matrix);

@@ -2,12 +2,13 @@
 // fetch them for a vector of pixels. To be included in a file that is compiled again for every CPU
 // target.
 //
-// WindowTaps, with AVX-512 only: a vector is a block of 4x4 pixels. Its taps lie in a window of 8x8
-// source pixels if the warp shrinks by less than 1.4 (less than 2 without rotation). Eight loads fetch
-// the window, and lookups in registers pick the taps. PairTaps: two taps of a row are neighbours, so one
-// load of 8 bytes fetches both. For vectors that no window holds, and for older instruction sets.
-// GatheredTaps: hardware gathers, which many processors carry out tap by tap in microcode. For the few
-// vectors with taps outside the source.
+// - WindowTaps, with AVX-512 only: a vector is a block of 4x4 pixels. Its taps lie in a window of 8x8
+//   source pixels if the warp shrinks by less than 1.4 (less than 2 without rotation). Eight loads fetch
+//   the window, and lookups in registers pick the taps.
+// - PairTaps: two taps of a row are neighbours, so one load of 8 bytes fetches both. For vectors that no
+//   window holds, and for older instruction sets.
+// - GatheredTaps: hardware gathers, which many processors carry out tap by tap in microcode. For the few
+//   vectors with taps outside the source.
 #if defined(TN_KITS_CPU_X86_TN_AFFINETAPS_CPU_X86_INL_H_) == defined(HWY_TARGET_TOGGLE)
 #ifdef TN_KITS_CPU_X86_TN_AFFINETAPS_CPU_X86_INL_H_
 #undef TN_KITS_CPU_X86_TN_AFFINETAPS_CPU_X86_INL_H_
@@ -116,14 +117,14 @@ class GatheredTaps {
 
 #if HWY_TARGET <= HWY_AVX3
 
-// The source pixels round the taps of a block.
+// The 8x8 source pixels that hold the taps of a block.
 class Window {
  public:
   static constexpr int kSide = 8;
 
   Window() = default;
-  // x0, y0: of the lanes of a block. Their least is at a corner, positions being monotonous in rows and
-  // in columns; where terms beyond the range of floats break that, holds() says so.
+  // x0, y0: of the lanes of a block. Positions only rise or only fall along rows and along columns, so
+  // the least is at a corner. Terms that overflow can break that; holds() then returns false.
   HWY_INLINE Window(const std::int32_t* x0, const std::int32_t* y0, int width, int height)
       : left_(std::max(std::min(LeastOfCorners(x0), width - kSide), 0)),
         top_(std::max(std::min(LeastOfCorners(y0), height - kSide), 0)),
@@ -139,7 +140,7 @@ class Window {
                                             hn::Gt(hn::BitCast(du, row(y)), most)));
   }
 
-  // Of pixels that it holds.
+  // Places in the window, row by row, of pixels that it holds.
   HWY_INLINE VI lanes(VI x, VI y) const { return hn::Add(hn::ShiftLeft<3>(row(y)), column(x)); }
 
   HWY_INLINE void prefetch(const AffinePlanes& planes, int q) const {

@@ -1,4 +1,4 @@
-// What the affine warps work in: tiles of the destination, and where their pixels sample the source.
+// A tile of an affine warp: where its pixels are, and where they sample the source.
 #ifndef TN_KITS_CPU_X86_TN_AFFINETILE_CPU_X86_H_
 #define TN_KITS_CPU_X86_TN_AFFINETILE_CPU_X86_H_
 
@@ -30,7 +30,7 @@ struct AffinePlanes {
   }
 };
 
-// columns, rows: at most kTile. Their terms go on to the end of a vector or block with the last one.
+// columns, rows: at most kTile. Their terms are padded with the last one to whole vectors or blocks.
 struct AffineTile {
   AffineAxis x, y;
   AffinePlanes planes;

@@ -19,7 +19,7 @@ HWY_BEFORE_NAMESPACE();
 namespace TarnCPU::HWY_NAMESPACE {
 namespace {
 
-// The documented formula is (64 Y + c) >> 6 with c from the chroma alone. 64 Y has no bits below the
+// The documented formula is (64 Y + c) >> 6 where c depends only on chroma. 64 Y has no bits below the
 // shift, so this is Y + (c >> 6), and only its low 8 bits are kept: the chroma part can be reduced to a
 // byte per colour beforehand and each pixel costs one wrapping byte addition per colour.
 struct PairTerms {
@@ -152,8 +152,8 @@ void SemiPlanarRun(const uint8_t* y, const uint8_t* chroma, size_t count, uint8_
 }
 
 // The exported semi-planar conversion, which writes past the image. It is defined as passes of 3 * w
-// pixels that begin 2 * w pixels apart. Where a pass writes over the end of the one before, it writes
-// the same bytes; so all passes are one run, and only the last w pixels of the last pass come on top.
+// pixels that begin 2 * w pixels apart. Each pass overwrites the last w pixels of the one before with
+// other chroma, so the result is one continuous run, followed by the last w pixels of the last pass.
 template <int kU>
 void SemiPlanarPasses(const uint8_t* src, size_t w, size_t h, uint8_t* dst) {
   const uint8_t* const chroma = src + w * h;
@@ -211,7 +211,7 @@ void PlanarRows(const uint8_t* y, const uint8_t* u, const uint8_t* v, size_t w, 
   }
 }
 
-// `h` rows; the last of an odd number stands alone.
+// `h` rows, in pairs; the last of an odd number has no partner.
 void PlanarImage(const uint8_t* y, const uint8_t* u, const uint8_t* v, size_t w, size_t h,
                  uint8_t* dst) {
   size_t row = 0;
