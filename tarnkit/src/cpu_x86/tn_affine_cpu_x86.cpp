@@ -404,7 +404,7 @@ struct NormalisedTerms {
   static TileKernel kernel() { return HWY_DYNAMIC_DISPATCH(WarpAffine); }
 };
 
-// By contract the terms of x have factors of heights, and those of y factors of widths.
+// By contract some terms of x have a height as a factor, and some of y a width.
 struct OptimizedTerms {
   float a0, a1, a2, b0, b1, b2;
   float step_x, step_y;
