@@ -153,41 +153,15 @@ void FillWeights(const ResizeAxis& across, std::size_t samples, const Columns& c
     }
 }
 
-// Fills the tables for `samples` samples, whole steps of them, and returns the function that builds rows
-// by them.
-template <int kC, std::size_t kWindows>
-BuildFunction PrepareWindows(const std::int32_t* sources, std::size_t samples, std::ptrdiff_t row_bytes,
-                             const Columns& columns) {
-  fillWindows<kWindows>(TapSamples<kC>(), ColumnLayout(), sources, samples, row_bytes, columns.tables);
-  return BuildRow<kParities<kC>, WindowReader<kWindows>>;
-}
-
-// As PrepareWindows, for PixelPairReader.
-inline BuildFunction PreparePixelPairs(const std::int32_t* sources, std::size_t samples,
-                                       std::ptrdiff_t /*row_bytes*/, const Columns& columns) {
+// Fills the table of offsets for PixelPairReader.
+inline BuildFunction FillPixelPairs(const std::int32_t* sources, std::size_t samples,
+                                    const WindowTables& tables) {
   for (std::size_t n = 0; n < samples / 8; ++n) {
-    std::int32_t* const at = columns.tables.offsets + 2 * ColumnLayout::placeOf(n, 1, 0);
+    std::int32_t* const at = tables.offsets + 2 * ColumnLayout::placeOf(n, 1, 0);
     at[0] = sources[8 * n] / 4 * 4;  // rounded down for the padding, which repeats the last byte
     at[1] = sources[8 * n + 4] / 4 * 4;
   }
   return BuildRow<kParities<4>, PixelPairReader>;
-}
-
-template <int kC>
-BuildFunction PrepareColumns(const std::int32_t* sources, std::size_t samples, std::ptrdiff_t row_bytes,
-                             const Columns& columns) {
-  const TapSamples<kC> taps;
-  const auto prepare = [&] {
-    if (windowsHold<1>(taps, sources, samples)) return PrepareWindows<kC, 1>;
-    if constexpr (kC == 4) {
-      return PreparePixelPairs;
-    } else {
-      if (windowsHold<2>(taps, sources, samples)) return PrepareWindows<kC, 2>;
-      if (windowsHold<4>(taps, sources, samples)) return PrepareWindows<kC, 4>;
-      return PrepareWindows<kC, 8>;
-    }
-  }();
-  return prepare(sources, samples, row_bytes, columns);
 }
 
 template <int kC>
@@ -210,7 +184,12 @@ void ResizeBilinear(const ResizeJob& job) {
   std::int16_t* const held[2] = {row0, row1};
 
   fillSources<kC>([&](std::size_t x) { return across.taps[x].first; }, samples, padded, sources);
-  const BuildFunction build = PrepareColumns<kC>(sources, padded, row_bytes, columns);
+  // With up to 3 channels, eight windows hold the samples in any case.
+  constexpr std::size_t kMost = kC == 4 ? 1 : kMostWindows;
+  BuildFunction build = fillFewestWindows<kMost>(
+      TapSamples<kC>(), ColumnLayout(), sources, padded, row_bytes, columns.tables,
+      [](auto windows) -> BuildFunction { return BuildRow<kParities<kC>, WindowReader<windows()>>; });
+  if (build == nullptr) build = FillPixelPairs(sources, padded, columns.tables);
   FillWeights<kC>(across, padded, columns);
   forEachResizeRow(
       rows, [&](std::int32_t row, int slot) { build(job.src + row_bytes * row, columns, held[slot]); },

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <type_traits>
 
 namespace TarnCPU {
 
@@ -121,6 +122,23 @@ void fillWindows(const Samples& samples, const Layout& layout, const std::int32_
         samples.place(shuffle, window * kEach + i, static_cast<std::uint8_t>(s[i] - start));
     }
   }
+}
+
+// Fills the tables with the fewest windows a block (1, 2, 4 ... up to kMost) that hold the samples, and
+// returns use(their number, as a type): a function that reads by them. Null if kMost are too few.
+template <std::size_t kMost, std::size_t kWindows = 1, class Samples, class Layout, class Use>
+auto fillFewestWindows(const Samples& samples, const Layout& layout, const std::int32_t* sources,
+                       std::size_t count, std::ptrdiff_t row_bytes, const WindowTables& tables,
+                       const Use& use) {
+  if (windowsHold<kWindows>(samples, sources, count)) {
+    fillWindows<kWindows>(samples, layout, sources, count, row_bytes, tables);
+    return use(std::integral_constant<std::size_t, kWindows>());
+  }
+  if constexpr (kWindows < kMost)
+    return fillFewestWindows<kMost, 2 * kWindows>(samples, layout, sources, count, row_bytes, tables,
+                                                  use);
+  else
+    return decltype(use(std::integral_constant<std::size_t, 1>())){};
 }
 
 }  // namespace TarnCPU

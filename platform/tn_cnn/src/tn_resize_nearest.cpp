@@ -107,13 +107,6 @@ void PickRow(const std::uint8_t* row, const WindowTables& tables, std::size_t co
   if (i < count) StoreFirst(bytes.next(d8), d8, count - i, out + i);
 }
 
-template <std::size_t kWindows>
-PickFunction PreparePick(const std::int32_t* sources, std::size_t padded, std::ptrdiff_t row_bytes,
-                         const WindowTables& tables) {
-  fillWindows<kWindows>(PlainSamples(), PickLayout(), sources, padded, row_bytes, tables);
-  return PickRow<kWindows>;
-}
-
 #endif  // TN_BLOCKS
 
 template <int kC>
@@ -141,15 +134,13 @@ void ResizeNearest(const NearestJob& job) {
     const WindowTables tables = {offsets, shuffles};
     fillSources<kC>([pixels](std::size_t x) { return pixels[x]; }, samples, padded, sources);
     // A window for each pixel of 4 bytes would be no faster than a copy of the pixel.
-    const auto prepare = windowsHold<1>(PlainSamples(), sources, padded)             ? PreparePick<1>
-                         : windowsHold<2>(PlainSamples(), sources, padded)           ? PreparePick<2>
-                         : kC < 4 && windowsHold<4>(PlainSamples(), sources, padded) ? PreparePick<4>
-                                                                                     : nullptr;
-    if (prepare != nullptr) {
-      const PickFunction pick = prepare(sources, padded, row_bytes, tables);
+    constexpr std::size_t kMost = kC == 4 ? 2 : kMostWindows;
+    const PickFunction pick =
+        fillFewestWindows<kMost>(PlainSamples(), PickLayout(), sources, padded, row_bytes, tables,
+                                 [](auto windows) -> PickFunction { return PickRow<windows()>; });
+    if (pick != nullptr)
       return forEachNearestRow<kC>(
           job, [&](const std::uint8_t* row, std::uint8_t* out) { pick(row, tables, samples, out); });
-    }
   }
 #endif
   forEachNearestRow<kC>(
