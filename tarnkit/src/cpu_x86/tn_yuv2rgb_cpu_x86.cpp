@@ -151,37 +151,31 @@ void SemiPlanarRun(const uint8_t* y, const uint8_t* chroma, size_t count, uint8_
   }
 }
 
+using Tarn::ChromaOrder;
+
+void SemiPlanarImage(const uint8_t* y, const uint8_t* chroma, size_t count, ChromaOrder order,
+                     uint8_t* dst) {
+  (order == ChromaOrder::kVFirst ? SemiPlanarRun<1> : SemiPlanarRun<0>)(y, chroma, count, dst);
+}
+
 // The exported semi-planar conversion, which writes past the image. It is defined as passes of 3 * w
 // pixels that begin 2 * w pixels apart. Each pass overwrites the last w pixels of the one before with
 // other chroma, so the result is one continuous run, followed by the last w pixels of the last pass.
-template <int kU>
-void SemiPlanarPasses(const uint8_t* src, size_t w, size_t h, uint8_t* dst) {
+void SemiPlanarPasses(const uint8_t* src, size_t w, size_t h, ChromaOrder order, uint8_t* dst) {
   const uint8_t* const chroma = src + w * h;
   const size_t end = (h + 1) / 2 * 2 * w;
-  SemiPlanarRun<kU>(src, chroma, end, dst);
+  SemiPlanarImage(src, chroma, end, order, dst);
 
   // These w pixels from `end` on take the chroma of the row above. With odd w they begin at the second
   // pixel of a pair.
   size_t p = end;
   if (w % 2 != 0) {
     const uint8_t* const pair = chroma + (p - w - 1);
-    StorePixel(src[p], TermsOf(pair[kU], pair[1 - kU]), dst + 3 * p);
+    const bool v_first = order == ChromaOrder::kVFirst;
+    StorePixel(src[p], TermsOf(pair[v_first ? 1 : 0], pair[v_first ? 0 : 1]), dst + 3 * p);
     ++p;
   }
-  SemiPlanarRun<kU>(src + p, chroma + (p - w), end + w - p, dst + 3 * p);
-}
-
-void Nv12Passes(const uint8_t* src, size_t w, size_t h, uint8_t* dst) {
-  SemiPlanarPasses<0>(src, w, h, dst);
-}
-void Nv21Passes(const uint8_t* src, size_t w, size_t h, uint8_t* dst) {
-  SemiPlanarPasses<1>(src, w, h, dst);
-}
-void Nv12Image(const uint8_t* y, const uint8_t* chroma, size_t count, uint8_t* dst) {
-  SemiPlanarRun<0>(y, chroma, count, dst);
-}
-void Nv21Image(const uint8_t* y, const uint8_t* chroma, size_t count, uint8_t* dst) {
-  SemiPlanarRun<1>(y, chroma, count, dst);
+  SemiPlanarImage(src + p, chroma + (p - w), end + w - p, order, dst + 3 * p);
 }
 
 // One row of chroma and the `kRows` rows of luma that share it, `pairs` pixel pairs each.
@@ -233,10 +227,8 @@ HWY_AFTER_NAMESPACE();
 namespace TarnCPU {
 namespace {
 
-HWY_EXPORT(Nv12Passes);
-HWY_EXPORT(Nv21Passes);
-HWY_EXPORT(Nv12Image);
-HWY_EXPORT(Nv21Image);
+HWY_EXPORT(SemiPlanarImage);
+HWY_EXPORT(SemiPlanarPasses);
 HWY_EXPORT(PlanarImage);
 
 }  // namespace
@@ -245,10 +237,7 @@ void semiPlanarImageToRgb(const std::uint8_t* y, const std::uint8_t* chroma, int
                           Tarn::ChromaOrder order, std::uint8_t* dst) {
   if (w < 1 || h < 1) return;
   const std::size_t count = static_cast<std::size_t>(w) * static_cast<std::size_t>(h);
-  if (order == Tarn::ChromaOrder::kVFirst)
-    HWY_DYNAMIC_DISPATCH(Nv21Image)(y, chroma, count, dst);
-  else
-    HWY_DYNAMIC_DISPATCH(Nv12Image)(y, chroma, count, dst);
+  HWY_DYNAMIC_DISPATCH(SemiPlanarImage)(y, chroma, count, order, dst);
 }
 
 void planarImageToRgb(const std::uint8_t* y, const std::uint8_t* u, const std::uint8_t* v, int w, int h,
@@ -260,14 +249,14 @@ void planarImageToRgb(const std::uint8_t* y, const std::uint8_t* u, const std::u
 
 void TN_CV::nv12_to_rgb_fast_asm(const unsigned char* src, int w, int h, unsigned char* dst) {
   if (w < 1 || h < 1) return;
-  HWY_DYNAMIC_DISPATCH(Nv12Passes)
-  (src, static_cast<std::size_t>(w), static_cast<std::size_t>(h), dst);
+  HWY_DYNAMIC_DISPATCH(SemiPlanarPasses)
+  (src, static_cast<std::size_t>(w), static_cast<std::size_t>(h), Tarn::ChromaOrder::kUFirst, dst);
 }
 
 void TN_CV::yuv420sp_to_rgb_fast_asm(const unsigned char* src, int w, int h, unsigned char* dst) {
   if (w < 1 || h < 1) return;
-  HWY_DYNAMIC_DISPATCH(Nv21Passes)
-  (src, static_cast<std::size_t>(w), static_cast<std::size_t>(h), dst);
+  HWY_DYNAMIC_DISPATCH(SemiPlanarPasses)
+  (src, static_cast<std::size_t>(w), static_cast<std::size_t>(h), Tarn::ChromaOrder::kVFirst, dst);
 }
 
 void TN_CV::yuv420f_to_rgb(const unsigned char* src, int w, int h, unsigned char* dst) {
