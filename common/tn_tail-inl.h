@@ -43,7 +43,7 @@ HWY_INLINE void ForEachStep(std::size_t count, std::size_t size, const Step& ste
 }
 
 // As ForEachStep. All steps but the first and the last begin where `to`, the address of element 0, is
-// aligned to a whole step: stores across cache lines cost double.
+// aligned to a whole step: stores that cross cache lines are slower.
 template <class T, class Step>
 HWY_INLINE void ForEachAlignedStep(const T* to, std::size_t count, std::size_t size, const Step& step) {
   const std::size_t ahead = reinterpret_cast<std::uintptr_t>(to) / sizeof(T) % size;
