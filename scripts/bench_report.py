@@ -20,8 +20,8 @@ NOTES = {"allocations": "allocations a frame", "allocations_per_frame": "allocat
 Row = collections.namedtuple("Row", "name ours peer peer_time limit notes")
 
 
-def read(paths):
-    """Returns the rows of all files, in the order in which the benchmarks register them."""
+def read_times(paths):
+    """The times in microseconds of every contestant of every row, the rows' places, and their notes."""
     times = collections.defaultdict(lambda: collections.defaultdict(list))
     order, notes = {}, collections.defaultdict(dict)
     for number, path in enumerate(paths):
@@ -36,6 +36,12 @@ def read(paths):
             order[name] = min(order.get(name, place), place)
             if contestant == OURS:
                 notes[name] = {text: run[key] for key, text in NOTES.items() if key in run}
+    return times, order, notes
+
+
+def read(paths):
+    """Yields the rows of all files, in the order in which the benchmarks register them."""
+    times, order, notes = read_times(paths)
     for name in sorted(times, key=order.get):
         medians = {contestant: statistics.median(runs) for contestant, runs in times[name].items()}
         ours, limit = medians.pop(OURS, None), medians.pop(LIMIT, None)
