@@ -1,9 +1,7 @@
-// The four affine warps beside OpenCV's on one thread, on three channels of floats: planes for ours,
-// interleaved pixels for the peer, which also rounds positions to 1/32 of a pixel. The matrix is that of
+// The four affine warps beside OpenCV's on one thread, on three channels of floats. Ours are planes, the
+// peer's are interleaved pixels, and the peer rounds positions to 1/32 of a pixel. The matrix is that of
 // a face alignment: a turn, a scale and a shift that leave a few corners outside. The memcpy contestant
-// moves the bytes that the job must read once and write once: the limit.
-
-#include <benchmark/benchmark.h>
+// copies the bytes that the job must read once and write once: the limit.
 
 #include <cmath>
 #include <cstring>
@@ -43,12 +41,11 @@ cv::Mat inPixels(const Matrix& matrix, int n) {
 struct Job {
   Mat src, dst;
   cv::Mat packed_src, packed_dst, pixels;
-  Matrix matrix;
+  Matrix matrix = alignment();
 };
 
 std::shared_ptr<Job> makeJob(int n) {
   auto job = std::make_shared<Job>();
-  job->matrix = alignment();
   job->src = Mat(n, n, 3);
   job->dst = Mat(n, n, 3);
   job->packed_src = cv::Mat(n, n, CV_32FC3);
@@ -62,19 +59,9 @@ std::shared_ptr<Job> makeJob(int n) {
     planes.emplace_back(n, n, CV_32FC1, plane.data);
   }
   cv::split(job->packed_src, planes);
-  std::memset(job->dst.data, 0, job->dst.total() * sizeof(float));
+  std::memset(job->dst.data, 0, Tarn::tensorExtent(n, n, 3).bytes);
   job->packed_dst.setTo(0);
   return job;
-}
-
-template <class Run>
-void add(const std::string& row, const char* contestant, Run run) {
-  benchmark::RegisterBenchmark((row + "/" + contestant).c_str(), [run](benchmark::State& state) {
-    for (auto _ : state) {
-      run();
-      benchmark::ClobberMemory();
-    }
-  })->Unit(benchmark::kMicrosecond);
 }
 
 }  // namespace
@@ -94,14 +81,15 @@ void registerRows() {
   for (const int n : {112, 224, 512}) {
     const std::shared_ptr<Job> job = makeJob(n);
     for (const auto& w : warps) {
-      const std::string row = std::string(w.name) + " " + std::to_string(n) + "x" + std::to_string(n);
-      add(row, "tn_kits", [job, warp = w.warp] { warp(job->src, job->dst, job->matrix.m); });
-      add(row, "opencv", [job, border = w.border] {
+      const std::string row = std::string(w.name) + " " + sizeName(n, n);
+      addRow(row, "tn_kits", [job, warp = w.warp] { warp(job->src, job->dst, job->matrix.m); });
+      addRow(row, "opencv", [job, border = w.border] {
         cv::warpAffine(job->packed_src, job->packed_dst, job->pixels, job->packed_dst.size(),
                        cv::INTER_LINEAR | cv::WARP_INVERSE_MAP, border);
       });
-      add(row, "memcpy",
-          [job] { std::memcpy(job->dst.data, job->src.data, job->src.total() * sizeof(float)); });
+      addRow(row, "memcpy", [job, bytes = Tarn::tensorExtent(n, n, 3).bytes] {
+        std::memcpy(job->dst.data, job->src.data, bytes);
+      });
     }
   }
 }

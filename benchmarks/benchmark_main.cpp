@@ -1,6 +1,6 @@
-// main of all benchmarks. The environment variable TN_BENCH_TARGETS (AVX3, AVX2, SSE4, SSSE3, SCALAR)
-// holds tn_kits to that instruction set and older ones, as older processors do; its peers are not held
-// back.
+// main of all benchmark programs. The environment variable TN_BENCH_TARGETS (AVX3, AVX2, SSE4, SSSE3,
+// SCALAR) limits tn_kits to that instruction set and older ones, as an older processor does. Peers are
+// not limited.
 #include "benchmarks/benchmark_main.h"
 
 #include <benchmark/benchmark.h>
@@ -36,7 +36,7 @@ bool limitInstructionSets(const char* limit) {
 }
 
 struct PixelBuffers {
-  static constexpr std::size_t kBytes = std::size_t{1920} * 1080 * 3 * sizeof(float);
+  static constexpr std::size_t kBytes = Tarn::tensorExtent(1920, 1080, 3).bytes;
   hwy::AlignedFreeUniquePtr<std::uint8_t[]> source = hwy::AllocateAligned<std::uint8_t>(kBytes);
   hwy::AlignedFreeUniquePtr<std::uint8_t[]> destination = hwy::AllocateAligned<std::uint8_t>(kBytes);
 
@@ -70,6 +70,10 @@ std::uint8_t* destinationBytes() { return pixelBuffers().destination.get(); }
 void addLimit(const std::string& row, std::size_t bytes_read, std::size_t bytes_written) {
   const std::size_t bytes = (bytes_read + bytes_written) / 2;
   addRow(row, "memcpy", [bytes] { std::memcpy(destinationBytes(), sourceBytes(), bytes); });
+}
+
+void addLimit(const std::string& row, const Tarn::TransferExtents& extents) {
+  addLimit(row, extents.src.bytes, extents.dst.bytes);
 }
 
 std::vector<std::uint8_t> cameraFrame(std::size_t bytes, int row_bytes) {

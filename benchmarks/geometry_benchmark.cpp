@@ -1,20 +1,16 @@
-// Turns, mirrors, cuts and the pair resizer beside the libraries that people would otherwise use, on one
-// thread. The memcpy contestant moves the bytes that the job must read once and write once: the limit.
-
-#include <libyuv.h>
+// Turns, mirrors, cuts and the resizer of byte pairs beside libyuv and OpenCV, on one thread. The memcpy
+// contestant copies the bytes that the job must read once and write once: the limit.
 
 #include <cstdint>
-#include <opencv2/core.hpp>
-#include <opencv2/imgproc.hpp>
 #include <string>
 
 #include "benchmarks/benchmark_main.h"
+#include "benchmarks/peers.h"
 #include "tn_cv.h"
 
 namespace {
 
 using TarnCPU::TN_CV;
-cv::Mat image(std::uint8_t* pixels, int w, int h, int type) { return cv::Mat(h, w, type, pixels); }
 
 std::string sized(const char* name, int w, int h) { return std::string(name) + " " + sizeName(w, h); }
 
@@ -38,22 +34,20 @@ void addTurns(int w, int h) {
   };
   for (const Case& k : cases) {
     const std::string row = sized(k.name, w, h);
-    const std::size_t bytes = std::size_t(w) * std::size_t(h) * std::size_t(k.c);
     addRow(row, "tn_kits", [=] { k.turn(sourceBytes(), w, h, destinationBytes()); });
     if (k.c == 4)
       addRow(row, "libyuv",
              [=] { libyuv::ARGBRotate(sourceBytes(), 4 * w, destinationBytes(), 4 * h, w, h, k.mode); });
     addRow(row, "opencv", [=] {
-      cv::Mat out = image(destinationBytes(), h, w, CV_8UC(k.c));
-      cv::rotate(image(sourceBytes(), w, h, CV_8UC(k.c)), out, k.code);
+      cv::Mat out = picture(destinationBytes(), h, w, k.c);
+      cv::rotate(picture(sourceBytes(), w, h, k.c), out, k.code);
     });
-    addLimit(row, bytes, bytes);
+    addLimit(row, Tarn::turnExtents(w, h, k.c));
   }
 }
 
 void addFlips(int w, int h) {
   for (int c : {1, 3, 4}) {
-    const std::size_t bytes = std::size_t(w) * std::size_t(h) * std::size_t(c);
     const std::string suffix = " " + std::to_string(c) + "ch";
     const std::string across = sized(("flip_horizontal" + suffix).c_str(), w, h);
     addRow(across, "tn_kits",
@@ -66,21 +60,21 @@ void addFlips(int w, int h) {
         mirror(sourceBytes(), c * w, destinationBytes(), c * w, w, h);
     });
     addRow(across, "opencv", [=] {
-      cv::Mat out = image(destinationBytes(), w, h, CV_8UC(c));
-      cv::flip(image(sourceBytes(), w, h, CV_8UC(c)), out, 1);
+      cv::Mat out = picture(destinationBytes(), w, h, c);
+      cv::flip(picture(sourceBytes(), w, h, c), out, 1);
     });
-    addLimit(across, bytes, bytes);
-    if (c == 1) continue;  // up and down, a row is a row whatever its channels
+    addLimit(across, Tarn::turnExtents(w, h, c));
+    if (c == 1) continue;  // rows are copied whole: the number of channels makes no difference
 
     const std::string down = sized(("flip_vertical" + suffix).c_str(), w, h);
     addRow(down, "tn_kits", [=] { TN_CV::flip_vertical(sourceBytes(), w, h, destinationBytes(), c); });
     addRow(down, "libyuv",
            [=] { libyuv::CopyPlane(sourceBytes(), c * w, destinationBytes(), c * w, c * w, -h); });
     addRow(down, "opencv", [=] {
-      cv::Mat out = image(destinationBytes(), w, h, CV_8UC(c));
-      cv::flip(image(sourceBytes(), w, h, CV_8UC(c)), out, 0);
+      cv::Mat out = picture(destinationBytes(), w, h, c);
+      cv::flip(picture(sourceBytes(), w, h, c), out, 0);
     });
-    addLimit(down, bytes, bytes);
+    addLimit(down, Tarn::turnExtents(w, h, c));
   }
 }
 
@@ -88,7 +82,6 @@ void addFlips(int w, int h) {
 void addCuts(int w, int h) {
   const int cw = w / 4 * 3, ch = h / 4 * 3, x = w / 8, y = h / 8;
   const cv::Rect box(x, y, cw, ch);
-  const std::size_t pixels = std::size_t(cw) * std::size_t(ch);
 
   const std::string packed = sized("cut_packed 3ch", w, h);
   addRow(packed, "tn_kits", [=] {
@@ -98,10 +91,11 @@ void addCuts(int w, int h) {
     libyuv::CopyPlane(sourceBytes() + 3 * (y * w + x), 3 * w, destinationBytes(), 3 * cw, 3 * cw, ch);
   });
   addRow(packed, "opencv", [=] {
-    cv::Mat out = image(destinationBytes(), cw, ch, CV_8UC3);
-    image(sourceBytes(), w, h, CV_8UC3)(box).copyTo(out);
+    cv::Mat out = picture(destinationBytes(), cw, ch, 3);
+    picture(sourceBytes(), w, h, 3)(box).copyTo(out);
   });
-  addLimit(packed, 3 * pixels, 3 * pixels);
+  const std::size_t pixels = Tarn::pictureExtent(cw, ch, 3).bytes;
+  addLimit(packed, pixels, pixels);
 
   const std::string planar = sized("cut_planar 3ch", w, h);
   addRow(planar, "tn_kits", [=] {
@@ -115,11 +109,12 @@ void addCuts(int w, int h) {
   });
   addRow(planar, "opencv", [=] {
     for (int k = 0; k < 3; ++k) {
-      cv::Mat out = image(destinationBytes() + 4 * k * cw * ch, cw, ch, CV_32FC1);
-      image(sourceBytes() + 4 * k * w * h, w, h, CV_32FC1)(box).copyTo(out);
+      cv::Mat out(ch, cw, CV_32FC1, destinationBytes() + 4 * k * cw * ch);
+      cv::Mat(h, w, CV_32FC1, sourceBytes() + 4 * k * w * h)(box).copyTo(out);
     }
   });
-  addLimit(planar, 12 * pixels, 12 * pixels);
+  const std::size_t floats = Tarn::tensorExtent(cw, ch, 3).bytes;
+  addLimit(planar, floats, floats);
 }
 
 void addResize(int sw, int sh, int dw, int dh) {
@@ -131,10 +126,9 @@ void addResize(int sw, int sh, int dw, int dh) {
                     libyuv::kFilterBilinear);
   });
   addRow(row, "opencv", [=] {
-    cv::Mat out = image(destinationBytes(), dw, dh, CV_8UC2);
-    cv::resize(image(sourceBytes(), sw, sh, CV_8UC2), out, cv::Size(dw, dh), 0, 0, cv::INTER_LINEAR);
+    resizeBilinear(picture(sourceBytes(), sw, sh, 2), picture(destinationBytes(), dw, dh, 2));
   });
-  addLimit(row, 2 * std::size_t(sw) * std::size_t(sh), 2 * std::size_t(dw) * std::size_t(dh));
+  addLimit(row, Tarn::resizeExtents(sw, sh, dw, dh, 2));
 }
 
 }  // namespace

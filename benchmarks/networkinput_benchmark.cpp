@@ -1,20 +1,17 @@
-// Network input preparation beside the same job composed from libyuv and OpenCV: resize first, then
-// colours, turn and float planes. Every composition that makes sense is a contestant of its own; the
-// fastest of them is the peer to compare with. The peers' buffers are allocated before the clock starts;
-// ours hands out a new tensor with every frame. Everything runs on one thread.
+// Network input preparation beside the same job composed from libyuv and OpenCV: resize, then colours,
+// turn and float planes. Every composition that makes sense is a contestant; the fastest is the peer to
+// compare with. The peers' buffers are allocated before the clock starts; ours returns a new tensor for
+// every frame. Everything runs on one thread.
 #include <benchmark/benchmark.h>
-#include <libyuv.h>
 #include <libyuv/scale_rgb.h>
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
-#include <opencv2/core.hpp>
-#include <opencv2/imgproc.hpp>
 #include <string>
 #include <vector>
 
 #include "benchmarks/benchmark_main.h"
+#include "benchmarks/peers.h"
 #include "tn_cnn.h"
 #include "tn_cv.h"
 
@@ -35,14 +32,17 @@ const Format kFormats[] = {{"NV12", TN_PIX_FMT_NV12, 3, true},
                            {"BGRA", TN_PIX_FMT_BGRA, 4, false},
                            {"RGB", TN_PIX_FMT_RGB, 3, false}};
 
-std::size_t frameBytes(const Format& format) {
-  const std::size_t pixels = std::size_t{kSourceWidth} * kSourceHeight;
-  return format.yuv ? pixels * 3 / 2 : pixels * static_cast<std::size_t>(format.channels);
+Tarn::NetworkInputExtents extentsOf(const Format& format) {
+  return Tarn::networkInputExtents(format.code, kSourceWidth, kSourceHeight, kSide, kSide);
+}
+
+Bytes makeFrame(const Format& format) {
+  return cameraFrame(extentsOf(format).image.bytes, kSourceWidth);
 }
 
 void ours(benchmark::State& state, const Format& format, bool turned) {
-  Bytes frame = cameraFrame(frameBytes(format), kSourceWidth);
-  Bytes work_a(4 * kPixels), work_b(4 * kPixels);
+  Bytes frame = makeFrame(format);
+  Bytes work_a(extentsOf(format).work_a.bytes), work_b(extentsOf(format).work_b.bytes);
   const _TN_Image image = {
       turned ? TN_ORIENT_ROTATE_90 : 0u, format.code, kSourceWidth, kSourceHeight, 0, frame.data()};
   TarnCPU::Mat out;
@@ -53,7 +53,6 @@ void ours(benchmark::State& state, const Format& format, bool turned) {
   }
 }
 
-enum class Library { kLibyuv, kOpenCv };
 // Where in the chain the picture is turned.
 enum class TurnAt { kNowhere, kYuvPlanes, kPackedLibyuv, kPackedOpenCv, kBytePlanes };
 
@@ -79,7 +78,7 @@ class Composed {
     if (!format_.yuv) {
       resizePacked(frame);
     } else if (format_.code == TN_PIX_FMT_NV12) {
-      resizeNv12(frame);
+      resizeNv12(how_.resize, frame, kSourceWidth, kSourceHeight, yuv_.data(), kSide, kSide);
       if (how_.turn == TurnAt::kYuvPlanes) {
         std::uint8_t* const y = turned_yuv_.data();
         libyuv::NV12ToI420Rotate(yuv_.data(), kSide, yuv_.data() + kPixels, kSide, y, kSide, y + kPixels,
@@ -87,7 +86,7 @@ class Composed {
                                  libyuv::kRotate90);
         colourI420(turned_yuv_.data());
       } else {
-        colourNv12();
+        nv12ToRgb(how_.colour, yuv_.data(), pixels_);
       }
     } else {
       resizeI420(frame);
@@ -112,14 +111,9 @@ class Composed {
   }
 
  private:
-  static cv::Mat plane(std::uint8_t* bytes, int w, int h, int channels = 1) {
-    return cv::Mat(h, w, CV_8UC(channels), bytes);
-  }
-
   void resizePacked(std::uint8_t* frame) {
     if (how_.resize == Library::kOpenCv)
-      cv::resize(plane(frame, kSourceWidth, kSourceHeight, format_.channels), pixels_, pixels_.size(), 0,
-                 0, cv::INTER_LINEAR);
+      resizeBilinear(picture(frame, kSourceWidth, kSourceHeight, format_.channels), pixels_);
     else if (format_.channels == 4)
       libyuv::ARGBScale(frame, 4 * kSourceWidth, kSourceWidth, kSourceHeight, pixels_.data, 4 * kSide,
                         kSide, kSide, libyuv::kFilterBilinear);
@@ -128,21 +122,7 @@ class Composed {
                        kSide, kSide, libyuv::kFilterBilinear);
   }
 
-  void resizeNv12(std::uint8_t* frame) {
-    std::uint8_t* const uv = frame + kSourceWidth * kSourceHeight;
-    if (how_.resize == Library::kLibyuv) {
-      libyuv::NV12Scale(frame, kSourceWidth, uv, kSourceWidth, kSourceWidth, kSourceHeight, yuv_.data(),
-                        kSide, yuv_.data() + kPixels, kSide, kSide, kSide, libyuv::kFilterBilinear);
-      return;
-    }
-    cv::Mat y_out = plane(yuv_.data(), kSide, kSide),
-            uv_out = plane(yuv_.data() + kPixels, kSide / 2, kSide / 2, 2);
-    cv::resize(plane(frame, kSourceWidth, kSourceHeight), y_out, y_out.size(), 0, 0, cv::INTER_LINEAR);
-    cv::resize(plane(uv, kSourceWidth / 2, kSourceHeight / 2, 2), uv_out, uv_out.size(), 0, 0,
-               cv::INTER_LINEAR);
-  }
-
-  // By nearest neighbour, as ours.
+  // By nearest neighbour, as ours does it.
   void resizeI420(std::uint8_t* frame) {
     constexpr int kSource = kSourceWidth * kSourceHeight;
     std::uint8_t* const to = yuv_.data();
@@ -153,8 +133,8 @@ class Composed {
       return;
     }
     const auto resize = [&](int from_at, int to_at, int part) {
-      cv::Mat out = plane(to + to_at, kSide / part, kSide / part);
-      cv::resize(plane(frame + from_at, kSourceWidth / part, kSourceHeight / part), out, out.size(), 0,
+      cv::Mat out = picture(to + to_at, kSide / part, kSide / part);
+      cv::resize(picture(frame + from_at, kSourceWidth / part, kSourceHeight / part), out, out.size(), 0,
                  0, cv::INTER_NEAREST);
     };
     resize(0, 0, 1);
@@ -162,34 +142,25 @@ class Composed {
     resize(kSource * 5 / 4, kPixels * 5 / 4, 2);
   }
 
-  void colourNv12() {
-    std::uint8_t *const y = yuv_.data(), *const uv = y + kPixels;
-    if (how_.colour == Library::kLibyuv)
-      libyuv::NV12ToRAW(y, kSide, uv, kSide, pixels_.data, 3 * kSide, kSide, kSide);
-    else
-      cv::cvtColorTwoPlane(plane(y, kSide, kSide), plane(uv, kSide / 2, kSide / 2, 2), pixels_,
-                           cv::COLOR_YUV2RGB_NV12);
-  }
-
   void colourI420(std::uint8_t* yuv) {
     if (how_.colour == Library::kLibyuv)
       libyuv::I420ToRAW(yuv, kSide, yuv + kPixels, kSide / 2, yuv + kPixels * 5 / 4, kSide / 2,
                         pixels_.data, 3 * kSide, kSide, kSide);
     else
-      cv::cvtColor(plane(yuv, kSide, kSide * 3 / 2), pixels_, cv::COLOR_YUV2RGB_I420);
+      cv::cvtColor(picture(yuv, kSide, kSide * 3 / 2), pixels_, cv::COLOR_YUV2RGB_I420);
   }
 
   void toFloats(const cv::Mat& pixels) {
-    // R, G, B, and room for alpha behind them.
+    // R, G, B and, behind them, alpha.
     std::uint8_t* const first = planes_.data();
     const bool bgr = format_.code == TN_PIX_FMT_BGRA;
     if (how_.split == Library::kOpenCv) {
       cv::Mat planes[4];
       for (int i = 0; i < format_.channels; ++i)
-        planes[i] = plane(first + (bgr && i < 3 ? 2 - i : i) * kPixels, kSide, kSide);
+        planes[i] = picture(first + (bgr && i < 3 ? 2 - i : i) * kPixels, kSide, kSide);
       cv::split(pixels, planes);
     } else if (format_.channels == 4) {
-      // Its names are those of words: B comes first in memory.
+      // libyuv names formats by 32-bit words: in memory ARGB begins with B.
       libyuv::SplitARGBPlane(pixels.data, 4 * kSide, first, kSide, first + kPixels, kSide,
                              first + 2 * kPixels, kSide, nullptr, 0, kSide, kSide);
     } else {
@@ -204,7 +175,7 @@ class Composed {
                             libyuv::kRotate90);
     }
     cv::Mat tensor(3 * kSide, kSide, CV_32FC1, tensor_.data());
-    plane(bytes, kSide, 3 * kSide).convertTo(tensor, CV_32F);
+    picture(bytes, kSide, 3 * kSide).convertTo(tensor, CV_32F);
   }
 
   Format format_;
@@ -216,18 +187,13 @@ class Composed {
 };
 
 void composed(benchmark::State& state, const Format& format, const Composition& how) {
-  Bytes frame = cameraFrame(frameBytes(format), kSourceWidth);
+  Bytes frame = makeFrame(format);
   Composed job(format, how);
   for (auto _ : state) {
     job.run(frame.data());
     benchmark::ClobberMemory();
   }
 }
-
-const struct {
-  const char* name;
-  Library library;
-} kLibraries[] = {{"libyuv", Library::kLibyuv}, {"opencv", Library::kOpenCv}};
 
 std::vector<std::pair<std::string, TurnAt>> turnsOf(const Format& format, bool turned) {
   if (!turned) return {{"", TurnAt::kNowhere}};

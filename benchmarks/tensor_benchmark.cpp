@@ -1,36 +1,29 @@
-// The byte resizers and the float tensor made of packed pixels, beside the libraries that people would
-// otherwise use, on one thread. The memcpy contestant moves as many bytes as the job must read and
-// write: the limit.
+// The byte resizers, and float tensors made of packed pixels, beside libyuv and OpenCV on one thread.
+// The memcpy contestant copies as many bytes as the job must read and write: the limit.
 
 #include <benchmark/benchmark.h>
-#include <libyuv.h>
 
 #include <cstdint>
-#include <opencv2/core.hpp>
-#include <opencv2/imgproc.hpp>
 #include <string>
 #include <vector>
 
 #include "benchmarks/benchmark_main.h"
+#include "benchmarks/peers.h"
 #include "tn_cnn.h"
 
 namespace {
 
-cv::Mat image(std::uint8_t* pixels, int w, int h, int c) { return cv::Mat(h, w, CV_8UC(c), pixels); }
-
 std::string rowName(const char* name, int sw, int sh, int dw, int dh) {
   return std::string(name) + " " + sizeName(sw, sh) + " to " + sizeName(dw, dh);
 }
-
-std::size_t pixels(int w, int h) { return static_cast<std::size_t>(w) * static_cast<std::size_t>(h); }
 
 using Resize = void (*)(const unsigned char*, int, int, unsigned char*, int, int);
 
 void addPeers(const std::string& row, int c, int sw, int sh, int dw, int dh, int interpolation,
               libyuv::FilterMode filter) {
   addRow(row, "opencv", [=] {
-    cv::Mat out = image(destinationBytes(), dw, dh, c);
-    cv::resize(image(sourceBytes(), sw, sh, c), out, cv::Size(dw, dh), 0, 0, interpolation);
+    cv::Mat out = picture(destinationBytes(), dw, dh, c);
+    cv::resize(picture(sourceBytes(), sw, sh, c), out, cv::Size(dw, dh), 0, 0, interpolation);
   });
   if (c == 1)
     addRow(row, "libyuv", [=] {
@@ -44,8 +37,7 @@ void addPeers(const std::string& row, int c, int sw, int sh, int dw, int dh, int
     addRow(row, "libyuv", [=] {
       libyuv::ARGBScale(sourceBytes(), 4 * sw, sw, sh, destinationBytes(), 4 * dw, dw, dh, filter);
     });
-  addLimit(row, pixels(sw, sh) * static_cast<std::size_t>(c),
-           pixels(dw, dh) * static_cast<std::size_t>(c));
+  addLimit(row, Tarn::resizeExtents(sw, sh, dw, dh, c));
 }
 
 void addBilinear(int sw, int sh, int dw, int dh) {
@@ -91,12 +83,11 @@ void addCropNearest(int sw, int sh, int dw, int dh) {
       crop(sourceBytes(), sw, sh, destinationBytes(), dw, dh, left, 0, left + cw - 1, sh - 1);
     });
     addRow(row, "opencv", [=] {
-      cv::Mat out = image(destinationBytes(), dw, dh, c);
-      cv::resize(image(sourceBytes(), sw, sh, c)(cv::Rect(left, 0, cw, sh)), out, cv::Size(dw, dh), 0, 0,
-                 cv::INTER_NEAREST);
+      cv::Mat out = picture(destinationBytes(), dw, dh, c);
+      cv::resize(picture(sourceBytes(), sw, sh, c)(cv::Rect(left, 0, cw, sh)), out, cv::Size(dw, dh), 0,
+                 0, cv::INTER_NEAREST);
     });
-    addLimit(row, pixels(cw, sh) * static_cast<std::size_t>(c),
-             pixels(dw, dh) * static_cast<std::size_t>(c));
+    addLimit(row, Tarn::resizeExtents(cw, sh, dw, dh, c));
   }
 }
 
@@ -105,9 +96,7 @@ void addTensor(const char* name, int type, int c, int w, int h) {
   const std::string row = std::string(name) + " " + sizeName(w, h);
   const auto planes = [=] {
     std::vector<cv::Mat> out;
-    float* const first = reinterpret_cast<float*>(destinationBytes());
-    for (int k = 0; k < 3; ++k)
-      out.emplace_back(h, w, CV_32FC1, first + pixels(w, h) * static_cast<std::size_t>(k));
+    for (int k = 0; k < 3; ++k) out.emplace_back(h, w, CV_32FC1, destinationBytes() + 4 * k * w * h);
     return out;
   };
   const int dropped = c - 3;
@@ -118,23 +107,23 @@ void addTensor(const char* name, int type, int c, int w, int h) {
   addRow(row, "opencv_floats+split", [=, floats = cv::Mat(), spare = cv::Mat()]() mutable {
     std::vector<cv::Mat> out = planes();
     if (dropped == 1) out.push_back(spare);
-    image(sourceBytes(), w, h, c).convertTo(floats, CV_32F);
+    picture(sourceBytes(), w, h, c).convertTo(floats, CV_32F);
     cv::split(floats, out);
     if (dropped == 1) spare = out[3];
   });
   addRow(row, "opencv_split+floats", [=, bytes = std::vector<cv::Mat>()]() mutable {
     std::vector<cv::Mat> out = planes();
-    cv::split(image(sourceBytes(), w, h, c), bytes);
+    cv::split(picture(sourceBytes(), w, h, c), bytes);
     for (std::size_t k = 0; k < 3; ++k) bytes[k].convertTo(out[k], CV_32F);
   });
   addRow(row, "opencv_extract+floats", [=, byte = cv::Mat()]() mutable {
     std::vector<cv::Mat> out = planes();
     for (int k = 0; k < 3; ++k) {
-      cv::extractChannel(image(sourceBytes(), w, h, c), byte, k);
+      cv::extractChannel(picture(sourceBytes(), w, h, c), byte, k);
       byte.convertTo(out[static_cast<std::size_t>(k)], CV_32F);
     }
   });
-  addLimit(row, pixels(w, h) * static_cast<std::size_t>(c), pixels(w, h) * 3 * sizeof(float));
+  addLimit(row, Tarn::fromPixelsExtents(type, w, h));
 }
 
 }  // namespace

@@ -1,16 +1,12 @@
 // Frames to tensors and crops, beside the same jobs composed from libyuv and OpenCV. Every composition
-// that makes sense is a row of its own; the fastest of them is the peer to compare with. All buffers are
-// allocated before the clock starts, and everything runs on one thread.
+// that makes sense is a contestant; the fastest is the peer to compare with. Buffers are allocated
+// before the clock starts, and everything runs on one thread.
 //
-// The peers round to bytes between their steps, so their tensors are close to ours, not equal.
+// The peers round to bytes between their steps, so their tensors are close to ours but not equal.
 #include <benchmark/benchmark.h>
-#include <libyuv.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <memory>
-#include <opencv2/core.hpp>
-#include <opencv2/imgproc.hpp>
 #include <string>
 #include <vector>
 
@@ -19,6 +15,7 @@
 #endif
 
 #include "benchmarks/benchmark_main.h"
+#include "benchmarks/peers.h"
 #include "tests/support/allocation_count.h"
 #include "tn_colormatrix.h"
 #include "tn_yuvconverter.h"
@@ -32,13 +29,27 @@ struct Size {
   int w, h;
 };
 
-struct Job {
-  Size src, dst;
-};
-
 Bytes makeFrame(const Size& size) {
-  return cameraFrame(static_cast<std::size_t>(size.w * size.h * 3 / 2), size.w);
+  return cameraFrame(Tarn::cropFrameExtent(false, size.w, size.h).bytes, size.w);
 }
+
+// An NV12 frame, the tensor that it becomes, and their records.
+struct Job {
+  Job(const Size& from, const Size& to)
+      : src(from),
+        dst(to),
+        frame(makeFrame(from)),
+        tensor(Tarn::tensorExtent(to.w, to.h, 3).bytes / sizeof(float)) {}
+  Job(const Job&) = delete;
+  Job& operator=(const Job&) = delete;
+
+  _TN_Image in() { return {0, TN_PIX_FMT_NV12, src.w, src.h, 0, frame.data()}; }
+  _TN_Image out() { return {0, TN_PIX_FMT_CHW_F32, dst.w, dst.h, 0, tensor.data()}; }
+
+  Size src, dst;
+  Bytes frame;
+  std::vector<float> tensor;
+};
 
 Tarn::_ConvertMatrixFromYUV normalisingMatrix() {
   Tarn::YuvToRgbOptions options;
@@ -58,19 +69,13 @@ std::size_t heapBytes() {
 #endif
 }
 
-void countFrame(benchmark::State& state, const Size& dst) {
-  state.SetItemsProcessed(state.iterations() * dst.w * dst.h);
-}
-
 // ---- frames to tensors -------------------------------------------------------------------------
 
-void toolkitConvert(benchmark::State& state, const Job& job) {
-  Bytes frame = makeFrame(job.src);
-  std::vector<float> tensor(static_cast<std::size_t>(3 * job.dst.w * job.dst.h));
-  const _TN_Image in{0, TN_PIX_FMT_NV12, job.src.w, job.src.h, 0, frame.data()};
-  const _TN_Image out{0, TN_PIX_FMT_CHW_F32, job.dst.w, job.dst.h, 0, tensor.data()};
+void toolkitConvert(benchmark::State& state, const Size& src, const Size& dst) {
+  Job job(src, dst);
+  const _TN_Image in = job.in(), out = job.out();
   const std::size_t heap_before = heapBytes();
-  TarnYUVToolKit kit(job.src.w, job.src.h, job.src.w / 2, job.src.h / 2, job.dst.w, job.dst.h);
+  TarnYUVToolKit kit(src.w, src.h, src.w / 2, src.h / 2, dst.w, dst.h);
   state.counters["toolkit_bytes"] = static_cast<double>(heapBytes() - heap_before + sizeof kit);
   kit.setCvtMat(normalisingMatrix());
   const std::size_t blocks_before = tn_test::allocationCount();
@@ -81,26 +86,21 @@ void toolkitConvert(benchmark::State& state, const Job& job) {
   state.counters["allocations_per_frame"] =
       benchmark::Counter(static_cast<double>(tn_test::allocationCount() - blocks_before),
                          benchmark::Counter::kAvgIterations);
-  countFrame(state, job.dst);
 }
 
-void toolkitConvertSameSize(benchmark::State& state, const Job& job) {
-  Bytes frame = makeFrame(job.src);
-  std::vector<float> tensor(static_cast<std::size_t>(3 * job.dst.w * job.dst.h));
-  const _TN_Image in{0, TN_PIX_FMT_NV12, job.src.w, job.src.h, 0, frame.data()};
-  const _TN_Image out{0, TN_PIX_FMT_CHW_F32, job.dst.w, job.dst.h, 0, tensor.data()};
+void toolkitConvertSameSize(benchmark::State& state, const Size& size) {
+  Job job(size, size);
+  const _TN_Image in = job.in(), out = job.out();
   const Tarn::_ConvertMatrixFromYUV mat = normalisingMatrix();
   for (auto _ : state) {
     TarnYUVToolKit::Convert(in, out, mat);
     benchmark::ClobberMemory();
   }
-  countFrame(state, job.dst);
 }
 
-enum class Library { kLibyuv, kOpenCv };
 enum class Floats { kSplitLibyuv, kSplitOpenCv, kSplitFloats };
 
-// The peers' road: resized planes, packed RGB, normalised float planes.
+// What the peers do: resize the planes, convert to packed RGB, split into normalised float planes.
 struct Composition {
   Library resize, colour;
   Floats floats;
@@ -108,51 +108,30 @@ struct Composition {
 
 class ComposedConverter {
  public:
-  ComposedConverter(const Composition& how, const Job& job)
+  ComposedConverter(const Composition& how, const Size& src, const Size& dst)
       : how_(how),
-        job_(job),
-        nv12_(static_cast<std::size_t>(job.dst.w * job.dst.h * 3 / 2)),
-        rgb_(job.dst.h, job.dst.w, CV_8UC3),
-        rgb_floats_(job.dst.h, job.dst.w, CV_32FC3),
-        tensor_(static_cast<std::size_t>(3 * job.dst.w * job.dst.h)) {
+        job_(src, dst),
+        nv12_(Tarn::cropFrameExtent(false, dst.w, dst.h).bytes),
+        rgb_(dst.h, dst.w, CV_8UC3),
+        rgb_floats_(dst.h, dst.w, CV_32FC3) {
     for (int i = 0; i < 3; ++i) {
-      planes_[i].create(job.dst.h, job.dst.w, CV_8UC1);
-      float_planes_[i] =
-          cv::Mat(job.dst.h, job.dst.w, CV_32FC1, tensor_.data() + i * job.dst.w * job.dst.h);
+      planes_[i].create(dst.h, dst.w, CV_8UC1);
+      float_planes_[i] = cv::Mat(dst.h, dst.w, CV_32FC1, job_.tensor.data() + i * dst.w * dst.h);
     }
   }
 
-  void run(std::uint8_t* frame) {
+  void run() {
+    const auto [sw, sh] = job_.src;
     const auto [w, h] = job_.dst;
-    std::uint8_t* nv12 = frame;
-    if (w != job_.src.w || h != job_.src.h) {
-      nv12 = nv12_.data();
-      resize(frame, nv12);
-    }
-    std::uint8_t* const uv = nv12 + w * h;
-    if (how_.colour == Library::kLibyuv)
-      libyuv::NV12ToRAW(nv12, w, uv, w, rgb_.data, 3 * w, w, h);
-    else
-      cv::cvtColorTwoPlane(cv::Mat(h, w, CV_8UC1, nv12), cv::Mat(h / 2, w / 2, CV_8UC2, uv), rgb_,
-                           cv::COLOR_YUV2RGB_NV12);
-    toFloats();
+    const bool scales = w != sw || h != sh;
+    std::uint8_t* const nv12 = scales ? nv12_.data() : job_.frame.data();
+    if (scales) resizeNv12(how_.resize, job_.frame.data(), sw, sh, nv12, w, h);
+    nv12ToRgb(how_.colour, nv12, rgb_);
+    toFloats(w, h);
   }
 
  private:
-  void resize(std::uint8_t* frame, std::uint8_t* nv12) {
-    const auto [sw, sh] = job_.src;
-    const auto [w, h] = job_.dst;
-    if (how_.resize == Library::kLibyuv) {
-      libyuv::NV12Scale(frame, sw, frame + sw * sh, sw, sw, sh, nv12, w, nv12 + w * h, w, w, h,
-                        libyuv::kFilterBilinear);
-      return;
-    }
-    cv::Mat y(h, w, CV_8UC1, nv12), uv(h / 2, w / 2, CV_8UC2, nv12 + w * h);
-    cv::resize(cv::Mat(sh, sw, CV_8UC1, frame), y, y.size(), 0, 0, cv::INTER_LINEAR);
-    cv::resize(cv::Mat(sh / 2, sw / 2, CV_8UC2, frame + sw * sh), uv, uv.size(), 0, 0, cv::INTER_LINEAR);
-  }
-
-  void toFloats() {
+  void toFloats(int w, int h) {
     const double scale = 1 / 127.5, shift = -1;
     if (how_.floats == Floats::kSplitFloats) {
       rgb_.convertTo(rgb_floats_, CV_32F, scale, shift);
@@ -160,8 +139,8 @@ class ComposedConverter {
       return;
     }
     if (how_.floats == Floats::kSplitLibyuv)
-      libyuv::SplitRGBPlane(rgb_.data, 3 * job_.dst.w, planes_[0].data, job_.dst.w, planes_[1].data,
-                            job_.dst.w, planes_[2].data, job_.dst.w, job_.dst.w, job_.dst.h);
+      libyuv::SplitRGBPlane(rgb_.data, 3 * w, planes_[0].data, w, planes_[1].data, w, planes_[2].data, w,
+                            w, h);
     else
       cv::split(rgb_, planes_);
     for (int i = 0; i < 3; ++i) planes_[i].convertTo(float_planes_[i], CV_32F, scale, shift);
@@ -171,49 +150,42 @@ class ComposedConverter {
   Job job_;
   Bytes nv12_;
   cv::Mat rgb_, rgb_floats_, planes_[3], float_planes_[3];
-  std::vector<float> tensor_;
 };
 
-void composedConvert(benchmark::State& state, const Composition& how, const Job& job) {
-  Bytes frame = makeFrame(job.src);
-  ComposedConverter converter(how, job);
+void composedConvert(benchmark::State& state, const Composition& how, const Size& src, const Size& dst) {
+  ComposedConverter converter(how, src, dst);
   for (auto _ : state) {
-    converter.run(frame.data());
+    converter.run();
     benchmark::ClobberMemory();
   }
-  countFrame(state, job.dst);
 }
 
-void registerComposed(const std::string& row, const Job& job) {
-  static const struct {
-    const char* name;
-    Library library;
-  } libraries[] = {{"libyuv", Library::kLibyuv}, {"opencv", Library::kOpenCv}};
+void registerComposed(const std::string& row, const Size& src, const Size& dst) {
   static const struct {
     const char* name;
     Floats floats;
   } floats[] = {{"libyuv_split", Floats::kSplitLibyuv},
                 {"opencv_split", Floats::kSplitOpenCv},
                 {"opencv_floats_split", Floats::kSplitFloats}};
-  const bool scales = job.src.w != job.dst.w || job.src.h != job.dst.h;
-  for (const auto& resize : libraries) {
+  const bool scales = src.w != dst.w || src.h != dst.h;
+  for (const auto& resize : kLibraries) {
     if (!scales && resize.library == Library::kOpenCv) continue;
-    for (const auto& colour : libraries)
+    for (const auto& colour : kLibraries)
       for (const auto& f : floats)
         benchmark::RegisterBenchmark((row + "/" + (scales ? std::string(resize.name) + "_resize+" : "") +
                                       colour.name + "_colour+" + f.name)
                                          .c_str(),
                                      composedConvert,
-                                     Composition{resize.library, colour.library, f.floats}, job);
+                                     Composition{resize.library, colour.library, f.floats}, src, dst);
   }
 }
 
 // ---- crops -------------------------------------------------------------------------------------
 
-const Size kCropSource{1920, 1080}, kCropSize{640, 480};
-const int kCropX = 320, kCropY = 200;
+constexpr Size kCropSource{1920, 1080}, kCropSize{640, 480};
+constexpr int kCropX = 320, kCropY = 200;
 
-// Planes of a 4:2:0 frame as (offset, columns, rows) in bytes; x and y of the crop are halved with them.
+// A plane of a 4:2:0 frame: offsets and sizes in bytes; x and y are the crop's corner in it.
 struct Plane {
   int src_offset, dst_offset, src_pitch, dst_pitch, x, y, w, h;
 };
@@ -232,55 +204,47 @@ std::vector<Plane> cropPlanes(bool planar) {
   return planes;
 }
 
-enum class Cropper { kToolkit, kLibyuv, kOpenCv };
-
-void crop(benchmark::State& state, Cropper cropper, bool planar) {
-  Bytes src = makeFrame(kCropSource), dst = makeFrame(kCropSize);
-  const int format = planar ? TN_PIX_FMT_YUVI420 : TN_PIX_FMT_NV12;
-  const _TN_Image in{0, format, kCropSource.w, kCropSource.h, 0, src.data()};
-  const _TN_Image out{0, format, kCropSize.w, kCropSize.h, 0, dst.data()};
+// All contestants of a row share the two frames.
+void addCrop(const std::string& row, bool planar) {
+  const auto src = std::make_shared<Bytes>(makeFrame(kCropSource));
+  const auto dst = std::make_shared<Bytes>(makeFrame(kCropSize));
+  addRow(row, "tn_kits", [=] {
+    const int format = planar ? TN_PIX_FMT_YUVI420 : TN_PIX_FMT_NV12;
+    (planar ? TarnYUVToolKit::Crop_YUVI420 : TarnYUVToolKit::Crop)(
+        {0, format, kCropSource.w, kCropSource.h, 0, src->data()},
+        {0, format, kCropSize.w, kCropSize.h, 0, dst->data()}, kCropX, kCropY, kCropX + kCropSize.w - 1,
+        kCropY + kCropSize.h - 1);
+  });
   const std::vector<Plane> planes = cropPlanes(planar);
-  const int x1 = kCropX + kCropSize.w - 1, y1 = kCropY + kCropSize.h - 1;
-  for (auto _ : state) {
-    if (cropper == Cropper::kToolkit) {
-      (planar ? TarnYUVToolKit::Crop_YUVI420 : TarnYUVToolKit::Crop)(in, out, kCropX, kCropY, x1, y1);
-    } else if (cropper == Cropper::kLibyuv) {
-      for (const Plane& p : planes)
-        libyuv::CopyPlane(src.data() + p.src_offset + p.y * p.src_pitch + p.x, p.src_pitch,
-                          dst.data() + p.dst_offset, p.dst_pitch, p.w, p.h);
-    } else {
-      for (const Plane& p : planes) {
-        const cv::Mat from(p.h, p.w, CV_8UC1, src.data() + p.src_offset + p.y * p.src_pitch + p.x,
-                           static_cast<std::size_t>(p.src_pitch));
-        cv::Mat to(p.h, p.w, CV_8UC1, dst.data() + p.dst_offset);
-        from.copyTo(to);
-      }
+  addRow(row, "libyuv", [=] {
+    for (const Plane& p : planes)
+      libyuv::CopyPlane(src->data() + p.src_offset + p.y * p.src_pitch + p.x, p.src_pitch,
+                        dst->data() + p.dst_offset, p.dst_pitch, p.w, p.h);
+  });
+  addRow(row, "opencv", [=] {
+    for (const Plane& p : planes) {
+      const cv::Mat from(p.h, p.w, CV_8UC1, src->data() + p.src_offset + p.y * p.src_pitch + p.x,
+                         static_cast<std::size_t>(p.src_pitch));
+      from.copyTo(picture(dst->data() + p.dst_offset, p.w, p.h));
     }
-    benchmark::ClobberMemory();
-  }
-  countFrame(state, kCropSize);
+  });
 }
 
 }  // namespace
 
 void registerRows() {
   cv::setNumThreads(1);
-  for (const Job& job :
-       {Job{{1920, 1080}, {640, 640}}, Job{{1920, 1080}, {320, 320}}, Job{{640, 640}, {640, 640}}}) {
-    const std::string row =
-        "convert/" + sizeName(job.src.w, job.src.h) + "_to_" + sizeName(job.dst.w, job.dst.h);
-    benchmark::RegisterBenchmark((row + "/tn_kits").c_str(), toolkitConvert, job);
-    registerComposed(row, job);
+  const Size full{1920, 1080}, square{640, 640}, vga{640, 480};
+  for (const auto& [src, dst] : {std::pair{full, square}, {full, Size{320, 320}}, {square, square}}) {
+    const std::string row = "convert/" + sizeName(src.w, src.h) + "_to_" + sizeName(dst.w, dst.h);
+    benchmark::RegisterBenchmark((row + "/tn_kits").c_str(), toolkitConvert, src, dst);
+    registerComposed(row, src, dst);
   }
-  for (const Size& size : {Size{1920, 1080}, Size{640, 480}}) {
+  for (const Size& size : {full, vga}) {
     const std::string row = "Convert/" + sizeName(size.w, size.h);
-    benchmark::RegisterBenchmark((row + "/tn_kits").c_str(), toolkitConvertSameSize, Job{size, size});
-    registerComposed(row, Job{size, size});
+    benchmark::RegisterBenchmark((row + "/tn_kits").c_str(), toolkitConvertSameSize, size);
+    registerComposed(row, size, size);
   }
-  for (const bool planar : {false, true}) {
-    const std::string row = planar ? "Crop_YUVI420/640x480" : "Crop/640x480";
-    benchmark::RegisterBenchmark((row + "/tn_kits").c_str(), crop, Cropper::kToolkit, planar);
-    benchmark::RegisterBenchmark((row + "/libyuv").c_str(), crop, Cropper::kLibyuv, planar);
-    benchmark::RegisterBenchmark((row + "/opencv").c_str(), crop, Cropper::kOpenCv, planar);
-  }
+  addCrop("Crop/640x480", false);
+  addCrop("Crop_YUVI420/640x480", true);
 }
