@@ -6,11 +6,9 @@
 # Environment: REPETITIONS (9), MIN_TIME in seconds a repetition (0.05), FRAMES (300) for the network's
 # share, and TN_BENCH_TARGETS, which holds tn_kits to an older instruction set (AVX2, SSE4, SSSE3); the
 # files' names then end in it, and the share, which the tool measures at its best, is left as it is.
-set -euo pipefail
-cd "$(dirname "$0")/.."
+. "$(dirname "$0")/common.sh"
 scripts/setup.sh build bench
-cmake --preset bench >/dev/null
-cmake --build --preset bench
+build bench
 
 results=build/bench/results
 rm -rf "$results" && mkdir -p "$results"

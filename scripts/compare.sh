@@ -9,9 +9,7 @@
 #   --rounds  how often each benchmark is run (default 5)
 #   --isa     at most this instruction set (AVX3, AVX2, SSE4, SSSE3 ...); several are compared one by one
 # Builds stay in build/compare for the next comparison; remove that folder when the compiler has changed.
-set -euo pipefail
-cd "$(dirname "$0")/.."
-refuse() { echo "scripts/compare.sh: $1" >&2; exit 2; }
+. "$(dirname "$0")/common.sh"
 
 filter=. rounds=5 sets=() commits=()
 while [ $# -gt 0 ]; do
@@ -51,9 +49,8 @@ for commit in "${commits[@]}"; do
   echo "building $(git log -1 --format='%h %s' "$commit")" >&2
   remove_tree
   git worktree add --quiet --detach "$tree" "$commit"
-  (cd "$tree" && cmake --preset bench -B "$built" -D TN_KITS_BUILD_APPS=OFF &&
-    cmake --build "$built" -j "$(nproc)") >"$built.log" 2>&1 ||
-    { tail -n 40 "$built.log" >&2; refuse "$commit does not build"; }
+  logged "$built.log" cmake --preset bench -S "$tree" -B "$built" -D TN_KITS_BUILD_APPS=OFF &&
+    logged "$built.log" cmake --build "$built" -j "$jobs" || refuse "$commit does not build"
   touch "$built/complete"
 done
 python3 scripts/bench_compare.py --filter "$filter" --rounds "$rounds" "${sets[@]/#/--isa=}" \

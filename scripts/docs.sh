@@ -1,15 +1,14 @@
 #!/usr/bin/env bash
-# Builds the API pages into build/docs/html. Fails on a warning of Doxygen's, and when an exported symbol
-# has no documentation.
+# Builds the API pages into build/docs/html. Fails on a Doxygen warning and on an exported symbol without
+# documentation.
 # usage: scripts/docs.sh
-set -euo pipefail
-cd "$(dirname "$0")/.."
+. "$(dirname "$0")/common.sh"
 
 scripts/setup.sh docs
 rm -rf build/docs
 mkdir -p build/docs
 doxygen docs/Doxyfile
-# Once more for the symbols, private ones included, which the pages leave out.
+# A second run, as XML and with private members, for the check of the symbols.
 {
   cat docs/Doxyfile
   echo "GENERATE_HTML = NO

@@ -1,10 +1,9 @@
 #!/usr/bin/env bash
 # Formats every source file in place.
-# --check changes nothing: it fails on a file that is not formatted, and on any clang-tidy finding, of every
-# check in the libraries, of names and a few plain faults elsewhere. --check-all: of every check everywhere.
-# Lint reads build/release/compile_commands.json, so configure and build that preset first.
-set -euo pipefail
-cd "$(dirname "$0")/.."
+# --check changes nothing. It fails on a file that is not formatted and on any clang-tidy finding; in the
+# libraries all checks run, elsewhere those of names and a few plain faults. --check-all: all checks everywhere.
+# clang-tidy reads build/release/compile_commands.json, so configure and build that preset first.
+. "$(dirname "$0")/common.sh"
 
 for name in clang-format clang-tidy; do
   command -v "$name-14" >/dev/null || command -v "$name" >/dev/null || scripts/setup.sh lint
@@ -20,7 +19,7 @@ case "${1:-}" in
   '')
     "$format" -i "${files[@]}"
     exit 0 ;;
-  *) echo "scripts/format.sh: '$1' is neither --check nor --check-all" >&2; exit 2 ;;
+  *) refuse "'$1' is neither --check nor --check-all" ;;
 esac
 
 "$format" --dry-run --Werror "${files[@]}"
@@ -28,16 +27,16 @@ esac
 tidy=$(tool clang-tidy)
 build=build/release
 [ -f "$build/compile_commands.json" ] || { echo "scripts/format.sh: configure the release preset first" >&2; exit 1; }
-# The analyzer gives up on a function after so many states: its default spends two thirds of the whole run in
-# the constructors of the command-line library.
+# The analyzer stops in a function after this many states. With its default it spends two thirds of the whole
+# run in constructors of the command-line library.
 nodes=(-Xclang -analyzer-config -Xclang max-nodes=20000)
-# Every check everywhere takes several times as long, most of it for the tool and the tests.
+# All checks everywhere take several times as long, most of it for the tool and the tests.
 light='-*,readability-identifier-naming,bugprone-use-after-move,bugprone-sizeof-expression,bugprone-infinite-loop'
 # Benchmarks, examples and common are not part of that build; headers are linted through the files that use
 # them.
 sources() { printf '%s\n' "${files[@]}" | grep '\.cpp$' | grep -Ev '^(benchmarks|common|examples)/'; }
 lint() {
-  xargs -r -P "$(nproc)" -n 1 "$tidy" -p "$build" --quiet --warnings-as-errors='*' \
+  xargs -r -P "$jobs" -n 1 "$tidy" -p "$build" --quiet --warnings-as-errors='*' \
     --extra-arg=-Wno-unknown-warning-option "${nodes[@]/#/--extra-arg=}" "$@" 2>/dev/null
 }
 sources | grep -E "$everywhere" | lint

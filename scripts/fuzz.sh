@@ -2,25 +2,22 @@
 # Builds the fuzz targets (the asan preset, with clang) and runs each from its seed corpus, under
 # AddressSanitizer and UndefinedBehaviorSanitizer. Ends with a table; fails if anything was found.
 # usage: scripts/fuzz.sh [seconds a target, default 30] [target ...]
-# What was found is kept in build/asan/fuzzing/findings, what was learnt in build/asan/fuzzing/corpus.
-set -euo pipefail
-cd "$(dirname "$0")/.."
+# Findings are kept in build/asan/fuzzing/findings, new inputs in build/asan/fuzzing/corpus.
+. "$(dirname "$0")/common.sh"
 
 seconds=${1:-30}
-[[ "$seconds" =~ ^[1-9][0-9]*$ ]] || { echo "scripts/fuzz.sh: '$seconds' is not a number of seconds" >&2; exit 2; }
+[[ "$seconds" =~ ^[1-9][0-9]*$ ]] || refuse "'$seconds' is not a number of seconds"
 [ $# -eq 0 ] || shift
 targets=("$@")
 if [ ${#targets[@]} -eq 0 ]; then
   for folder in fuzz/corpus/*/; do targets+=("$(basename "$folder")"); done
 fi
 for target in "${targets[@]}"; do
-  [ -d "fuzz/corpus/$target" ] || { echo "scripts/fuzz.sh: there is no target '$target'" >&2; exit 2; }
+  [ -d "fuzz/corpus/$target" ] || refuse "there is no target '$target'"
 done
 
 scripts/setup.sh build test fuzz
-jobs=$(nproc)
-cmake --preset asan >/dev/null
-cmake --build --preset asan -j "$jobs" --target "${targets[@]/%/_fuzz}"
+build asan "${targets[@]/%/_fuzz}"
 out=build/asan/fuzzing
 mkdir -p "$out/findings" "$out/logs"
 
@@ -34,14 +31,14 @@ run() {
   mkdir -p "$learnt"
   for attempt in 1 2; do
     log=$out/logs/$target$attempt.log
-    # The first folder takes what is learnt; the second, the seeds, is only read.
+    # New inputs go into the first folder; the second, the seeds, is only read.
     if fuzz "$target" -max_total_time="$seconds" -print_final_stats=1 -verbosity=1 \
       -artifact_prefix="$out/findings/$target-" "$learnt" "fuzz/corpus/$target" >"$log"; then
       return
     fi
-    # A finding, unless the machine stood still for the time that a unit may take, which the same input then
-    # does not take again, or the fuzzer failed before it could find anything, of which it prints no summary.
-    # That gets one more chance, and is told.
+    # Two failures are no findings and get a second attempt, which the table mentions: a timeout that the
+    # same input does not repeat (the machine was busy), and a fuzzer that stopped without a summary (it
+    # failed to run at all).
     input=$(sed -n 's/.*Test unit written to //p' "$log" | tail -n 1)
     case "$input" in
       '') ! grep -q SUMMARY: "$log" || break ;;
@@ -61,10 +58,10 @@ for target in "${targets[@]}"; do
   logs=("$out/logs/$target"?.log)
   log=${logs[-1]}
   runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
-  # The fuzzer's own count of the edges reached, as of its last line of news.
+  # The number of edges reached, from the fuzzer's last line of progress.
   coverage=$(sed -n 's/.* cov: \([0-9]*\) .*/\1/p' "$log" | tail -n 1)
   finding=none
-  [ ${#logs[@]} -eq 1 ] || finding="none at the second attempt, $out/logs/${target}1.log tells of the first"
+  [ ${#logs[@]} -eq 1 ] || finding="none at the second attempt; the first is in $out/logs/${target}1.log"
   if [ -e "$out/logs/$target.failed" ]; then
     failed=1
     finding="see $log"

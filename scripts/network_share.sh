@@ -4,8 +4,7 @@
 # usage: scripts/network_share.sh TARNKIT TITLE
 #   TARNKIT: the tool of a Release build. TITLE: a sentence that says what was measured on what.
 # Environment: FRAMES (300). Needs python3-onnx for the larger network. Run it on an idle machine.
-set -euo pipefail
-cd "$(dirname "$0")/.."
+. "$(dirname "$0")/common.sh"
 tool=${1:?usage: scripts/network_share.sh TARNKIT TITLE}
 title=${2:?usage: scripts/network_share.sh TARNKIT TITLE}
 frames=${FRAMES:-300}

@@ -4,18 +4,13 @@
 # AddressSanitizer and UndefinedBehaviorSanitizer; threads under ThreadSanitizer; kernels under valgrind;
 # the tests on Windows; the pages.
 # usage: scripts/test.sh     (TN_FUZZ_SECONDS: for each fuzz target, default 30)
-set -euo pipefail
-cd "$(dirname "$0")/.."
-
-step() { printf '\n== %s (%s s)\n' "$1" "$SECONDS"; }
-jobs=$(nproc)
+. "$(dirname "$0")/common.sh"
 
 step "packages"
 scripts/setup.sh build test lint fuzz windows docs
 
 step "Release build, warnings as errors"
-cmake --preset release
-cmake --build --preset release -j "$jobs"
+build release
 
 step "tests"
 ctest --preset release -j "$jobs"
@@ -24,19 +19,17 @@ step "format and lint"
 scripts/format.sh --check
 
 step "build under AddressSanitizer and UndefinedBehaviorSanitizer"
-cmake --preset asan
-cmake --build --preset asan -j "$jobs"
+build asan
 
 step "tests under AddressSanitizer and UndefinedBehaviorSanitizer"
-ctest --preset asan -j "$jobs" --quiet --output-log build/asan/test.log ||
-  { tail -n 60 build/asan/test.log; exit 1; }
+logged build/asan/test.log ctest --preset asan -j "$jobs"
 tail -n 4 build/asan/test.log
 
 step "fuzz targets"
 scripts/fuzz.sh "${TN_FUZZ_SECONDS:-30}"
 
 step "threads under ThreadSanitizer"
-scripts/tsan.sh all >build/tsan.log || { tail -n 60 build/tsan.log; exit 1; }
+logged build/tsan.log scripts/tsan.sh all
 tail -n 3 build/tsan.log
 
 step "kernels and network input under valgrind"

@@ -2,22 +2,21 @@
 # Builds the library with ThreadSanitizer and runs the tests that have threads: every routine on eight of
 # them, tensors, logging, networks.
 # usage: scripts/tsan.sh [all]     (all: every test of the library, most of which have one thread)
-set -euo pipefail
-cd "$(dirname "$0")/.."
+. "$(dirname "$0")/common.sh"
 
 case "${1:-}" in
   '') pattern='^(Threads|FirstUse|Mat|Logging|Net\.)'
     targets=(tn_threads_test tn_first_use_test tn_mat_test tn_core_test tn_net_test) ;;
   all) pattern=. targets=(all) ;;
-  *) echo "scripts/tsan.sh: '$1' is not 'all'" >&2; exit 2 ;;
+  *) refuse "'$1' is not 'all'" ;;
 esac
 
-# Kernels may place programs where ThreadSanitizer does not expect them, unless told to place all alike; the
-# build runs tests too, to list them.
+# ThreadSanitizer fails to start when the system places a program at an address that it does not expect;
+# setarch -R switches random addresses off. The build needs it too, since it runs tests to list them.
 fixed=(setarch "$(uname -m)" -R)
 "${fixed[@]}" true 2>/dev/null || fixed=()
 scripts/setup.sh build test fuzz
 cmake --preset tsan >/dev/null
-"${fixed[@]}" cmake --build --preset tsan -j "$(nproc)" --target "${targets[@]}"
-# Tests that count or refuse allocations do so in operators that the sanitizer replaces.
-"${fixed[@]}" ctest --preset tsan -j "$(nproc)" -R "$pattern" -E '^(Allocation|(Net)?OutOfMemory)' --no-tests=error
+"${fixed[@]}" cmake --build --preset tsan -j "$jobs" --target "${targets[@]}"
+# Left out: tests that count or refuse allocations. They replace the same operators as the sanitizer.
+"${fixed[@]}" ctest --preset tsan -j "$jobs" -R "$pattern" -E '^(Allocation|(Net)?OutOfMemory)' --no-tests=error
