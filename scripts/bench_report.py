@@ -1,14 +1,17 @@
 """Turns benchmark results into a markdown table and a bar chart of ratios.
 
-usage: bench_report.py --title TEXT --table FILE.md --chart FILE.svg RESULT.json...
+usage: bench_report.py --title TEXT --table FILE.md --chart FILE.svg [--summary FILE.md] RESULT.json...
 
 A benchmark is named ROW/CONTESTANT: "tn_kits" is ours, "memcpy" is the time to copy the bytes that the job
 must move, and all others are peers. The ratio is the fastest peer's median time divided by ours: above 1,
-we are faster.
+we are faster. --summary replaces what stands between the lines <!-- ratios --> and <!-- /ratios --> of a file
+by one line for each family of rows.
 """
 import argparse
 import collections
 import json
+import pathlib
+import re
 import statistics
 
 TO_MICROSECONDS = {"ns": 1e-3, "us": 1.0, "ms": 1e3, "s": 1e6}
@@ -16,6 +19,26 @@ OURS, LIMIT = "tn_kits", "memcpy"
 # Counters worth a place in the table.
 NOTES = {"allocations": "allocations a frame", "allocations_per_frame": "allocations a frame",
          "toolkit_bytes": "bytes a toolkit"}
+
+# Names of rows, and what the summary calls them. A row of no family has a line of its own.
+FAMILIES = [
+    (r"convert/", "NV12 frame resampled into a tensor (`convert`)"),
+    (r"Convert/", "NV12 frame into a tensor of its size (`Convert`)"),
+    (r"getInMat .*upright", "frame into a network's input (`getInMat`)"),
+    (r"getInMat .*turned", "the same with a quarter turn"),
+    (r"(cnn_)?resize_bilinear", "bilinear byte resizers"),
+    (r"(crop_)?resize_nearest", "nearest-neighbour byte resizers"),
+    (r"from_pixels", "packed bytes into a float tensor"),
+    (r"affine", "affine warps"),
+    (r"\w+_to_rgb", "YUV 4:2:0 to RGB"),
+    (r"gray_from", "grey"),
+    (r"planar_from", "packed bytes into planes"),
+    (r"(anti_)?rotate90", "quarter turns"),
+    (r"flip", "mirrors"),
+    (r"cut|Crop", "cuts and crops"),
+    (r"kalman", "tracker with Kalman filters, 10 to 1,000 boxes"),
+    (r"one_euro", "tracker with One-Euro filters, 10 to 1,000 boxes"),
+]
 
 Row = collections.namedtuple("Row", "name ours peer peer_time limit notes")
 
@@ -25,9 +48,7 @@ def read_times(paths):
     times = collections.defaultdict(lambda: collections.defaultdict(list))
     order, notes = {}, collections.defaultdict(dict)
     for number, path in enumerate(paths):
-        with open(path, encoding="utf-8") as file:
-            runs = json.load(file)["benchmarks"]
-        for run in runs:
+        for run in json.loads(pathlib.Path(path).read_text(encoding="utf-8"))["benchmarks"]:
             if run["run_type"] == "aggregate":
                 continue
             name, _, contestant = run["run_name"].rpartition("/")
@@ -61,6 +82,23 @@ def table(title, rows):
     return "\n".join(lines) + "\n"
 
 
+def summarise(path, title, rows):
+    """Writes the range of ratios of each family into the marked part of a file."""
+    families = {text: [] for _, text in FAMILIES}
+    for row in rows:
+        text = next((text for name, text in FAMILIES if re.match(name, row.name)), row.name)
+        families.setdefault(text, []).append(row.peer_time / row.ours)
+    lines = [title, "", "| job | rows | ratio, lowest to highest |", "|---|---:|---:|"]
+    lines += [f"| {text} | {len(found)} | {min(found):.2f} to {max(found):.2f} |"
+              for text, found in families.items() if found]
+    file = pathlib.Path(path)
+    before, opening, rest = file.read_text(encoding="utf-8").partition("<!-- ratios -->\n")
+    _, closing, after = rest.partition("<!-- /ratios -->")
+    if not closing:
+        raise SystemExit(f"bench_report.py: {path} has no lines <!-- ratios --> and <!-- /ratios -->")
+    file.write_text(before + opening + "\n".join(lines) + "\n" + closing + after, encoding="utf-8")
+
+
 def chart(rows):
     """A horizontal bar a row; the line marks where both are equally fast."""
     label_width, unit, bar, gap = 330, 70, 14, 6
@@ -87,14 +125,15 @@ def main():
     parser.add_argument("--title", required=True)
     parser.add_argument("--table", required=True)
     parser.add_argument("--chart", required=True)
+    parser.add_argument("--summary")
     parser.add_argument("results", nargs="+")
     options = parser.parse_args()
     rows = list(read(options.results))
     text = table(options.title, rows)
-    with open(options.table, "w", encoding="utf-8") as file:
-        file.write(text)
-    with open(options.chart, "w", encoding="utf-8") as file:
-        file.write(chart(rows))
+    pathlib.Path(options.table).write_text(text, encoding="utf-8")
+    pathlib.Path(options.chart).write_text(chart(rows), encoding="utf-8")
+    if options.summary:
+        summarise(options.summary, options.title, rows)
     print(text, end="")
 
 
