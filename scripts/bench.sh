@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the benchmarks, runs them with the contestants' repetitions interleaved, and replaces the pages of the
-# last measurement: table and chart of ratios in docs/performance, their summary in README.md, and what is spent
-# around a network. Run it on an idle machine.
+# last measurement: table and chart of ratios in docs/performance, their summary in README.md, and the time
+# outside the network. Run it on an idle machine.
 # usage: scripts/bench.sh [FILTER]
 #   FILTER: a regular expression over row names. Then only their table is made, in build/bench.
 # Environment: REPETITIONS (9), MIN_TIME in seconds a repetition (0.05), FRAMES (300) for the network's share.

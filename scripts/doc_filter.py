@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Prints a public header as Doxygen wants its comments, which are written to be read as they stand.
+"""Prints a public header with its comments in Doxygen's markup. In the headers they are plain text.
 
 usage: doc_filter.py HEADER
 
@@ -14,13 +14,13 @@ import re
 import sys
 
 COMMENT = re.compile(r"^(\s*///) ?(.*)$")
-# Names of parameters, or what opens a contract's line; at its beginning, and behind a sentence.
+# Names of parameters, or the word that opens a paragraph of a contract; at a line's start, or behind a sentence.
 NAMES = r"((?:[a-z_]\w*(?:, )?)+|[A-Z][\w-]+|Scratch memory)"
 LABEL = re.compile(rf"^{NAMES}: ")
 LATER_LABEL = re.compile(rf"(?<=[.;] ){NAMES}: ")
 
 
-# What Doxygen would take for markup of its own inside of <pre>.
+# Characters that Doxygen takes for markup inside <pre>.
 ESCAPED = re.compile(r"[<>&@\\#%\"]")
 
 
@@ -41,7 +41,7 @@ def formula_end(lines, start):
 
 
 def block(lines):
-    """The text of one comment, line by line."""
+    """Converts the lines of one comment."""
     result = []
     inside = False  # a labelled paragraph or a list, which deeper lines belong to
     number = 0

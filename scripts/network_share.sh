@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Measures how much of the work on a frame is the network's, and how much tensor, decoding of boxes and
-# tracking take around it, and prints docs/performance/network-share.md, which scripts/bench.sh makes.
+# Measures how much of a frame's time the network takes, and how much tensor, decoding of boxes and tracking.
+# Prints docs/performance/network-share.md for scripts/bench.sh.
 # usage: scripts/network_share.sh TARNKIT TITLE
 #   TARNKIT: the tool of a Release build. TITLE: a sentence that says what was measured on what.
 # Environment: FRAMES (300). Needs python3-onnx for the larger network. Run it on an idle machine.
@@ -14,15 +14,15 @@ printf 'tarn-inference-config 1\nthreads 1\n' >"$out/one-thread.txt"
 /usr/bin/python3 apps/detectors/models/make_blob_detector.py "$out/trunk16.onnx" --trunk 16 >&2
 
 cat <<END
-# What is spent around a network
+# Time outside the network
 
-Of the work on a frame, all but the network: the letterboxed tensor, decoding of the network's output with
-suppression of duplicates, and tracking. \`tarnkit run --detector onnx\` prints the split in its summary. The goal
-is under 10 % of the sum.
+A frame's time outside the network is that of the letterboxed tensor, of decoding the network's output with
+suppression of duplicates, and of tracking. \`tarnkit run --detector onnx\` prints the split in its summary. The goal is
+less than 10 % of the sum.
 
 $title; one thread, medians over $frames frames, in wall time.
 
-| frames | network | tensor, ms | network, ms | detect, ms | track, ms | all but the network |
+| frames | network | tensor, ms | network, ms | decode, ms | track, ms | outside the network |
 |---|---|---:|---:|---:|---:|---:|
 END
 for size in 640x480 1920x1080; do
@@ -42,4 +42,4 @@ for size in 640x480 1920x1080; do
         }'
   done
 done
-printf "\nFeeding the tensor to the network and copying its output count as the network's.\n"
+printf "\nFeeding the tensor to the network and copying its output count as network.\n"
