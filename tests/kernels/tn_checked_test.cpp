@@ -38,19 +38,12 @@ TEST(Checked, SentencesNameTheArgumentAndWhatItMustBe) {
     const char* sentence;
   } cases[] = {
       {[] { checked::yuv420f_to_rgb(kFrom, 0, 2, kTo); }, "w is 0; it must be from 1 to 16777216"},
-      {[] { checked::yuv420f_to_rgb(kFrom, 2, kLeast, kTo); },
-       "h is -2147483648; it must be from 1 to 16777216"},
-      {[] { checked::nv12_to_rgb_fast_asm(kFrom, kMost, kMost, kTo); },
-       "w is 2147483647; it must be from 1 to 16777216"},
       {[] { checked::nv12_to_rgb_fast_asm(kFrom, 1 << 24, 1 << 24, kTo); },
        "src would be too large; a 16777216x16777216 frame with the chroma that is read behind it needs "
        "more than 2147483647 bytes"},
       // 4 * 2^30 would be 0 in 32 bits.
       {[] { checked::getGray_from_RGBA_HWC(kFrom, kTo, 1 << 30); },
        "src would be too large; 1073741824 RGBA pixels need more than 2147483647 bytes"},
-      {[] { checked::getGray_from_RGBA_HWC(kFrom, kTo, -1); },
-       "n is -1; it must be from 1 to 2147483647"},
-      {[] { checked::flip_vertical(kFrom, 2, 2, kTo, 0); }, "c is 0; it must be from 1 to 16777216"},
       {[] { checked::flip_vertical(kFrom, 65536, 65536, kTo, 65536); },
        "src would be too large; a 65536x65536 picture of 65536 channels needs more than 2147483647 "
        "bytes"},
@@ -58,24 +51,12 @@ TEST(Checked, SentencesNameTheArgumentAndWhatItMustBe) {
          checked::resize_bilinear_c3({kNowhere, 35}, 4, 3, kTo, 8, 8);
        },
        "src holds 35 bytes; a 4x3 picture of 3 channels needs 36"},
-      {[] {
-         checked::cnn_resize_bilinear_c2({kNowhere, 23}, 4, 3, kTo, 8, 8);
-       },
-       "src holds 23 bytes; a 4x3 picture of 2 channels needs 24"},
-      {[] { checked::resize_nearest_c1(kFrom, 4, 0, kTo, 8, 8); },
-       "sh is 0; it must be from 1 to 16777216"},
       {[] { checked::crop_resize_nearest_c1(kFrom, 4, 4, kTo, 8, 8, 3, 0, 2, 4); },
        "the rectangle goes from (3, 0) to (2, 4); it must not be inverted"},
       {[] { checked::cut_sub_img_inhwc_outhwc(kFrom, 10, 8, kTo, 4, 4, 7, 0, 3); },
        "the rectangle is 4x4 at column 7, row 0; it must lie inside the 10x8 source"},
       {[] { checked::cut_sub_img_inhwc_outhwc(kFrom, 10, 8, kTo, 4, 4, 0, kMost, 3); },
        "the rectangle is 4x4 at column 0, row 2147483647; it must lie inside the 10x8 source"},
-      {[] {
-         checked::cut_sub_img_inchw_outchw({reinterpret_cast<float*>(kNowhere), kAmple}, 10, 8,
-                                           {reinterpret_cast<float*>(kNowhere + kAmple), kAmple}, 4, 4,
-                                           -1, 0, 3);
-       },
-       "the rectangle is 4x4 at column -1, row 0; it must lie inside the 10x8 source"},
       {[&] {
          checked::cut_sub_img_inchw_outchw({reinterpret_cast<float*>(kNowhere + 2), kAmple}, 10, 8,
                                            {reinterpret_cast<float*>(kNowhere + kAmple), kAmple}, 4, 4,
@@ -87,18 +68,12 @@ TEST(Checked, SentencesNameTheArgumentAndWhatItMustBe) {
        },
        "type is 3; it must be 1, 2 or 8, plus 65536 times 0, 1 or 2"},
       {[&] {
-         checked::from_pixels({memory, 63}, 1 << 16 | 8, 4, 4);
-       },
-       "pixels holds 63 bytes; a 4x4 picture of 4 channels needs 64"},
-      {[&] {
          checked::from_float_array({reinterpret_cast<const float*>(kNowhere), 31}, 2, 2, 2,
                                    TarnCPU::TensorShape::CHW, nullptr);
        },
        "data holds 31 bytes; a 2x2 tensor of 2 channels needs 32"},
       {[] { checked::TarnYUVToolKit(640, 480, -1, 240, 32, 32); },
        "src_uv_width is -1; it must be from 0 to 16777216"},
-      {[] { checked::TarnYUVToolKit(640, 480, 320, 240, 32, 0); },
-       "dst_height is 0; it must be from 1 to 16777216"},
       {[] { checked::TarnYUVToolKit(65536, 65536, 320, 240, 32, 32); },
        "the frame's size in bytes is 4315938816; it must be from 1 to 2147483647"},
   };
@@ -138,23 +113,12 @@ TEST(CheckedToolKit, SentencesNameTheRecordAndWhatItMustBe) {
        "in has pixel format 6 (unknown); it must be one of NV12, NV21, YUV420V"},
       {[&] { kit.convert(frame(TN_PIX_FMT_NV12, 1080, 1920, 3110400), room); },
        "in is 1080x1920; it must be 1920x1080"},
-      {[&] { kit.convert(whole, tensor(32, 32, 12287)); },
-       "out holds 12287 bytes; a 32x32 tensor of 3 channels needs 12288"},
       {[&] { kit.convert(whole, tensor(32, 16, 12288)); }, "out is 32x16; it must be 32x32"},
-      {[&] { kit.convert(whole, whole); }, "out has pixel format 7 (NV12); it must be one of CHW_F32"},
-      {[&] { convert(frame(TN_PIX_FMT_NV12, 0, 2, 72), room); },
-       "in is 0x2; its sides must be from 1 to 16777216"},
       {[&] { convert(small, tensor(6, 6, 1000)); }, "out is 6x6; it must be 8x6"},
-      {[&] { convert(small, imageOf(TN_PIX_FMT_CHW_F32, 8, 6, kNowhere + 68, 1000)); },
-       "out overlaps in; the two must lie apart"},
-      {[&] { crop(small, small_out, 0, 0, 4, 3); },
-       "out is 4x4; it must be at least 5x4 like the rectangle"},
       {[&] { crop(small, small_out, kLeast, 0, kMost, 3); },
        "out is 4x4; it must be at least 4294967296x4 like the rectangle"},
       {[&] { crop(small, small_out, 2, 3, 2, 2); },
        "the rectangle goes from (2, 3) to (2, 2); it must not be inverted"},
-      {[&] { crop(planar, small_out, 0, 0, 3, 3); },
-       "in has pixel format 1 (I420); it must be one of NV12, NV21, YUV420V"},
       {[&] { checked::TarnYUVToolKit::Crop_YUVI420(planar, small_out, 0, 0, 3, 3); },
        "out has pixel format 8 (NV21); it must be one of I420"},
   };
@@ -186,18 +150,10 @@ TEST(CheckedInput, SentencesNameTheArgumentAndWhatItMustBe) {
        "image has pixel format 3 (YUV420V); it must be one of I420, NV12, NV21, BGRA, RGBA, BGR, RGB"},
       {[&] { input(TN_PIX_FMT_RGB, bytes + 12, bytes + 2000, 4); },
        "image holds 12 bytes; a 4x2 RGB frame needs 24"},
-      {[&] { input(TN_PIX_FMT_NV12, bytes + 12, bytes + 2000, -4); },
-       "width is -4; it must be from 1 to 16777216"},
       {[&] { input(TN_PIX_FMT_NV12, bytes + 11, bytes + 2000, 4); },
        "work_a overlaps image; the two must lie apart"},
-      {[&] { input(TN_PIX_FMT_NV12, bytes + 2000, bytes, 4); },
-       "work_b overlaps image; the two must lie apart"},
-      {[&] { input(TN_PIX_FMT_NV12, bytes + 12, bytes + 43, 4); },
-       "work_b overlaps work_a; the two must lie apart"},
       {[&] { checked::affine(small, rows, matrix); },
        "dst has layout 2 and elements of 4 bytes; it must have layout 1 (CHW) and floats"},
-      {[&] { checked::affine(bytewise, apart, matrix); },
-       "src has layout 1 and elements of 1 bytes; it must have layout 1 (CHW) and floats"},
       {[&] {
          checked::affine(small, apart, {identity.data(), 20});
        },
@@ -219,8 +175,6 @@ TEST(CheckedInput, SentencesNameTheArgumentAndWhatItMustBe) {
        "dst is 3x4x3; it must be 4x3x3 like src"},
       {[&] { checked::affine_sse_hwc(floatsAt(bytes, 4, 1, 3), apart, matrix); },
        "src is 4x1x3; it must have 3 planes and sides of 2 or more"},
-      {[&] { checked::affine(Mat(), apart, matrix); },
-       "src has layout 1 and elements of 0 bytes; it must have layout 1 (CHW) and floats"},
       {[&] { checked::affine(floatsAt(nullptr, 4, 3, 3), apart, matrix); },
        "src is null; a 4x3 tensor of 3 channels needs 144"},
       {[&] { checked::affine(floatsAt(bytes, 65536, 32768, 1), apart, matrix); },
@@ -233,10 +187,6 @@ TEST(CheckedInput, SentencesNameTheArgumentAndWhatItMustBe) {
          cover({memory.data() + 36, 1000}, 3, 5, small);
        },
        "dst is 3x5; it must be at least 4x3 like little"},
-      {[&] {
-         cover({memory.data() + 35, 1000}, 5, 5, small);
-       },
-       "dst overlaps little; the two must lie apart"},
   };
   for (const auto& [call, sentence] : cases) EXPECT_EQ(FaultOf(call), sentence);
   // The one that may warp a tensor onto itself, and what fits to the byte.
