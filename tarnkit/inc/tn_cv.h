@@ -39,7 +39,7 @@ class TN_KITS_API TN_CV {
   ///   - the w pixels after those take luma byte p and chroma pair (p - w) / 2.
   /// Pixels are counted through all rows, and all divisions truncate. So the lower half of the
   /// picture takes its chroma from beyond the h / 2 chroma rows of an NV12 frame. That is how the
-  /// kernel has always walked, rows running on into the next ones, and callers rely on the bytes.
+  /// kernel has always read, rows running on into the next ones, and callers rely on the bytes.
   ///
   /// src, dst: Tarn::semiPlanarToRgbExtents(w, h). For even h that is w * h / 2 bytes more than an NV12
   ///   frame has, and one row of pixels past the image; for odd h two rows.
@@ -75,9 +75,9 @@ class TN_KITS_API TN_CV {
   /// With w and h multiples of 4, source pixel (row y, column x) goes to
   ///   clockwise      row x,         column h - 1 - y
   ///   anticlockwise  row w - 1 - x, column y.
-  /// Other sizes keep the result of the 4x4 block walk that callers' stored results come from. With
-  /// w4 = 4 * (w / 4) and h4 = 4 * (h / 4), the source pixel at position y * w + x - (y / 4) * (w - w4),
-  /// which drifts left by w - w4 pixels every four rows, goes for all x < w4, y < h4 to
+  /// Other sizes keep the result of the loop over 4x4 blocks that callers' stored results come from.
+  /// With w4 = 4 * (w / 4) and h4 = 4 * (h / 4), the source pixel at position y * w + x - (y / 4) * (w -
+  /// w4), which drifts left by w - w4 pixels every four rows, goes for all x < w4, y < h4 to
   ///   clockwise      row x,          column h4 - 1 - y
   ///   anticlockwise  row w4 - 1 - x, column y,
   /// and the rest of dst (the last w - w4 rows, the last h - h4 columns) is 0.
@@ -165,7 +165,7 @@ class TN_KITS_API TN_CV {
   ///   - NV12, NV21: the luma plane is resized, and the chroma plane of width / 2 x height / 2 pairs
   ///     (of the frame; its rows are taken as 2 * (width / 2) bytes) to half the target's size. As in
   ///     nv12_to_rgb_fast_asm pixel p of the target takes chroma pair p / 2, counted through all rows,
-  ///     so the walk leaves the resized plane half way down; chroma beyond it is 128. So the whole
+  ///     so half way down the chroma is read beyond the resized plane, where it is 128. So the whole
   ///     picture's colours are squeezed into the upper half, and the lower half is grey. Callers that
   ///     want every pixel's own colour use Tarn::TarnYUVToolKit.
   ///   - I420: planes are resized by nearest neighbour. For n = width * height pixels of the target, U
