@@ -34,8 +34,6 @@ static_assert(offsetof(_ConvertMatrixFromYUV, coef) == 0 &&
                   offsetof(_ConvertMatrixFromYUV, offset) == 36 && sizeof(_ConvertMatrixFromYUV) == 48,
               "the layout of _ConvertMatrixFromYUV is part of the binary interface");
 
-struct YuvPlan;
-
 /// Resamples and colour-converts frames of one size into tensors of another; everything that depends on
 /// the sizes alone is computed once, in the constructor. One object serves one thread at a time; its
 /// static members serve any number at once, on separate outputs. Results are the same to the bit on
@@ -57,10 +55,10 @@ class TN_KITS_API TarnYUVToolKit {
   /// the first column of a frame scaled up by 2), and behind the last one the tap i0 + 1 is the next
   /// byte of the plane, which at the end of a row is the next row's first.
   ///
-  /// Keeps 36 bytes for each output pixel. Sizes are not validated: below 1 on the output side means no
-  /// output, on the input side a frame without that kind of bytes (a frame without any reads as 0).
-  /// Errors: std::bad_alloc when a table by axis cannot be had; that a table by pixel cannot be had is
-  /// not noticed, and ends the process.
+  /// Keeps 36 bytes for each output pixel, in seven blocks from calloc. Sizes are not validated: below 1
+  /// on the output side means no output, on the input side a frame without that kind of bytes (a frame
+  /// without any reads as 0).
+  /// Errors: std::bad_alloc when any block cannot be had, or is larger than memory can be; none is kept.
   TarnYUVToolKit(const int& src_width, const int& src_height, const int& src_uv_width,
                  const int& src_uv_height, const int& dst_width, const int& dst_height);
   ~TarnYUVToolKit();
@@ -137,8 +135,8 @@ class TN_KITS_API TarnYUVToolKit {
   std::int32_t src_uv_height_;  ///< kept for the layout; no operation reads it
   std::int32_t dst_width_, dst_height_;
   _ConvertMatrixFromYUV cvt_mat_;
-  // From calloc, freed in this order. The three planes stay zero: convert keeps a pair of rows in plan_
-  // and writes the tensor from there, since filling whole planes cost it a sixth to a third more time.
+  // From calloc, freed in this order. The three planes stay zero: convert keeps a pair of rows in its
+  // scratch and writes the tensor from there. Filling whole planes took a sixth to a third longer.
   float* buf_y_;  ///< dst_width * dst_height
   float* buf_u_;  ///< a quarter of that
   float* buf_v_;
@@ -148,8 +146,11 @@ class TN_KITS_API TarnYUVToolKit {
   float* weights_uv_;
   std::int32_t* index_y_;
   std::int32_t* index_uv_;
-  YuvPlan* plan_;  ///< the same tables by axis, small enough for the first cache, and convert's scratch
+  // Behind its table the last block holds what convert works with: the same tables by axis, small enough
+  // for the first cache, and its scratch.
 };
+
+static_assert(sizeof(TarnYUVToolKit) == 128, "the toolkit is its fourteen fields, without padding");
 
 }  // namespace Tarn
 

@@ -2,10 +2,12 @@
 // checker of the sanitizers' build to see.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <limits>
 #include <optional>
 #include <vector>
 
+#include "common/tn_sanitizers.h"
 #include "tests/memory/all_or_nothing.h"
 #include "tests/tracking/tracking_test_support.h"
 #include "tn_boxtracker.h"
@@ -219,9 +221,18 @@ struct Toolkit {
 };
 
 TEST(OutOfMemory, AToolkitIsNotMade) {
-  expectAllOrNothing<Toolkit>(64, 48, 160, 90);
-  expectAllOrNothing<Toolkit>(322, 180, 128, 96);
-  expectAllOrNothing<Toolkit>(640, 48, 40, 24);
+  for (const auto& [w, h, out_w, out_h] :
+       {std::array{64, 48, 160, 90}, std::array{322, 180, 128, 96}, std::array{640, 48, 40, 24}}) {
+    expectAllOrNothing<Toolkit>(w, h, out_w, out_h);
+    const std::size_t before = tn_test::allocationCount();
+    Toolkit(w, h, out_w, out_h).act();
+    EXPECT_EQ(tn_test::allocationCount() - before, 7u);
+  }
+#if !defined(TN_ADDRESS_SANITIZER)  // which does not let such calls return
+  // More bytes than there are addresses, and more than a size_t counts.
+  for (const int side : {1 << 24, 1 << 30, std::numeric_limits<int>::max()})
+    EXPECT_THROW(Toolkit(8, 8, side, side).act(), std::bad_alloc) << side;
+#endif
 }
 
 struct NetworkInput {

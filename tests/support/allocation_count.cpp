@@ -43,6 +43,11 @@ extern "C" {
 void* __real_malloc(std::size_t bytes);
 void* __wrap_malloc(std::size_t bytes);
 void* __wrap_malloc(std::size_t bytes) { return countBlock() ? __real_malloc(bytes) : nullptr; }
+void* __real_calloc(std::size_t items, std::size_t bytes);
+void* __wrap_calloc(std::size_t items, std::size_t bytes);
+void* __wrap_calloc(std::size_t items, std::size_t bytes) {
+  return countBlock() ? __real_calloc(items, bytes) : nullptr;
+}
 }
 #endif
 

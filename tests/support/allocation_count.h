@@ -8,7 +8,8 @@
 namespace tn_test {
 
 // Blocks asked for so far, by any thread. Counted are the calls of operator new; a program that is
-// linked with --wrap=malloc and compiled with TN_COUNT_MALLOC counts direct calls of malloc as well.
+// linked with --wrap=malloc,--wrap=calloc and compiled with TN_COUNT_MALLOC counts direct calls of these
+// as well.
 std::size_t allocationCount();
 
 // While an object of this class lives, what would be the `nth` block counted, from 1, cannot be had; nor

@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <new>
 #include <type_traits>
 
 #include "common/tn_check.h"
@@ -200,11 +202,11 @@ HWY_INLINE HWY_ATTR void LoadBlocks(D d, const std::uint8_t* top_row, const std:
 // The tables of a fetch, as addresses that the compiler need not read again after every store.
 struct FetchTables {
   explicit FetchTables(const YuvFetch& fetch)
-      : offset{fetch.offset[0].data(), fetch.offset[1].data()},
-        lookup{fetch.lookup[0].data(), fetch.lookup[1].data()},
-        word(fetch.word.data()),
-        lane(fetch.lane.data()),
-        shift(fetch.shift.data()) {}
+      : offset{fetch.offset[0], fetch.offset[1]},
+        lookup{fetch.lookup[0], fetch.lookup[1]},
+        word(fetch.word),
+        lane(fetch.lane),
+        shift(fetch.shift) {}
   const std::int32_t* offset[2];
   const std::uint32_t* lookup[2];
   const std::int32_t *word, *lane, *shift;
@@ -327,7 +329,7 @@ HWY_ATTR void SampleLuma(const YuvPlan& plan, const std::uint8_t* const rows[2],
   const DF d;
   const VF fy0 = hn::Set(d, f.f0), fy1 = hn::Set(d, f.f1);
   const FetchTables fetch(plan.luma);
-  const float *const fx0 = plan.x.f0.data(), *const fx1 = plan.x.f1.data();
+  const float *const fx0 = plan.x.f0, *const fx1 = plan.x.f1;
   const Weights same = WeightsAt(fx0, fx1, 0, fy0, fy1);
   const auto weights = [&](std::size_t i) HWY_ATTR {
     return kAlong == Along::kUniform ? same : WeightsAt(fx0, fx1, i, fy0, fy1);
@@ -359,7 +361,7 @@ HWY_ATTR void SampleChroma(const YuvPlan& plan, const std::uint8_t* const rows[2
   const DF d;
   const VF fy0 = hn::Set(d, f.f0), fy1 = hn::Set(d, f.f1);
   const FetchTables fetch(plan.chroma);
-  const float *const fx0 = plan.x.f0.data(), *const fx1 = plan.x.f1.data();
+  const float *const fx0 = plan.x.f0, *const fx1 = plan.x.f1;
   const Weights same = WeightsAt(fx0, fx1, 0, fy0, fy1);
   const auto weights = [&](std::size_t i) HWY_ATTR {
     return kAlong == Along::kUniform ? same : WeightsAt(fx0, fx1, i, fy0, fy1);
@@ -408,13 +410,13 @@ HWY_ATTR void WithShape(const YuvFetch& fetch, const YuvAxis& axis, const Job& j
 // copy that goes on with the `step` bytes at `last`, or with zeros if there is no such sample.
 inline const std::uint8_t* RowOrCopy(const std::uint8_t* plane, std::size_t bytes, std::size_t start,
                                      std::size_t reach, const std::uint8_t* last, std::size_t step,
-                                     YuvTable<std::uint8_t>& copy) {
+                                     std::uint8_t* copy) {
   if (reach <= bytes && start <= bytes - reach) return plane + start;
   const std::size_t inside = start < bytes ? std::min(reach, bytes - start) : 0;
-  if (inside > 0) std::memcpy(copy.data(), plane + start, inside);
+  if (inside > 0) std::memcpy(copy, plane + start, inside);
   for (std::size_t i = inside; i < reach; ++i)
     copy[i] = last == nullptr ? std::uint8_t{0} : last[(start + i) % step];
-  return copy.data();
+  return copy;
 }
 
 void LumaRows(const YuvFrame& frame, YuvPlan& plan, std::size_t y, const std::uint8_t* rows[2]) {
@@ -439,20 +441,19 @@ void ChromaRows(const YuvFrame& frame, YuvPlan& plan, std::size_t y, const std::
 HWY_ATTR void ConvertResampled(const YuvFrame& frame, YuvPlan& plan, const _ConvertMatrixFromYUV& mat,
                                const YuvTensor& tensor) {
   if (plan.x.count == 0) return;
-  const float* const luma[2] = {plan.luma_out[0].data(), plan.luma_out[1].data()};
-  const float* const chroma[2] = {plan.chroma_out[0].data(), plan.chroma_out[1].data()};
+  const float* const luma[2] = {plan.luma_out[0], plan.luma_out[1]};
+  const float* const chroma[2] = {plan.chroma_out[0], plan.chroma_out[1]};
   for (std::size_t y = 0; y + 1 < plan.y.count; y += 2) {
     const std::uint8_t* rows[2];
     ChromaRows(frame, plan, y / 2, rows);
     WithShape(plan.chroma, plan.x, [&](auto loads, auto along) HWY_ATTR {
       SampleChroma<loads(), along()>(plan, rows, {plan.y.f0[y / 2], plan.y.f1[y / 2]},
-                                     plan.chroma_out[0].data(), plan.chroma_out[1].data());
+                                     plan.chroma_out[0], plan.chroma_out[1]);
     });
     for (std::size_t i = 0; i < 2; ++i) {
       LumaRows(frame, plan, y + i, rows);
       WithShape(plan.luma, plan.x, [&](auto loads, auto along) HWY_ATTR {
-        SampleLuma<loads(), along()>(plan, rows, {plan.y.f0[y + i], plan.y.f1[y + i]},
-                                     plan.luma_out[i].data());
+        SampleLuma<loads(), along()>(plan, rows, {plan.y.f0[y + i], plan.y.f1[y + i]}, plan.luma_out[i]);
       });
     }
     ColourRowPair(luma, chroma, plan.x.count / 2 * 2, mat, tensor, plan.y.count - y,
@@ -502,9 +503,18 @@ void fillTables(const YuvPlan& plan, std::size_t w, std::size_t h, int pitch, in
   }
 }
 
+struct Free {
+  void operator()(void* block) const { std::free(block); }
+};
 template <class T>
-T* allocate(std::size_t count) {
-  return static_cast<T*>(std::calloc(count, sizeof(T)));
+using Block = std::unique_ptr<T[], Free>;
+
+// `count` zeros. An empty table is a block too, so that no block is always an error.
+template <class T>
+Block<T> allocate(std::size_t count) {
+  Block<T> block(static_cast<T*>(std::calloc(std::max<std::size_t>(count, 1), sizeof(T))));
+  if (block == nullptr) throw std::bad_alloc();
+  return block;
 }
 
 template <class T>
@@ -512,6 +522,16 @@ void release(T*& buffer) {
   if (buffer == nullptr) return;
   std::free(buffer);
   buffer = nullptr;
+}
+
+// Indices of the chroma table of a w x h output.
+std::size_t chromaIndices(std::size_t w, std::size_t h) { return 2 * (w / 2) * (h / 2); }
+
+// The plan follows the chroma's indices in their block, from the next cache line on.
+YuvPlan* planBehind(std::int32_t* index_uv, std::size_t indices) {
+  void* place = index_uv + indices;
+  std::size_t space = 2 * kYuvLine;
+  return static_cast<YuvPlan*>(std::align(kYuvLine, kYuvLine, place, space));
 }
 
 }  // namespace
@@ -523,18 +543,28 @@ TarnYUVToolKit::TarnYUVToolKit(const int& src_width, const int& src_height, cons
       src_uv_width_(src_uv_width),
       src_uv_height_(src_uv_height),
       dst_width_(dst_width),
-      dst_height_(dst_height),
-      plan_(new YuvPlan(src_width, src_height, dst_width, dst_height)) {
-  const std::size_t w = plan_->x.count, h = plan_->y.count;
-  weights_y_ = allocate<float>(4 * w * h);
-  index_y_ = allocate<std::int32_t>(2 * w * h);
-  fillTables(*plan_, w, h, src_width, 1, weights_y_, index_y_);
-  weights_uv_ = allocate<float>(4 * (w / 2) * (h / 2));
-  index_uv_ = allocate<std::int32_t>(2 * (w / 2) * (h / 2));
-  fillTables(*plan_, w / 2, h / 2, src_uv_width, 2, weights_uv_, index_uv_);
-  buf_y_ = allocate<float>(w * h);
-  buf_u_ = allocate<float>(w * h / 4);
-  buf_v_ = allocate<float>(w * h / 4);
+      dst_height_(dst_height) {
+  const YuvPlanSizes sizes = {src_width, src_height, dst_width, dst_height};
+  const std::size_t w = atLeast0(dst_width), h = atLeast0(dst_height), indices = chromaIndices(w, h);
+  // calloc refuses what does not fit a size_t; these counts do, below 2^31 by 2^31 pixels.
+  Block<float> weights_y = allocate<float>(4 * w * h), weights_uv = allocate<float>(2 * indices);
+  Block<std::int32_t> index_y = allocate<std::int32_t>(2 * w * h);
+  Block<std::int32_t> index_uv =
+      allocate<std::int32_t>(indices + (YuvPlan::bytesFor(sizes) + kYuvLine) / sizeof(std::int32_t));
+  Block<float> buf_y = allocate<float>(w * h), buf_u = allocate<float>(w * h / 4),
+               buf_v = allocate<float>(w * h / 4);
+
+  const YuvPlan& plan = YuvPlan::makeAt(planBehind(index_uv.get(), indices), sizes);
+  fillTables(plan, plan.x.count, plan.y.count, src_width, 1, weights_y.get(), index_y.get());
+  fillTables(plan, plan.x.count / 2, plan.y.count / 2, src_uv_width, 2, weights_uv.get(),
+             index_uv.get());
+  buf_y_ = buf_y.release();
+  buf_u_ = buf_u.release();
+  buf_v_ = buf_v.release();
+  weights_y_ = weights_y.release();
+  weights_uv_ = weights_uv.release();
+  index_y_ = index_y.release();
+  index_uv_ = index_uv.release();
 }
 
 TarnYUVToolKit::~TarnYUVToolKit() {
@@ -545,8 +575,6 @@ TarnYUVToolKit::~TarnYUVToolKit() {
   release(weights_uv_);
   release(index_y_);
   release(index_uv_);
-  delete plan_;
-  plan_ = nullptr;
 }
 
 TarnYUVToolKit& TarnYUVToolKit::operator=(const TarnYUVToolKit& other) = default;
@@ -557,7 +585,8 @@ void TarnYUVToolKit::setCvtMat(const _ConvertMatrixFromYUV& mat) { cvt_mat_ = ma
 
 void TarnYUVToolKit::convert(const _TN_Image& in_, const _TN_Image& out_) {
   if (out_.pix_fmt != TN_PIX_FMT_CHW_F32) return;
-  const std::size_t w = plan_->x.count, h = plan_->y.count;
+  YuvPlan& plan = *planBehind(index_uv_, chromaIndices(atLeast0(dst_width_), atLeast0(dst_height_)));
+  const std::size_t w = plan.x.count, h = plan.y.count;
   YuvFrame frame;
   frame.luma_pitch = atLeast0(src_width_);
   frame.luma_bytes = frame.luma_pitch * atLeast0(src_height_);
@@ -566,10 +595,10 @@ void TarnYUVToolKit::convert(const _TN_Image& in_, const _TN_Image& out_) {
   frame.luma = static_cast<const std::uint8_t*>(in_.data);
   frame.chroma = frame.luma + frame.luma_bytes;
   const YuvTensor tensor = tensorOf(out_, w, h);
-  if (plan_->same_size && frame.chroma_pitch >= w / 2 * 2)
+  if (plan.same_size && frame.chroma_pitch >= w / 2 * 2)
     HWY_DYNAMIC_DISPATCH(ConvertSameSize)(frame, w / 2 * 2, h / 2 * 2, cvt_mat_, tensor);
   else
-    HWY_DYNAMIC_DISPATCH(ConvertResampled)(frame, *plan_, cvt_mat_, tensor);
+    HWY_DYNAMIC_DISPATCH(ConvertResampled)(frame, plan, cvt_mat_, tensor);
 }
 
 void TarnYUVToolKit::Convert(const _TN_Image& in_, const _TN_Image& out_,

@@ -1,45 +1,123 @@
+// The plan of a toolkit: sample positions, and the tables by which rows fetch their bytes.
 #include "tarnkit/src/cpu_x86/tn_yuvplan_cpu_x86.h"
 
 #include <algorithm>
+#include <new>
+#include <type_traits>
+
+#include "common/tn_check.h"
 
 namespace Tarn {
 namespace {
 
 constexpr std::int32_t kLoadBytes = 16, kWordBytes = 4;
+constexpr std::int32_t kSpanBytes = 2 * kYuvMaxLanes * kWordBytes;
 // Row offsets stay inside 32 bits whatever the sizes given; such rows are longer than any frame's.
 constexpr std::int64_t kMaxOffset = 0x7fffff00;
 
-YuvAxis makeAxis(int src, int dst) {
-  YuvAxis axis;
-  if (dst <= 0) return axis;
-  axis.count = static_cast<std::size_t>(dst);
-  const double scale = static_cast<double>(static_cast<float>(src) / static_cast<float>(dst));
-  for (int i = 0; i < dst; ++i) {
-    const float p = static_cast<float>((static_cast<double>(i) + 0.5) * scale - 0.5);
-    // Toward zero, not down: in front of the first sample the weights extrapolate.
-    const std::int64_t i0 = static_cast<std::int64_t>(p);
-    axis.index.push_back(i0);
-    axis.f0.push_back(static_cast<float>(i0 + 1) - p);
-    axis.f1.push_back(p - static_cast<float>(i0));
-    axis.on_samples = axis.on_samples && axis.f0.back() == 1.0f && axis.f1.back() == 0.0f;
-    axis.uniform = axis.uniform && axis.f0.back() == axis.f0[0] && axis.f1.back() == axis.f1[0];
-    axis.identity = axis.identity && axis.on_samples && i0 == i;
+// Hands out the arrays of a block one after the other. Without a block it only adds up their bytes.
+class Arrays {
+ public:
+  explicit Arrays(std::uint8_t* block) : block_(block) {}
+  template <class T>
+  T* take(std::size_t count) {
+    T* const array = block_ == nullptr ? nullptr : reinterpret_cast<T*>(block_ + bytes_);
+    bytes_ += (count * sizeof(T) + kYuvLine - 1) / kYuvLine * kYuvLine;
+    return array;
   }
-  axis.index.resize(yuvPadded(axis.count), axis.index.back());
-  axis.f0.resize(yuvPadded(axis.count), axis.f0.back());
-  axis.f1.resize(yuvPadded(axis.count), axis.f1.back());
+  std::size_t bytes() const { return bytes_; }
+
+ private:
+  std::uint8_t* block_;
+  std::size_t bytes_ = 0;
+};
+
+// Where output i of an axis lies among its samples.
+struct Position {
+  Position(int i, int src, int dst) {
+    const double scale = static_cast<double>(static_cast<float>(src) / static_cast<float>(dst));
+    p = static_cast<float>((static_cast<double>(i) + 0.5) * scale - 0.5);
+    // Toward zero, not down: in front of the first sample the weights extrapolate.
+    i0 = static_cast<std::int64_t>(p);
+  }
+  float p;
+  std::int64_t i0;
+};
+
+std::int32_t wordAt(std::int64_t sample, std::int32_t step) {
+  return static_cast<std::int32_t>(std::clamp<std::int64_t>(sample * step, 0, kMaxOffset));
+}
+
+YuvAxis takeAxis(Arrays& arrays, std::size_t count) {
+  YuvAxis axis = {};
+  axis.count = count;
+  axis.index = arrays.take<std::int64_t>(yuvPadded(count));
+  axis.f0 = arrays.take<float>(yuvPadded(count));
+  axis.f1 = arrays.take<float>(yuvPadded(count));
   return axis;
 }
 
+// The tables for `count` outputs.
+YuvFetch takeFetch(Arrays& arrays, std::size_t count) {
+  const std::size_t padded = yuvPadded(count);
+  YuvFetch fetch = {};
+  for (int load = 0; load < 2; ++load) {
+    fetch.offset[load] = arrays.take<std::int32_t>(padded / kYuvGroup);
+    fetch.lookup[load] = arrays.take<std::uint32_t>(padded);
+  }
+  fetch.word = arrays.take<std::int32_t>(padded);
+  fetch.lane = arrays.take<std::int32_t>(padded);
+  fetch.shift = arrays.take<std::int32_t>(padded);
+  return fetch;
+}
+
+// The arrays of a plan; no tables are filled yet.
+YuvPlan takePlan(Arrays& arrays, const YuvPlanSizes& s) {
+  // No output, no tables.
+  const bool empty = s.dst_width <= 0 || s.dst_height <= 0;
+  const std::size_t w = empty ? 0 : static_cast<std::size_t>(s.dst_width);
+  const std::size_t h = empty ? 0 : static_cast<std::size_t>(s.dst_height);
+  YuvPlan plan = {};
+  plan.x = takeAxis(arrays, w);
+  plan.y = takeAxis(arrays, h);
+  plan.luma = takeFetch(arrays, w);
+  plan.chroma = takeFetch(arrays, w / 2);
+  // The last words are the farthest, and the longest loads are spans.
+  const auto reach = [&](std::size_t count, std::int32_t step) {
+    if (count == 0) return std::size_t{0};
+    const Position last(static_cast<int>(count) - 1, s.src_width, s.dst_width);
+    return static_cast<std::size_t>(wordAt(last.i0, step)) + kSpanBytes;
+  };
+  for (int i = 0; i < 2; ++i) {
+    plan.luma_rows[i] = arrays.take<std::uint8_t>(reach(w, 1));
+    plan.chroma_rows[i] = arrays.take<std::uint8_t>(reach(w / 2, 2));
+    plan.luma_out[i] = arrays.take<float>(yuvPadded(w));
+    plan.chroma_out[i] = arrays.take<float>(2 * yuvPadded(w / 2));
+  }
+  return plan;
+}
+
+void fillAxis(YuvAxis& axis, int src, int dst) {
+  axis.on_samples = axis.uniform = axis.identity = true;
+  for (std::size_t i = 0; i < yuvPadded(axis.count); ++i) {
+    const Position at(static_cast<int>(std::min(i, axis.count - 1)), src, dst);
+    axis.index[i] = at.i0;
+    axis.f0[i] = static_cast<float>(at.i0 + 1) - at.p;
+    axis.f1[i] = at.p - static_cast<float>(at.i0);
+    axis.on_samples = axis.on_samples && axis.f0[i] == 1.0f && axis.f1[i] == 0.0f;
+    axis.uniform = axis.uniform && axis.f0[i] == axis.f0[0] && axis.f1[i] == axis.f1[0];
+    if (i < axis.count) axis.identity = axis.identity && at.i0 == static_cast<std::int64_t>(i);
+  }
+  axis.identity = axis.identity && axis.on_samples;
+}
+
 // Tries whether pairs of vectors will do.
-void addSpans(YuvFetch& fetch, std::int32_t bytes) {
-  constexpr std::int32_t kSpanBytes = 2 * kYuvMaxLanes * kWordBytes;
-  const std::size_t padded = fetch.word.size();
+void fillSpans(YuvFetch& fetch, std::size_t padded, std::int32_t bytes) {
   for (std::size_t i = 0; i < padded; ++i) {
     const std::int32_t at = fetch.word[i] - fetch.word[i / kYuvMaxLanes * kYuvMaxLanes];
     if (at % kWordBytes + bytes > kWordBytes || at + bytes > kSpanBytes) return;
-    fetch.lane.push_back(at / kWordBytes);
-    fetch.shift.push_back(8 * (at % kWordBytes));
+    fetch.lane[i] = at / kWordBytes;
+    fetch.shift[i] = 8 * (at % kWordBytes);
   }
   fetch.spans = true;
   fetch.reach =
@@ -48,14 +126,13 @@ void addSpans(YuvFetch& fetch, std::int32_t bytes) {
 
 // For the first `count` outputs of `axis`, whose samples are `step` bytes apart and which need `bytes`
 // bytes each.
-YuvFetch makeFetch(const YuvAxis& axis, std::size_t count, std::int32_t step, std::int32_t bytes) {
-  YuvFetch fetch;
-  if (count == 0) return fetch;
+void fillFetch(YuvFetch& fetch, const YuvAxis& axis, std::size_t count, std::int32_t step,
+               std::int32_t bytes) {
+  if (count == 0) return;
   const std::size_t padded = yuvPadded(count);
   for (std::size_t i = 0; i < padded; ++i)
-    fetch.word.push_back(static_cast<std::int32_t>(
-        std::clamp<std::int64_t>(axis.index[std::min(i, count - 1)] * step, 0, kMaxOffset)));
-  fetch.reach = static_cast<std::size_t>(fetch.word.back() + kWordBytes);
+    fetch.word[i] = wordAt(axis.index[std::min(i, count - 1)], step);
+  fetch.reach = static_cast<std::size_t>(fetch.word[padded - 1] + kWordBytes);
 
   // The fewest loads for which the last output of each still lies within its load.
   for (std::size_t loads = 1; loads <= 2; ++loads) {
@@ -69,7 +146,7 @@ YuvFetch makeFetch(const YuvAxis& axis, std::size_t count, std::int32_t step, st
     for (std::size_t load = 0; load < loads; ++load)
       for (std::size_t i = 0; i < padded; ++i) {
         const std::size_t first = i / kYuvGroup * kYuvGroup + load * share;
-        if (i % kYuvGroup == 0) fetch.offset[load].push_back(fetch.word[first]);
+        fetch.offset[load][i / kYuvGroup] = fetch.word[first];
         std::uint32_t lookup = 0;
         for (std::int32_t byte = 0; byte < kWordBytes; ++byte) {
           // An index with its highest bit set yields 0.
@@ -77,29 +154,38 @@ YuvFetch makeFetch(const YuvAxis& axis, std::size_t count, std::int32_t step, st
           const std::int32_t at = mine ? fetch.word[i] - fetch.word[first] + byte : 0x80;
           lookup |= static_cast<std::uint32_t>(at) << (8 * byte);
         }
-        fetch.lookup[load].push_back(lookup);
+        fetch.lookup[load][i] = lookup;
       }
-    fetch.reach = static_cast<std::size_t>(fetch.word.back() + kLoadBytes);
+    fetch.reach = static_cast<std::size_t>(fetch.word[padded - 1] + kLoadBytes);
     break;
   }
-  if (fetch.loads == 2) addSpans(fetch, bytes);
-  return fetch;
+  if (fetch.loads == 2) fillSpans(fetch, padded, bytes);
 }
+
+static_assert(std::is_trivially_destructible_v<YuvPlan>, "its owner frees the memory, nothing else");
 
 }  // namespace
 
-YuvPlan::YuvPlan(int src_width, int src_height, int dst_width, int dst_height)
-    : x(makeAxis(src_width, dst_width)),
-      y(makeAxis(src_height, dst_height)),
-      luma(makeFetch(x, x.count, 1, x.on_samples ? 1 : 2)),
-      chroma(makeFetch(x, x.count / 2, 2, x.on_samples ? 2 : 4)),
-      same_size(src_width == dst_width && src_height == dst_height && x.identity && y.identity) {
-  for (int i = 0; i < 2; ++i) {
-    luma_rows[i].resize(luma.reach);
-    chroma_rows[i].resize(chroma.reach);
-    luma_out[i].resize(yuvPadded(x.count));
-    chroma_out[i].resize(2 * yuvPadded(x.count / 2));
-  }
+std::size_t YuvPlan::bytesFor(const YuvPlanSizes& sizes) {
+  Arrays arrays(nullptr);
+  arrays.take<YuvPlan>(1);
+  takePlan(arrays, sizes);
+  return arrays.bytes();
+}
+
+YuvPlan& YuvPlan::makeAt(void* memory, const YuvPlanSizes& s) {
+  TN_CHECK(reinterpret_cast<std::uintptr_t>(memory) % kYuvLine == 0);
+  Arrays arrays(static_cast<std::uint8_t*>(memory));
+  void* const place = arrays.take<YuvPlan>(1);
+  YuvPlan& plan = *new (place) YuvPlan(takePlan(arrays, s));
+  fillAxis(plan.x, s.src_width, s.dst_width);
+  fillAxis(plan.y, s.src_height, s.dst_height);
+  const std::int32_t taps = plan.x.on_samples ? 1 : 2;
+  fillFetch(plan.luma, plan.x, plan.x.count, 1, taps);
+  fillFetch(plan.chroma, plan.x, plan.x.count / 2, 2, 2 * taps);
+  plan.same_size =
+      s.src_width == s.dst_width && s.src_height == s.dst_height && plan.x.identity && plan.y.identity;
+  return plan;
 }
 
 }  // namespace Tarn
