@@ -2,6 +2,7 @@
 // moves as many bytes (half of them read, half written) as the job must at least move: the limit.
 #include <libyuv.h>
 
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <functional>
@@ -125,8 +126,8 @@ constexpr PackedFormat kPacked[] = {
      false},
 };
 
-void addGray(const Frame& f, const PackedFormat& p, const std::string& footage) {
-  const std::string row = std::string("gray_from_") + p.name + footage;
+void addGray(const Frame& f, const PackedFormat& p, const std::string& kind) {
+  const std::string row = std::string("gray_from_") + p.name + kind;
   add(f, row, "tn_kits", [&] { p.gray(f.src, f.dst, f.n); });
   add(f, row, "libyuv", [&] { p.libyuv_gray(f.src, p.channels * f.w, f.dst, f.w, f.w, f.h); });
   add(f, row, "opencv", [&] {
@@ -168,15 +169,39 @@ void addChecked(const Frame& f) {
   add(f, "checked i420_to_rgb", "unchecked", [&f] { TN_CV::yuv420f_to_rgb(f.src, f.w, f.h, f.dst); });
 }
 
-// Every pixel the same in all channels, as grey cameras deliver it: each one's exact sum is an integer.
-void makeGray(Frame& f) {
-  for (int i = 0; i + 3 < f.src_rows.cols; i += 4) std::memset(f.src + i, f.src[i], 4);
+// Fills a frame with pixels from next(), of so many bytes each.
+template <class Next>
+void fill(Frame& f, int channels, const Next& next) {
+  for (int i = 0; i + channels <= f.src_rows.cols; i += channels) {
+    const std::array<std::uint8_t, 4> pixel = next();
+    std::memcpy(f.src + i, pixel.data(), static_cast<std::size_t>(channels));
+  }
 }
 
-// One colour that is not grey and whose exact sum is an integer: the slowest input there is.
-void makeFlat(Frame& f) {
-  static constexpr std::uint8_t pixel[4] = {10, 0, 140, 0};  // 299 * 140 + 114 * 10 = 43000
-  for (int i = 0; i + 3 < f.src_rows.cols; i += 4) std::memcpy(f.src + i, pixel, 4);
+// Pictures for grey conversions in which every pixel's exact sum is an integer, so that the rounding in
+// double precision counts. Greys as grey cameras deliver them, one colour, and all such colours mixed,
+// which is the slowest input there is.
+void addExactSums() {
+  static Frame greys(640, 480), flat_bgra(640, 480), flat_rgb(640, 480), mixed(640, 480);
+  std::mt19937 random(1);
+  const auto byte = [&] { return static_cast<std::uint8_t>(random() >> 24); };
+  fill(greys, 4, [&] {
+    const std::uint8_t v = byte();
+    return std::array{v, v, v, v};
+  });
+  const std::array<std::uint8_t, 4> flat = {10, 0, 140, 255};  // 299 * 140 + 114 * 10 = 43000
+  fill(flat_bgra, 4, [&] { return flat; });
+  fill(flat_rgb, 3, [&] { return std::array{flat[2], flat[1], flat[0], flat[3]}; });
+  fill(mixed, 4, [&] {
+    for (;;) {
+      const std::uint8_t b = byte(), g = byte(), r = byte();
+      if ((587 * g + 299 * r + 114 * b) % 1000 == 0) return std::array{b, g, r, std::uint8_t{255}};
+    }
+  });
+  addGray(greys, kPacked[0], " pure greys");
+  addGray(flat_bgra, kPacked[0], " flat colour");
+  addGray(flat_rgb, kPacked[2], " flat colour");
+  addGray(mixed, kPacked[0], " slowest colours");
 }
 
 }  // namespace
@@ -185,15 +210,12 @@ void registerRows() {
   cv::setNumThreads(1);
 
   // Registered rows keep pointers to these.
-  static Frame full(1920, 1080), small(640, 480), tiny(64, 48), gray(640, 480), flat(640, 480);
-  makeGray(gray);
-  makeFlat(flat);
+  static Frame full(1920, 1080), small(640, 480), tiny(64, 48);
   for (const Frame* const f : {&full, &small}) {
     addYuv(*f);
     for (const PackedFormat& p : kPacked) addGray(*f, p, "");
     for (const PackedFormat& p : kPacked) addPlanar(*f, p);
   }
   addChecked(tiny);
-  addGray(gray, kPacked[0], " gray footage");
-  addGray(flat, kPacked[0], " slowest colour");
+  addExactSums();
 }

@@ -1,3 +1,14 @@
+// Packed colour to grey.
+//
+// With x = 587 G + 299 R + 114 B the result is floor(x / 1000), unless x is a multiple of 1000: there
+// the rounding errors of the double sum decide whether it reaches the integer or stays just below.
+// Otherwise x / 1000 is at least 1/1000 away from an integer, far beyond those errors. So blocks of
+// pixels go through integers, and vectors that hold a multiple of 1000, as one pixel in a thousand does,
+// are done again in double precision.
+//
+// Two kinds of pictures would always take the slow way, and have quick ones of their own: areas of one
+// colour, where a block that equals the one before has its result too, and pure greys, where a table of
+// 256 bits knows the rounding.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -26,12 +37,6 @@ constexpr int GrayOf(int r, int g, int b) {
 #if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
 namespace hn = hwy::HWY_NAMESPACE;
 
-// With x = 587 G + 299 R + 114 B the result is floor(x / 1000), unless x is a multiple of 1000: there
-// the rounding errors of the double sum decide whether it reaches the integer or stays just below. x /
-// 1000 is otherwise at least 1/1000 away from an integer, far beyond those errors. So blocks of pixels
-// go through integers, and vectors that hold a multiple of 1000 (one pixel in a thousand does) are done
-// again in double precision. In grey footage every pixel is a multiple, hence a way of its own for grey
-// blocks.
 using Dwords = hn::ScalableTag<uint32_t>;
 using Words = hn::RepartitionToNarrow<Dwords>;
 using Bytes = hn::RepartitionToNarrow<Words>;
@@ -163,10 +168,10 @@ HWY_INLINE void GrayInDouble(const uint8_t* src, uint8_t* dst) {
   hn::StoreU(hn::DemoteTo(d8, hn::Combine(di32, second, first)), d8, dst);
 }
 
-// Converts blocks for as long as all their pixels are grey; returns how many pixels that were. Reads as
-// far past a block as GrayBlock does.
+// Converts blocks for as long as all their pixels are pure greys; returns how many pixels that were.
+// Reads as far past a block as GrayBlock does.
 template <class Format>
-HWY_NOINLINE size_t GrayFootage(const uint8_t* src, size_t n, uint8_t* dst) {
+HWY_NOINLINE size_t PureGrayBlocks(const uint8_t* src, size_t n, uint8_t* dst) {
   const Bytes d8;
   const Dwords d32;
   size_t i = 0;
@@ -187,34 +192,28 @@ HWY_NOINLINE size_t GrayFootage(const uint8_t* src, size_t n, uint8_t* dst) {
   return i;
 }
 
-// The words of a block that hold a multiple of 1000, as bits: of vectors 0 and 2 in turn, and of 1
-// and 3.
-struct Doubts {
-  uint32_t even, odd;
-};
-constexpr uint32_t kAllDoubtful = static_cast<uint32_t>((uint64_t{1} << 2 * kVector) - 1);
-
-HWY_INLINE uint32_t BitsOf(hn::Mask<Words> mask) {
-  uint8_t bytes[8] = {};
-  hn::StoreMaskBits(Words(), mask, bytes);
-  uint32_t bits;
-  std::memcpy(&bits, bytes, sizeof(bits));
-  return bits;
-}
-
-// Converts the vectors of a block that hold a multiple of 1000 again.
+// Copies the result of the block in front of src for as long as blocks equal it; returns how many pixels
+// that were.
 template <class Format>
-HWY_NOINLINE void SettleDoubts(const uint8_t* src, Doubts doubts, uint8_t* dst) {
-  constexpr uint32_t lower = 0x55555555, upper = 0xAAAAAAAA;
-  const uint32_t of_vector[4] = {doubts.even & lower, doubts.odd & lower, doubts.even & upper,
-                                 doubts.odd & upper};
-  for (size_t k = 0; k < 4; ++k)
-    if (of_vector[k] != 0) GrayInDouble<Format>(src + k * kVector * Format::kBytes, dst + k * kVector);
+HWY_NOINLINE size_t RepeatedBlocks(const uint8_t* src, size_t n, uint8_t* dst) {
+  const Bytes d8;
+  constexpr size_t step = kBlock * Format::kBytes;
+  const auto repeats = [&](const uint8_t* block) HWY_ATTR {
+    for (size_t at = 0; at < step; at += hn::Lanes(d8))
+      if (!hn::AllTrue(d8, hn::Eq(hn::LoadU(d8, block + at), hn::LoadU(d8, block - step + at))))
+        return false;
+    return true;
+  };
+  const ByteVec result = hn::LoadU(d8, dst - kBlock);
+  size_t i = 0;
+  for (; i + kBlock <= n && repeats(src + i * Format::kBytes); i += kBlock)
+    hn::StoreU(result, d8, dst + i);
+  return i;
 }
 
-// floor(x / 1000) of two vectors, in the lower and upper halves of the dwords; `doubtful` becomes 0
-// where x is a multiple of 1000.
-HWY_INLINE WordVec Thousandths(DwordVec low, DwordVec high, WordVec thousand, WordVec& doubtful) {
+// floor(x / 1000) of two vectors, in the lower and upper words of the result, and the rest of that
+// division.
+HWY_INLINE WordVec Thousandths(DwordVec low, DwordVec high, WordVec thousand, WordVec& rest) {
   const Words d16;
   // x is below 2^18: x / 8 fits 16 bits, and 33555 / 2^22 is near enough to 1/125 for all x up to
   // 255000.
@@ -223,14 +222,29 @@ HWY_INLINE WordVec Thousandths(DwordVec low, DwordVec high, WordVec thousand, Wo
   const WordVec quotient = hn::ShiftRight<6>(hn::MulHigh(eighth, hn::Set(d16, 33555)));
   // The remainder is below 1000, so 16 bits of x are enough for it.
   const WordVec x = hn::OddEven(hn::BitCast(d16, hn::ShiftLeft<16>(high)), hn::BitCast(d16, low));
-  doubtful = hn::Sub(x, hn::Mul(quotient, thousand));
+  rest = hn::Sub(x, hn::Mul(quotient, thousand));
   return quotient;
 }
 
-// kBlock pixels, right but where a sum is a multiple of 1000; returns where that is. A 3-byte format
-// reads kVector bytes past them.
+// Converts the vectors of a block in which some rest is 0 again. Those of vectors 0 and 2 are the lower
+// and upper words of `even`, those of 1 and 3 the same of `odd`.
 template <class Format>
-HWY_INLINE Doubts GrayBlock(const uint8_t* src, WordVec thousand, uint8_t* dst) {
+HWY_NOINLINE void RedoMultiples(const uint8_t* src, WordVec even, WordVec odd, uint8_t* dst) {
+  const Words d16;
+  const Dwords d32;
+  for (size_t k = 0; k < 4; ++k) {
+    const auto zero = hn::Eq(k % 2 == 0 ? even : odd, hn::Zero(d16));
+    const DwordVec multiple = hn::And(hn::BitCast(d32, hn::VecFromMask(d16, zero)),
+                                      hn::Set(d32, k < 2 ? 0xFFFFu : 0xFFFF0000u));
+    if (!hn::AllTrue(d32, hn::Eq(multiple, hn::Zero(d32))))
+      GrayInDouble<Format>(src + k * kVector * Format::kBytes, dst + k * kVector);
+  }
+}
+
+// kBlock pixels; whether none of their sums was a multiple of 1000. A 3-byte format reads kVector bytes
+// past them.
+template <class Format>
+HWY_INLINE bool GrayBlock(const uint8_t* src, WordVec thousand, uint8_t* dst) {
   const Bytes d8;
   const Words d16;
   constexpr size_t step = kVector * Format::kBytes;
@@ -240,9 +254,9 @@ HWY_INLINE Doubts GrayBlock(const uint8_t* src, WordVec thousand, uint8_t* dst) 
   const WordVec even = Thousandths(x[0], x[2], thousand, even_rest);
   const WordVec odd = Thousandths(x[1], x[3], thousand, odd_rest);
   StoreBlock(hn::BitCast(d8, hn::Or(even, hn::ShiftLeft<8>(odd))), dst);
-  const auto zero = hn::Zero(d16);
-  if (HWY_LIKELY(hn::AllFalse(d16, hn::Eq(hn::Min(even_rest, odd_rest), zero)))) return {0, 0};
-  return {BitsOf(hn::Eq(even_rest, zero)), BitsOf(hn::Eq(odd_rest, zero))};
+  if (HWY_LIKELY(hn::AllFalse(d16, hn::Eq(hn::Min(even_rest, odd_rest), hn::Zero(d16))))) return true;
+  RedoMultiples<Format>(src, even_rest, odd_rest, dst);
+  return false;
 }
 
 template <class Format>
@@ -258,22 +272,20 @@ void Gray(const uint8_t* src, uint8_t* dst, size_t n) {
     const uint8_t* const pixels = src + i * Format::kBytes;
     for (size_t line = 0; line < kBlock * Format::kBytes; line += 64)
       hwy::Prefetch(pixels + ahead + line);
-    const Doubts doubts = GrayBlock<Format>(pixels, thousand, dst + i);
-    if (HWY_UNLIKELY((doubts.even | doubts.odd) != 0)) {
-      if ((doubts.even & doubts.odd) == kAllDoubtful) {
-        const size_t done = GrayFootage<Format>(pixels, n - i, dst + i);
-        i += done;
-        if (done != 0) continue;
-      }
-      SettleDoubts<Format>(pixels, doubts, dst + i);
-    }
+    const bool quick = GrayBlock<Format>(pixels, thousand, dst + i);
     i += kBlock;
+    if (HWY_LIKELY(quick)) continue;
+    // One pixel tells most other pictures from the two kinds.
+    if (i < n && std::memcmp(pixels, src + i * Format::kBytes, 3) == 0)
+      i += RepeatedBlocks<Format>(src + i * Format::kBytes, n - i, dst + i);
+    if (pixels[0] == pixels[1] && pixels[1] == pixels[2])
+      i += PureGrayBlocks<Format>(src + i * Format::kBytes, n - i, dst + i);
   }
   while (i < n) {
     uint8_t in[(kBlock + kSlack<Format>)*Format::kBytes] = {}, out[kBlock];
     const size_t count = std::min(n - i, kBlock);
     std::memcpy(in, src + i * Format::kBytes, count * Format::kBytes);
-    SettleDoubts<Format>(in, GrayBlock<Format>(in, thousand, out), out);
+    GrayBlock<Format>(in, thousand, out);
     std::memcpy(dst + i, out, count);
     i += count;
   }
