@@ -1,4 +1,4 @@
-// Properties of turns and cuts that can be said without their plain forms.
+// Properties of turns, flips and cuts that can be said without their plain forms.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -47,6 +47,19 @@ TEST(Turns, MultiplesOfFourTurnAndTurnBack) {
     EXPECT_EQ(std::memcmp(back.data(), src.data(), src.size()), 0) << c;
     EXPECT_EQ(std::memcmp(four.data(), src.data(), src.size()), 0) << c;
   }
+}
+
+// Of pictures larger than the caches, rows are copied past them.
+TEST(Flips, RowsOfALargePictureAreTurnedRound) {
+  const int w = 1301, h = 1211, row = 4 * w;
+  const Guarded src = RandomBytes(static_cast<std::size_t>(row * h));
+  Guarded dst(src.size());
+  TN_CV::flip_vertical(src.data(), w, h, dst.data(), 4);
+  for (int y = 0; y < h; ++y)
+    ASSERT_EQ(
+        std::memcmp(dst.data() + y * row, src.data() + (h - 1 - y) * row, static_cast<std::size_t>(row)),
+        0)
+        << y;
 }
 
 // 65536 rows of 65536 pixels are 2^32 of them: the start comes round to the first row, before it too.

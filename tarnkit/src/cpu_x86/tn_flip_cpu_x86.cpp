@@ -9,6 +9,8 @@
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "tarnkit/src/cpu_x86/tn_flip_cpu_x86.cpp"
 #include "hwy/foreach_target.h"  // compiles this file again for every CPU target
+
+#include "common/tn_stores-inl.h"
 #include "hwy/highway.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -168,8 +170,9 @@ void TN_CV::flip_horizontal(const unsigned char* src, int w, int h, unsigned cha
 void TN_CV::flip_vertical(const unsigned char* src, int w, int h, unsigned char* dst, int c) {
   if (w < 1 || h < 1 || c < 1) return;
   const std::size_t row = static_cast<std::size_t>(w) * static_cast<std::size_t>(c);
+  const RowCopy copy = chooseRowCopy(row * static_cast<std::size_t>(h));
   for (std::size_t y = static_cast<std::size_t>(h); y > 0; --y, dst += row)
-    std::memcpy(dst, src + (y - 1) * row, row);
+    copy(dst, src + (y - 1) * row, row);
 }
 
 }  // namespace TarnCPU
