@@ -72,7 +72,7 @@ TEST(YuvConvert, EqualsThePlainFormToTheBit) {
   static const YuvSizes cases[] = {
       // Down by fractions, by whole numbers with outputs on samples (3, 5) and between them (2, 4), and
       // so
-      // far down that a group of outputs takes two loads (6, 9) or one for each output (20, 40).
+      // far down that four outputs take two windows (6, 9) or each a load of its own (20, 40).
       {108, 61, 54, 64, 64},
       {192, 108, 96, 64, 64},
       {192, 108, 96, 64, 36},
@@ -303,7 +303,7 @@ TEST(YuvConvertSameSize, EqualsThePlainFormToTheBit) {
   for (const SameSizeCase& c : cases) expectSameSizeEqualsReference(c);
 }
 
-// Beyond 12 MiB the rows to be written next are called for meanwhile.
+// Tensors beyond 12 MiB are written past the caches; rows of an odd width begin at every alignment.
 TEST(YuvConvert, LargeTensorsEqualThePlainForm) {
   expectConvertEqualsReference({90, 40, 45, 1181, 903});
   expectSameSizeEqualsReference({TN_PIX_FMT_NV12, 1100, 970, 1100, 971});

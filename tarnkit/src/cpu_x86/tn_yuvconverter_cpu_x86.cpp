@@ -19,117 +19,83 @@
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "tarnkit/src/cpu_x86/tn_yuvconverter_cpu_x86.cpp"
-#include "hwy/cache_control.h"
 #include "hwy/foreach_target.h"  // compiles this file again for every instruction set
+
+#include "common/tn_stores-inl.h"
+#include "common/tn_tail-inl.h"
+#include "common/tn_windows-inl.h"
+#include "hwy/cache_control.h"
 #include "hwy/highway.h"
-
-#ifndef TN_YUVCONVERTER_ONCE
-#define TN_YUVCONVERTER_ONCE
-namespace Tarn {
-
-// Where a frame's bytes are and which of them exist.
-struct YuvFrame {
-  const std::uint8_t* luma;
-  const std::uint8_t* chroma;
-  std::size_t luma_pitch, chroma_pitch;
-  std::size_t luma_bytes, chroma_bytes;  // chroma follows luma
-};
-
-// Three float planes.
-struct YuvTensor {
-  float* data;
-  std::size_t pitch, plane;  // floats from row to row and from channel to channel
-  bool far;                  // too many bytes for the caches
-};
-
-}  // namespace Tarn
-#endif
 
 HWY_BEFORE_NAMESPACE();
 namespace Tarn {
 namespace HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
+using TarnCPU::HWY_NAMESPACE::StreamRun;
 
 using DF = hn::ScalableTag<float>;
 using DI = hn::RebindToSigned<DF>;
 using DU = hn::RebindToUnsigned<DF>;
-using D8 = hn::Repartition<std::uint8_t, DF>;
 using VF = hn::Vec<DF>;
 using VU = hn::Vec<DU>;
 
 // ---- colours
 
-// A row of the colour matrix.
-struct Channel {
+// One row of one channel: n outputs from luma and from chroma, of which every value stands twice.
+struct ColourRow {
+  const float *HWY_RESTRICT y, *HWY_RESTRICT c1, *HWY_RESTRICT c2;
   float from_y, from_c1, from_c2, offset;
+
+  template <class D>
+  HWY_INLINE HWY_ATTR hn::Vec<D> at(D d, std::size_t i) const {
+    const auto sum = hn::Add(hn::Add(hn::Mul(hn::Set(d, from_y), hn::LoadU(d, y + i)),
+                                     hn::Mul(hn::Set(d, from_c1), hn::LoadU(d, c1 + i))),
+                             hn::Mul(hn::Set(d, from_c2), hn::LoadU(d, c2 + i)));
+    return hn::Add(sum, hn::Set(d, offset));
+  }
 };
 
-template <class D>
-HWY_INLINE HWY_ATTR void ColourAt(D d, const float* y, const float* c1, const float* c2, Channel channel,
-                                  std::size_t i, float* dst) {
-  const auto sum = hn::Add(hn::Add(hn::Mul(hn::Set(d, channel.from_y), hn::LoadU(d, y + i)),
-                                   hn::Mul(hn::Set(d, channel.from_c1), hn::LoadU(d, c1 + i))),
-                           hn::Mul(hn::Set(d, channel.from_c2), hn::LoadU(d, c2 + i)));
-  hn::StoreU(hn::Add(sum, hn::Set(d, channel.offset)), d, dst + i);
-}
-
-// One row of one channel: n outputs from luma and from chroma, of which every value stands twice.
-// Called for meanwhile, if given: `next`, where n more floats will be written soon.
-template <bool kCallsNext>
-HWY_ATTR void ColourRow(const float* HWY_RESTRICT y, const float* HWY_RESTRICT c1,
-                        const float* HWY_RESTRICT c2, std::size_t n, Channel channel,
-                        float* HWY_RESTRICT dst, [[maybe_unused]] const float* next) {
+template <bool kStreams>
+HWY_ATTR void WriteRow(const ColourRow row, std::size_t n, float* HWY_RESTRICT dst) {
   const DF d;
   const std::size_t lanes = hn::Lanes(d);
-  std::size_t i = 0;
-  if (n < lanes) {
-    for (; i < n; ++i) ColourAt(hn::CappedTag<float, 1>(), y, c1, c2, channel, i, dst);
-    return;
-  }
-  // The first vector overlaps the second, which starts where the tensor is aligned: stores across cache
-  // lines cost a fifth of the time. The last one overlaps too.
-  ColourAt(d, y, c1, c2, channel, 0, dst);
-  i = lanes - reinterpret_cast<std::uintptr_t>(dst) / sizeof(float) % lanes;
-  for (; i + lanes <= n; i += lanes) {
-    if constexpr (kCallsNext) hwy::Prefetch(next + i);
-    ColourAt(d, y, c1, c2, channel, i, dst);
-  }
-  ColourAt(d, y, c1, c2, channel, n - lanes, dst);
+  const auto at = [&](auto tag, std::size_t i) TN_INLINE_LAMBDA { return row.at(tag, i); };
+  if (kStreams || n < lanes) return StreamRun(d, n, dst, at);
+  // Stores across cache lines cost a fifth of the time, so all but the first and the last are aligned.
+  hn::StoreU(at(d, 0), d, dst);
+  std::size_t i = lanes - reinterpret_cast<std::uintptr_t>(dst) / sizeof(float) % lanes;
+  for (; i + lanes <= n; i += lanes) hn::StoreU(at(d, i), d, dst + i);
+  hn::StoreU(at(d, n - lanes), d, dst + n - lanes);
 }
 
-// Columns [0, n) of a row pair of all channels, of which `left` rows are left.
-HWY_ATTR void ColourRowPair(const float* const y[2], const float* const c[2], std::size_t n,
-                            const _ConvertMatrixFromYUV& mat, const YuvTensor& tensor, std::size_t left,
-                            float* dst) {
-  for (std::size_t k = 0; k < 3; ++k) {
-    const Channel channel = {mat.coef[3 * k], mat.coef[3 * k + 1], mat.coef[3 * k + 2], mat.offset[k]};
-    for (std::size_t row = 0; row < 2; ++row) {
-      float* const to = dst + k * tensor.plane + row * tensor.pitch;
-      if (tensor.far && left >= 4)
-        ColourRow<true>(y[row], c[0], c[1], n, channel, to, to + 2 * tensor.pitch);
-      else
-        ColourRow<false>(y[row], c[0], c[1], n, channel, to, nullptr);
+// n columns of a row pair of all channels, from `to` on in the first one.
+HWY_ATTR void WriteRowPair(const float* const y[2], const float* const c[2], std::size_t n,
+                           const _ConvertMatrixFromYUV& mat, const YuvTensor& tensor, float* to) {
+  for (std::size_t k = 0; k < 3; ++k)
+    for (std::size_t i = 0; i < 2; ++i) {
+      const ColourRow row = {
+          y[i], c[0], c[1], mat.coef[3 * k], mat.coef[3 * k + 1], mat.coef[3 * k + 2], mat.offset[k]};
+      float* const dst = to + k * tensor.plane + i * tensor.pitch;
+      tensor.streams ? WriteRow<true>(row, n, dst) : WriteRow<false>(row, n, dst);
     }
-  }
 }
 
 // ---- bytes at their own size
 
-template <class D>
-HWY_ATTR void ExpandLumaAt(D d, const std::uint8_t* src, std::size_t i, float* dst) {
-  const hn::Rebind<std::uint8_t, D> d8;
-  const hn::RebindToSigned<D> di;
-  hn::StoreU(hn::ConvertTo(d, hn::PromoteTo(di, hn::LoadU(d8, src + i))), d, dst + i);
-}
-
 HWY_ATTR void ExpandLuma(const std::uint8_t* src, std::size_t n, float* dst) {
+  const auto at = [&](auto d, std::size_t i) TN_INLINE_LAMBDA {
+    using D = decltype(d);
+    const hn::Rebind<std::uint8_t, D> d8;
+    hn::StoreU(hn::ConvertTo(d, hn::PromoteTo(hn::RebindToSigned<D>(), hn::LoadU(d8, src + i))), d,
+               dst + i);
+  };
   const DF d;
   const std::size_t lanes = hn::Lanes(d);
   std::size_t i = 0;
-  for (; i + lanes <= n; i += lanes) ExpandLumaAt(d, src, i, dst);
-  if (i < n && n >= lanes) return ExpandLumaAt(d, src, n - lanes, dst);
-  for (; i < n; ++i) ExpandLumaAt(hn::CappedTag<float, 1>(), src, i, dst);
+  for (; i + lanes <= n; i += lanes) at(d, i);
+  if (i < n && n >= lanes) return at(d, n - lanes);
+  for (; i < n; ++i) at(hn::CappedTag<float, 1>(), i);
 }
 
 // n bytes, pairs of C1 and C2, to n floats of each: every value twice.
@@ -140,9 +106,8 @@ HWY_ATTR void ExpandChroma(const std::uint8_t* src, std::size_t n, float* c1, fl
   const DI di;
   const hn::Rebind<std::uint8_t, DF> d8;
   const hn::Repartition<std::uint16_t, decltype(d8)> d16;
-  const std::size_t lanes = hn::Lanes(d);
   const auto low = hn::Set(d16, 0x00FF);
-  const auto at = [&](std::size_t k) HWY_ATTR {
+  const auto at = [&](std::size_t k) TN_INLINE_LAMBDA {
     const auto pair = hn::BitCast(d16, hn::LoadU(d8, src + k));
     const auto first = hn::And(pair, low), second = hn::ShiftRight<8>(pair);
     const auto firsts = hn::BitCast(d8, hn::Or(first, hn::ShiftLeft<8>(first)));
@@ -150,6 +115,7 @@ HWY_ATTR void ExpandChroma(const std::uint8_t* src, std::size_t n, float* c1, fl
     hn::StoreU(hn::ConvertTo(d, hn::PromoteTo(di, firsts)), d, c1 + k);
     hn::StoreU(hn::ConvertTo(d, hn::PromoteTo(di, seconds)), d, c2 + k);
   };
+  const std::size_t lanes = hn::Lanes(d);
   for (; i + lanes <= n; i += lanes) at(i);
   if (i < n && n >= lanes) return at(n - lanes);
 #endif
@@ -160,7 +126,7 @@ HWY_ATTR void ExpandChroma(const std::uint8_t* src, std::size_t n, float* c1, fl
 }
 
 // Converts w x h pixels, both even.
-HWY_ATTR void ConvertSameSize(const YuvFrame& frame, std::size_t w, std::size_t h,
+HWY_ATTR void ConvertSameSize(const YuvPlane& luma, const YuvPlane& chroma, std::size_t w, std::size_t h,
                               const _ConvertMatrixFromYUV& mat, const YuvTensor& tensor) {
   // Columns that are in work at a time; their floats take half of the first cache.
   constexpr std::size_t kColumns = 1024;
@@ -170,114 +136,73 @@ HWY_ATTR void ConvertSameSize(const YuvFrame& frame, std::size_t w, std::size_t 
   for (std::size_t row = 0; row < h; row += 2)
     for (std::size_t x = 0; x < w; x += kColumns) {
       const std::size_t n = std::min(kColumns, w - x);
-      ExpandLuma(frame.luma + row * frame.luma_pitch + x, n, scratch[0]);
-      ExpandLuma(frame.luma + (row + 1) * frame.luma_pitch + x, n, scratch[1]);
-      ExpandChroma(frame.chroma + row / 2 * frame.chroma_pitch + x, n, scratch[2], scratch[3]);
-      ColourRowPair(y, c, n, mat, tensor, h - row, tensor.data + row * tensor.pitch + x);
+      ExpandLuma(luma.data + row * luma.pitch + x, n, scratch[0]);
+      ExpandLuma(luma.data + (row + 1) * luma.pitch + x, n, scratch[1]);
+      ExpandChroma(chroma.data + row / 2 * chroma.pitch + x, n, scratch[2], scratch[3]);
+      WriteRowPair(y, c, n, mat, tensor, tensor.data + row * tensor.pitch + x);
     }
+  if (tensor.streams) hwy::FlushStream();
 }
 
 // ---- resampling
 
-#if HWY_TARGET != HWY_SCALAR
-// From both rows 16 bytes at each offset, block after block. Both at once, so that few offsets are alive
-// at a time.
-template <class D>
-HWY_INLINE HWY_ATTR void LoadBlocks(D d, const std::uint8_t* top_row, const std::uint8_t* bottom_row,
-                                    const std::int32_t* offset, hn::Vec<D>& top, hn::Vec<D>& bottom) {
-  if constexpr (hn::MaxLanes(D()) == 16) {
-    top = hn::LoadU(d, top_row + *offset);
-    bottom = hn::LoadU(d, bottom_row + *offset);
+// The words of outputs [i, i + lanes) in a source row: each by a load of its own,
+HWY_INLINE HWY_ATTR VU LoadEachWord(const YuvFetch& fetch, const std::uint8_t* row, std::size_t i) {
+  if constexpr (hn::MaxLanes(DU()) >= 8) {
+    const auto offsets = hn::LoadU(DI(), fetch.word + i);
+    return hn::BitCast(DU(),
+                       hn::GatherOffset(DI(), reinterpret_cast<const std::int32_t*>(row), offsets));
   } else {
-    const hn::Half<D> half;
-    hn::Vec<decltype(half)> top_low, top_high, bottom_low, bottom_high;
-    LoadBlocks(half, top_row, bottom_row, offset, top_low, bottom_low);
-    LoadBlocks(half, top_row, bottom_row, offset + hn::MaxLanes(half) / 16, top_high, bottom_high);
-    top = hn::Combine(d, top_high, top_low);
-    bottom = hn::Combine(d, bottom_high, bottom_low);
+    HWY_ALIGN std::uint32_t words[hn::MaxLanes(DU())];
+    for (std::size_t lane = 0; lane < hn::Lanes(DU()); ++lane)
+      std::memcpy(&words[lane], row + fetch.word[i + lane], sizeof(std::uint32_t));
+    return hn::Load(DU(), words);
   }
+}
+
+#if TN_BLOCKS
+// by windows,
+template <std::size_t kWindows>
+HWY_INLINE HWY_ATTR VU PickFromWindows(const YuvFetch& fetch, const std::uint8_t* row, std::size_t i) {
+  const hn::Repartition<std::uint8_t, DU> d8;
+  const auto pick = [&](std::size_t block) TN_INLINE_LAMBDA {
+    return hn::BitCast(DU(), TarnCPU::HWY_NAMESPACE::PickWindow(
+                                 d8, row, fetch.windows.offsets + block,
+                                 fetch.windows.shuffles + block * TarnCPU::kWindowBytes));
+  };
+  const std::size_t block = i / TarnCPU::WordSamples::kSamples;
+  const VU words = pick(block);
+  return kWindows == 1 ? words : hn::Or(words, pick(block + fetch.blocks));
+}
+
+// or out of spans.
+HWY_INLINE HWY_ATTR VU PickFromSpan(const YuvFetch& fetch, const std::uint8_t* row, std::size_t i) {
+  const DU d;
+  const DI di;
+  const hn::Repartition<std::uint8_t, DU> d8;
+  const hn::Vec<DI> lanes = hn::Set(di, static_cast<std::int32_t>(hn::MaxLanes(DI())));
+  const hn::Vec<DI> lane = hn::LoadU(di, fetch.lane + i);
+  const VU shift = hn::BitCast(d, hn::LoadU(di, fetch.shift + i));
+  const auto in_first = hn::RebindMask(d, hn::Lt(lane, lanes));
+  // A lookup takes the low bits of its index, so that one index serves both halves of a span.
+  const auto index = hn::IndicesFromVec(d, hn::And(lane, hn::Sub(lanes, hn::Set(di, 1))));
+  const std::uint8_t* const start = row + fetch.word[i];
+  const VU first = hn::BitCast(d, hn::LoadU(d8, start));
+  const VU second = hn::BitCast(d, hn::LoadU(d8, start + hn::Lanes(d8)));
+  return hn::Shr(
+      hn::IfThenElse(in_first, hn::TableLookupLanes(first, index), hn::TableLookupLanes(second, index)),
+      shift);
 }
 #endif
 
-// The tables of a fetch, as addresses that the compiler need not read again after every store.
-struct FetchTables {
-  explicit FetchTables(const YuvFetch& fetch)
-      : offset{fetch.offset[0], fetch.offset[1]},
-        lookup{fetch.lookup[0], fetch.lookup[1]},
-        word(fetch.word),
-        lane(fetch.lane),
-        shift(fetch.shift) {}
-  const std::int32_t* offset[2];
-  const std::uint32_t* lookup[2];
-  const std::int32_t *word, *lane, *shift;
-};
-
-// In place of a number of loads: outputs fetch from spans.
-constexpr int kSpans = 3;
-
-// The words of outputs [i, i + lanes) in two source rows.
-template <int kLoads>
-HWY_INLINE HWY_ATTR void FetchWords(const FetchTables& fetch, const std::uint8_t* top_row,
-                                    const std::uint8_t* bottom_row, std::size_t i, VU& top, VU& bottom) {
-  const DU d;
-#if HWY_TARGET != HWY_SCALAR
-  if constexpr (kLoads == kSpans) {
-    const DI di;
-    const auto lane = hn::LoadU(di, fetch.lane + i);
-    const auto shift = hn::BitCast(d, hn::LoadU(di, fetch.shift + i));
-    const auto in_first = hn::RebindMask(d, hn::Lt(lane, hn::Set(di, static_cast<int>(kYuvMaxLanes))));
-    // A lookup takes the low bits of its index, so that one index serves both halves of a span.
-    const auto index =
-        hn::IndicesFromVec(d, hn::And(lane, hn::Set(di, static_cast<int>(kYuvMaxLanes) - 1)));
-    const auto pick = [&](const std::uint8_t* row) HWY_ATTR {
-      const D8 d8;
-      const std::uint8_t* const start = row + fetch.word[i];
-      const auto first = hn::BitCast(d, hn::LoadU(d8, start));
-      const auto second = hn::BitCast(d, hn::LoadU(d8, start + hn::Lanes(d8)));
-      const auto words = hn::IfThenElse(in_first, hn::TableLookupLanes(first, index),
-                                        hn::TableLookupLanes(second, index));
-      return hn::Shr(words, shift);
-    };
-    top = pick(top_row);
-    bottom = pick(bottom_row);
-    return;
-  } else if constexpr (kLoads > 0) {
-    const D8 d8;
-    const std::size_t group = i / kYuvGroup;
-    hn::Vec<D8> upper, lower;
-    LoadBlocks(d8, top_row, bottom_row, fetch.offset[0] + group, upper, lower);
-    auto lookup = hn::BitCast(d8, hn::LoadU(d, fetch.lookup[0] + i));
-    upper = hn::TableLookupBytesOr0(upper, lookup);
-    lower = hn::TableLookupBytesOr0(lower, lookup);
-    if constexpr (kLoads > 1) {
-      hn::Vec<D8> upper2, lower2;
-      LoadBlocks(d8, top_row, bottom_row, fetch.offset[1] + group, upper2, lower2);
-      lookup = hn::BitCast(d8, hn::LoadU(d, fetch.lookup[1] + i));
-      upper = hn::Or(upper, hn::TableLookupBytesOr0(upper2, lookup));
-      lower = hn::Or(lower, hn::TableLookupBytesOr0(lower2, lookup));
-    }
-    top = hn::BitCast(d, upper);
-    bottom = hn::BitCast(d, lower);
-    return;
-  }
+template <YuvFetchMode kMode>
+HWY_INLINE HWY_ATTR VU FetchWords(const YuvFetch& fetch, const std::uint8_t* row, std::size_t i) {
+#if TN_BLOCKS
+  if constexpr (kMode == YuvFetchMode::kOneWindow) return PickFromWindows<1>(fetch, row, i);
+  if constexpr (kMode == YuvFetchMode::kTwoWindows) return PickFromWindows<2>(fetch, row, i);
+  if constexpr (kMode == YuvFetchMode::kSpans) return PickFromSpan(fetch, row, i);
 #endif
-  if constexpr (hn::MaxLanes(DU()) >= 8) {
-    const DI di;
-    const auto offset = hn::LoadU(di, fetch.word + i);
-    const auto gather = [&](const std::uint8_t* row) HWY_ATTR {
-      return hn::BitCast(d, hn::GatherOffset(di, reinterpret_cast<const std::int32_t*>(row), offset));
-    };
-    top = gather(top_row);
-    bottom = gather(bottom_row);
-  } else {
-    HWY_ALIGN std::uint32_t words[2][hn::MaxLanes(DU())];
-    for (std::size_t lane = 0; lane < hn::Lanes(d); ++lane) {
-      std::memcpy(&words[0][lane], top_row + fetch.word[i + lane], sizeof(std::uint32_t));
-      std::memcpy(&words[1][lane], bottom_row + fetch.word[i + lane], sizeof(std::uint32_t));
-    }
-    top = hn::Load(d, words[0]);
-    bottom = hn::Load(d, words[1]);
-  }
+  if constexpr (kMode == YuvFetchMode::kWords) return LoadEachWord(fetch, row, i);
 }
 
 template <int kByte>
@@ -322,30 +247,6 @@ HWY_INLINE HWY_ATTR VF InterpolateOnSamples(VU top, VU bottom, VF fy0, VF fy1) {
 // What is known about the weights of all outputs of a row.
 enum class Along { kVarying, kUniform, kOnSamples };
 
-// A row of luma; writes up to the padding.
-template <int kLoads, Along kAlong>
-HWY_ATTR void SampleLuma(const YuvPlan& plan, const std::uint8_t* const rows[2], RowWeights f,
-                         float* out) {
-  const DF d;
-  const VF fy0 = hn::Set(d, f.f0), fy1 = hn::Set(d, f.f1);
-  const FetchTables fetch(plan.luma);
-  const float *const fx0 = plan.x.f0, *const fx1 = plan.x.f1;
-  const Weights same = WeightsAt(fx0, fx1, 0, fy0, fy1);
-  const auto weights = [&](std::size_t i) HWY_ATTR {
-    return kAlong == Along::kUniform ? same : WeightsAt(fx0, fx1, i, fy0, fy1);
-  };
-  const std::size_t count = plan.x.count;
-  const std::uint8_t *const row0 = rows[0], *const row1 = rows[1];
-  for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
-    VU top, bottom;
-    FetchWords<kLoads>(fetch, row0, row1, i, top, bottom);
-    if constexpr (kAlong == Along::kOnSamples)
-      hn::StoreU(InterpolateOnSamples<0>(top, bottom, fy0, fy1), d, out + i);
-    else
-      hn::StoreU(Interpolate<0, 1>(top, bottom, weights(i)), d, out + i);
-  }
-}
-
 HWY_INLINE HWY_ATTR void StoreTwice(VF v, float* dst) {
 #if HWY_TARGET == HWY_SCALAR
   dst[0] = dst[1] = hn::GetLane(v);
@@ -354,111 +255,104 @@ HWY_INLINE HWY_ATTR void StoreTwice(VF v, float* dst) {
 #endif
 }
 
-// A row of chroma, every value twice; writes up to the padding.
-template <int kLoads, Along kAlong>
-HWY_ATTR void SampleChroma(const YuvPlan& plan, const std::uint8_t* const rows[2], RowWeights f,
-                           float* c1, float* c2) {
+// A row of luma, into out[0], or of chroma: C1 into out[0] and C2 into out[1], every value twice. Writes
+// up to the padding.
+template <bool kChroma, YuvFetchMode kMode, Along kAlong>
+HWY_ATTR void SampleRow(const YuvPlan& plan, const std::uint8_t* const rows[2], RowWeights f,
+                        float* const out[2]) {
   const DF d;
   const VF fy0 = hn::Set(d, f.f0), fy1 = hn::Set(d, f.f1);
-  const FetchTables fetch(plan.chroma);
+  // A copy, which the compiler need not read again after every store.
+  const YuvFetch fetch = kChroma ? plan.chroma : plan.luma;
   const float *const fx0 = plan.x.f0, *const fx1 = plan.x.f1;
-  const Weights same = WeightsAt(fx0, fx1, 0, fy0, fy1);
-  const auto weights = [&](std::size_t i) HWY_ATTR {
-    return kAlong == Along::kUniform ? same : WeightsAt(fx0, fx1, i, fy0, fy1);
-  };
-  const std::size_t count = plan.x.count / 2;
   const std::uint8_t *const row0 = rows[0], *const row1 = rows[1];
-  for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
-    VU top, bottom;
-    FetchWords<kLoads>(fetch, row0, row1, i, top, bottom);
-    if constexpr (kAlong == Along::kOnSamples) {
-      StoreTwice(InterpolateOnSamples<0>(top, bottom, fy0, fy1), c1 + 2 * i);
-      StoreTwice(InterpolateOnSamples<1>(top, bottom, fy0, fy1), c2 + 2 * i);
+  float *const out0 = out[0], *const out1 = out[1];
+  const Weights same = WeightsAt(fx0, fx1, 0, fy0, fy1);
+  for (std::size_t i = 0; i < fetch.count; i += hn::Lanes(d)) {
+    const VU top = FetchWords<kMode>(fetch, row0, i), bottom = FetchWords<kMode>(fetch, row1, i);
+    const Weights w = kAlong == Along::kVarying ? WeightsAt(fx0, fx1, i, fy0, fy1) : same;
+    constexpr int kStep = kChroma ? 2 : 1;
+    const auto sample = [&](auto first) TN_INLINE_LAMBDA {
+      if constexpr (kAlong == Along::kOnSamples)
+        return InterpolateOnSamples<first()>(top, bottom, fy0, fy1);
+      else
+        return Interpolate<first(), kStep>(top, bottom, w);
+    };
+    const std::integral_constant<int, 0> first_byte;
+    const std::integral_constant<int, 1> second_byte;
+    if constexpr (kChroma) {
+      StoreTwice(sample(first_byte), out0 + 2 * i);
+      StoreTwice(sample(second_byte), out1 + 2 * i);
     } else {
-      const Weights w = weights(i);
-      StoreTwice(Interpolate<0, 2>(top, bottom, w), c1 + 2 * i);
-      StoreTwice(Interpolate<1, 2>(top, bottom, w), c2 + 2 * i);
+      hn::StoreU(sample(first_byte), d, out0 + i);
     }
   }
 }
 
-// Calls job(loads, along) with both as types.
-template <class Job>
-HWY_ATTR void WithShape(const YuvFetch& fetch, const YuvAxis& axis, const Job& job) {
-  const auto with = [&](auto l) HWY_ATTR {
-    if (axis.on_samples)
-      job(l, std::integral_constant<Along, Along::kOnSamples>());
-    else if (axis.uniform)
-      job(l, std::integral_constant<Along, Along::kUniform>());
-    else
-      job(l, std::integral_constant<Along, Along::kVarying>());
-  };
-  const int loads = fetch.loads;
-#if HWY_TARGET != HWY_SCALAR
-  if constexpr (hn::MaxLanes(DF()) == kYuvMaxLanes)
-    if (fetch.spans) return with(std::integral_constant<int, kSpans>());
-#endif
-  if (loads == 1)
-    with(std::integral_constant<int, 1>());
-  else if (loads == 2)
-    with(std::integral_constant<int, 2>());
-  else
-    with(std::integral_constant<int, 0>());
+using SampleFunction = void (*)(const YuvPlan& plan, const std::uint8_t* const rows[2], RowWeights f,
+                                float* const out[2]);
+
+template <bool kChroma, YuvFetchMode kMode>
+SampleFunction ChooseAlong(const YuvAxis& x) {
+  if (x.on_samples) return SampleRow<kChroma, kMode, Along::kOnSamples>;
+  if (x.uniform) return SampleRow<kChroma, kMode, Along::kUniform>;
+  return SampleRow<kChroma, kMode, Along::kVarying>;
 }
 
-// `reach` bytes from byte `start` of a plane of which `bytes` exist: in place where they all do, else a
-// copy that goes on with the `step` bytes at `last`, or with zeros if there is no such sample.
-inline const std::uint8_t* RowOrCopy(const std::uint8_t* plane, std::size_t bytes, std::size_t start,
-                                     std::size_t reach, const std::uint8_t* last, std::size_t step,
+template <bool kChroma>
+SampleFunction ChooseSampleRow(const YuvPlan& plan) {
+#if TN_BLOCKS
+  switch ((kChroma ? plan.chroma : plan.luma).mode) {
+    case YuvFetchMode::kOneWindow:
+      return ChooseAlong<kChroma, YuvFetchMode::kOneWindow>(plan.x);
+    case YuvFetchMode::kSpans:
+      if constexpr (hn::MaxLanes(DF()) == kYuvMaxLanes)
+        return ChooseAlong<kChroma, YuvFetchMode::kSpans>(plan.x);
+      [[fallthrough]];
+    case YuvFetchMode::kTwoWindows:
+      return ChooseAlong<kChroma, YuvFetchMode::kTwoWindows>(plan.x);
+    case YuvFetchMode::kWords:
+      break;
+  }
+#endif
+  return ChooseAlong<kChroma, YuvFetchMode::kWords>(plan.x);
+}
+
+// The bytes that a fetch may touch of a row that starts at byte `start` of a plane: in place where they
+// all exist, else a copy that goes on with the plane's last sample, or with zeros if there is none.
+inline const std::uint8_t* RowOrCopy(const YuvPlane& plane, std::size_t start, std::size_t reach,
                                      std::uint8_t* copy) {
-  if (reach <= bytes && start <= bytes - reach) return plane + start;
-  const std::size_t inside = start < bytes ? std::min(reach, bytes - start) : 0;
-  if (inside > 0) std::memcpy(copy, plane + start, inside);
+  if (reach <= plane.bytes && start <= plane.bytes - reach) return plane.data + start;
+  const std::size_t inside = start < plane.bytes ? std::min(reach, plane.bytes - start) : 0;
+  if (inside > 0) std::memcpy(copy, plane.data + start, inside);
   for (std::size_t i = inside; i < reach; ++i)
-    copy[i] = last == nullptr ? std::uint8_t{0} : last[(start + i) % step];
+    copy[i] = plane.last == nullptr ? std::uint8_t{0} : plane.last[(start + i) % plane.step];
   return copy;
 }
 
-void LumaRows(const YuvFrame& frame, YuvPlan& plan, std::size_t y, const std::uint8_t* rows[2]) {
-  // Behind the luma the frame goes on with chroma, which taps past the luma read.
-  const std::size_t bytes = frame.luma_bytes + frame.chroma_bytes;
-  const std::size_t first = static_cast<std::size_t>(std::max<std::int64_t>(plan.y.index[y], 0));
-  const std::uint8_t* const last = frame.luma_bytes > 0 ? frame.luma + frame.luma_bytes - 1 : nullptr;
-  for (std::size_t i = 0; i < 2; ++i)
-    rows[i] = RowOrCopy(frame.luma, bytes, (first + i) * frame.luma_pitch, plan.luma.reach, last, 1,
-                        plan.luma_rows[i]);
-}
-
-void ChromaRows(const YuvFrame& frame, YuvPlan& plan, std::size_t y, const std::uint8_t* rows[2]) {
-  const std::size_t first = static_cast<std::size_t>(std::max<std::int64_t>(plan.y.index[y], 0));
-  const std::uint8_t* const last =
-      frame.chroma_bytes > 0 ? frame.chroma + frame.chroma_bytes - 2 : nullptr;
-  for (std::size_t i = 0; i < 2; ++i)
-    rows[i] = RowOrCopy(frame.chroma, frame.chroma_bytes, (first + i) * frame.chroma_pitch,
-                        plan.chroma.reach, last, 2, plan.chroma_rows[i]);
-}
-
-HWY_ATTR void ConvertResampled(const YuvFrame& frame, YuvPlan& plan, const _ConvertMatrixFromYUV& mat,
-                               const YuvTensor& tensor) {
+HWY_ATTR void ConvertResampled(const YuvPlane& luma, const YuvPlane& chroma, const YuvPlan& plan,
+                               const _ConvertMatrixFromYUV& mat, const YuvTensor& tensor) {
   if (plan.x.count == 0) return;
-  const float* const luma[2] = {plan.luma_out[0], plan.luma_out[1]};
-  const float* const chroma[2] = {plan.chroma_out[0], plan.chroma_out[1]};
+  const SampleFunction sample_luma = ChooseSampleRow<false>(plan);
+  const SampleFunction sample_chroma = ChooseSampleRow<true>(plan);
+  const auto sample = [&](SampleFunction function, const YuvPlane& plane, const YuvFetch& fetch,
+                          std::size_t y, float* const out[2]) {
+    const std::size_t first = static_cast<std::size_t>(std::max<std::int64_t>(plan.y.index[y], 0));
+    const std::uint8_t* const rows[2] = {
+        RowOrCopy(plane, first * plane.pitch, fetch.reach, fetch.copies[0]),
+        RowOrCopy(plane, (first + 1) * plane.pitch, fetch.reach, fetch.copies[1])};
+    function(plan, rows, {plan.y.f0[y], plan.y.f1[y]}, out);
+  };
   for (std::size_t y = 0; y + 1 < plan.y.count; y += 2) {
-    const std::uint8_t* rows[2];
-    ChromaRows(frame, plan, y / 2, rows);
-    WithShape(plan.chroma, plan.x, [&](auto loads, auto along) HWY_ATTR {
-      SampleChroma<loads(), along()>(plan, rows, {plan.y.f0[y / 2], plan.y.f1[y / 2]},
-                                     plan.chroma_out[0], plan.chroma_out[1]);
-    });
+    sample(sample_chroma, chroma, plan.chroma, y / 2, plan.chroma_out);
     for (std::size_t i = 0; i < 2; ++i) {
-      LumaRows(frame, plan, y + i, rows);
-      WithShape(plan.luma, plan.x, [&](auto loads, auto along) HWY_ATTR {
-        SampleLuma<loads(), along()>(plan, rows, {plan.y.f0[y + i], plan.y.f1[y + i]}, plan.luma_out[i]);
-      });
+      float* const out[2] = {plan.luma_out[i], nullptr};
+      sample(sample_luma, luma, plan.luma, y + i, out);
     }
-    ColourRowPair(luma, chroma, plan.x.count / 2 * 2, mat, tensor, plan.y.count - y,
-                  tensor.data + y * tensor.pitch);
+    WriteRowPair(plan.luma_out, plan.chroma_out, plan.x.count / 2 * 2, mat, tensor,
+                 tensor.data + y * tensor.pitch);
   }
+  if (tensor.streams) hwy::FlushStream();
 }
 
 }  // namespace
@@ -478,11 +372,23 @@ HWY_EXPORT(ConvertResampled);
 
 std::size_t atLeast0(int size) { return static_cast<std::size_t>(std::max(size, 0)); }
 
+struct Frame {
+  YuvPlane luma, chroma;
+};
+
+// Luma of `pitch` bytes a row, then chroma of `chroma_pitch`.
+Frame frameOf(const void* data, std::size_t pitch, std::size_t chroma_pitch, std::size_t height) {
+  const std::size_t luma_bytes = pitch * height, chroma_bytes = chroma_pitch * (height / 2);
+  const std::uint8_t* const luma = static_cast<const std::uint8_t*>(data);
+  const std::uint8_t *const chroma = luma + luma_bytes, *const end = chroma + chroma_bytes;
+  return {{luma, 1, pitch, luma_bytes + chroma_bytes, luma_bytes > 0 ? chroma - 1 : nullptr},
+          {chroma, 2, chroma_pitch, chroma_bytes, chroma_bytes > 0 ? end - 2 : nullptr}};
+}
+
 YuvTensor tensorOf(const _TN_Image& image, std::size_t width, std::size_t height) {
-  // Around this, calling for memory ahead begins to save more than it costs.
-  constexpr std::size_t kNearBytes = std::size_t{12} << 20;
   const std::size_t plane = width * height;
-  return {static_cast<float*>(image.data), width, plane, 3 * plane * sizeof(float) > kNearBytes};
+  return {static_cast<float*>(image.data), width, plane,
+          TarnCPU::exceedsCaches(3 * plane * sizeof(float))};
 }
 
 // Weights and indices of w x h outputs from a plane of `pitch` samples a row, `step` bytes each.
@@ -585,20 +491,16 @@ void TarnYUVToolKit::setCvtMat(const _ConvertMatrixFromYUV& mat) { cvt_mat_ = ma
 
 void TarnYUVToolKit::convert(const _TN_Image& in_, const _TN_Image& out_) {
   if (out_.pix_fmt != TN_PIX_FMT_CHW_F32) return;
-  YuvPlan& plan = *planBehind(index_uv_, chromaIndices(atLeast0(dst_width_), atLeast0(dst_height_)));
+  const YuvPlan& plan =
+      *planBehind(index_uv_, chromaIndices(atLeast0(dst_width_), atLeast0(dst_height_)));
   const std::size_t w = plan.x.count, h = plan.y.count;
-  YuvFrame frame;
-  frame.luma_pitch = atLeast0(src_width_);
-  frame.luma_bytes = frame.luma_pitch * atLeast0(src_height_);
-  frame.chroma_pitch = 2 * atLeast0(src_uv_width_);
-  frame.chroma_bytes = frame.chroma_pitch * (atLeast0(src_height_) / 2);
-  frame.luma = static_cast<const std::uint8_t*>(in_.data);
-  frame.chroma = frame.luma + frame.luma_bytes;
+  const auto [luma, chroma] =
+      frameOf(in_.data, atLeast0(src_width_), 2 * atLeast0(src_uv_width_), atLeast0(src_height_));
   const YuvTensor tensor = tensorOf(out_, w, h);
-  if (plan.same_size && frame.chroma_pitch >= w / 2 * 2)
-    HWY_DYNAMIC_DISPATCH(ConvertSameSize)(frame, w / 2 * 2, h / 2 * 2, cvt_mat_, tensor);
+  if (plan.same_size && chroma.pitch >= w / 2 * 2)
+    HWY_DYNAMIC_DISPATCH(ConvertSameSize)(luma, chroma, w / 2 * 2, h / 2 * 2, cvt_mat_, tensor);
   else
-    HWY_DYNAMIC_DISPATCH(ConvertResampled)(frame, plan, cvt_mat_, tensor);
+    HWY_DYNAMIC_DISPATCH(ConvertResampled)(luma, chroma, plan, cvt_mat_, tensor);
 }
 
 void TarnYUVToolKit::Convert(const _TN_Image& in_, const _TN_Image& out_,
@@ -611,14 +513,9 @@ void TarnYUVToolKit::Convert(const _TN_Image& in_, const _TN_Image& out_,
   TN_CHECK_AT(out_.pix_fmt == TN_PIX_FMT_CHW_F32, "out_.pix_fmt == TN_PIX_FMT_CHW_F32", TN_YUV_SOURCE,
               1183);
   const std::size_t w = atLeast0(in_.width), h = atLeast0(in_.height);
-  YuvFrame frame;
-  frame.luma_pitch = frame.chroma_pitch = w;
-  frame.luma_bytes = w * h;
-  frame.chroma_bytes = w * (h / 2);
-  frame.luma = static_cast<const std::uint8_t*>(in_.data);
-  frame.chroma = frame.luma + frame.luma_bytes;
+  const auto [luma, chroma] = frameOf(in_.data, w, w, h);
   const YuvTensor tensor = tensorOf(out_, atLeast0(out_.width), atLeast0(out_.height));
-  HWY_DYNAMIC_DISPATCH(ConvertSameSize)(frame, w / 2 * 2, h / 2 * 2, mat, tensor);
+  HWY_DYNAMIC_DISPATCH(ConvertSameSize)(luma, chroma, w / 2 * 2, h / 2 * 2, mat, tensor);
 }
 
 }  // namespace Tarn

@@ -10,7 +10,7 @@
 namespace Tarn {
 namespace {
 
-constexpr std::int32_t kLoadBytes = 16, kWordBytes = 4;
+constexpr std::int32_t kWordBytes = 4;
 constexpr std::int32_t kSpanBytes = 2 * kYuvMaxLanes * kWordBytes;
 // Row offsets stay inside 32 bits whatever the sizes given; such rows are longer than any frame's.
 constexpr std::int64_t kMaxOffset = 0x7fffff00;
@@ -61,11 +61,11 @@ YuvAxis takeAxis(Arrays& arrays, std::size_t count) {
 YuvFetch takeFetch(Arrays& arrays, std::size_t count) {
   const std::size_t padded = yuvPadded(count);
   YuvFetch fetch = {};
-  for (int load = 0; load < 2; ++load) {
-    fetch.offset[load] = arrays.take<std::int32_t>(padded / kYuvGroup);
-    fetch.lookup[load] = arrays.take<std::uint32_t>(padded);
-  }
+  fetch.count = count;
   fetch.word = arrays.take<std::int32_t>(padded);
+  fetch.blocks = padded / TarnCPU::WordSamples::kSamples;
+  fetch.windows.offsets = arrays.take<std::int32_t>(2 * fetch.blocks);
+  fetch.windows.shuffles = arrays.take<std::uint8_t>(2 * fetch.blocks * TarnCPU::kWindowBytes);
   fetch.lane = arrays.take<std::int32_t>(padded);
   fetch.shift = arrays.take<std::int32_t>(padded);
   return fetch;
@@ -89,8 +89,8 @@ YuvPlan takePlan(Arrays& arrays, const YuvPlanSizes& s) {
     return static_cast<std::size_t>(wordAt(last.i0, step)) + kSpanBytes;
   };
   for (int i = 0; i < 2; ++i) {
-    plan.luma_rows[i] = arrays.take<std::uint8_t>(reach(w, 1));
-    plan.chroma_rows[i] = arrays.take<std::uint8_t>(reach(w / 2, 2));
+    plan.luma.copies[i] = arrays.take<std::uint8_t>(reach(w, 1));
+    plan.chroma.copies[i] = arrays.take<std::uint8_t>(reach(w / 2, 2));
     plan.luma_out[i] = arrays.take<float>(yuvPadded(w));
     plan.chroma_out[i] = arrays.take<float>(2 * yuvPadded(w / 2));
   }
@@ -111,55 +111,45 @@ void fillAxis(YuvAxis& axis, int src, int dst) {
   axis.identity = axis.identity && axis.on_samples;
 }
 
-// Tries whether pairs of vectors will do.
-void fillSpans(YuvFetch& fetch, std::size_t padded, std::int32_t bytes) {
+// Whether spans serve all outputs.
+bool fillSpans(YuvFetch& fetch, std::size_t padded, std::int32_t bytes) {
   for (std::size_t i = 0; i < padded; ++i) {
     const std::int32_t at = fetch.word[i] - fetch.word[i / kYuvMaxLanes * kYuvMaxLanes];
-    if (at % kWordBytes + bytes > kWordBytes || at + bytes > kSpanBytes) return;
+    if (at % kWordBytes + bytes > kWordBytes || at + bytes > kSpanBytes) return false;
     fetch.lane[i] = at / kWordBytes;
     fetch.shift[i] = 8 * (at % kWordBytes);
   }
-  fetch.spans = true;
-  fetch.reach =
-      std::max(fetch.reach, static_cast<std::size_t>(fetch.word[padded - kYuvMaxLanes] + kSpanBytes));
+  return true;
 }
 
-// For the first `count` outputs of `axis`, whose samples are `step` bytes apart and which need `bytes`
-// bytes each.
-void fillFetch(YuvFetch& fetch, const YuvAxis& axis, std::size_t count, std::int32_t step,
-               std::int32_t bytes) {
-  if (count == 0) return;
-  const std::size_t padded = yuvPadded(count);
+// For the first outputs of `axis`, whose samples are `step` bytes apart and which need `bytes` bytes
+// each.
+void fillFetch(YuvFetch& fetch, const YuvAxis& axis, std::int32_t step, std::int32_t bytes) {
+  if (fetch.count == 0) return;
+  const std::size_t padded = yuvPadded(fetch.count);
   for (std::size_t i = 0; i < padded; ++i)
-    fetch.word[i] = wordAt(axis.index[std::min(i, count - 1)], step);
-  fetch.reach = static_cast<std::size_t>(fetch.word[padded - 1] + kWordBytes);
+    fetch.word[i] = wordAt(axis.index[std::min(i, fetch.count - 1)], step);
+  const std::int32_t last = fetch.word[padded - 1];
+  const std::int32_t window_end = last + static_cast<std::int32_t>(TarnCPU::kWindowBytes);
 
-  // The fewest loads for which the last output of each still lies within its load.
-  for (std::size_t loads = 1; loads <= 2; ++loads) {
-    const std::size_t share = kYuvGroup / loads;
-    bool fits = true;
-    for (std::size_t i = 0; i < padded; i += share)
-      fits = fits && fetch.word[i + share - 1] - fetch.word[i] + bytes <= kLoadBytes;
-    if (!fits) continue;
-
-    fetch.loads = static_cast<int>(loads);
-    for (std::size_t load = 0; load < loads; ++load)
-      for (std::size_t i = 0; i < padded; ++i) {
-        const std::size_t first = i / kYuvGroup * kYuvGroup + load * share;
-        fetch.offset[load][i / kYuvGroup] = fetch.word[first];
-        std::uint32_t lookup = 0;
-        for (std::int32_t byte = 0; byte < kWordBytes; ++byte) {
-          // An index with its highest bit set yields 0.
-          const bool mine = i >= first && i < first + share && byte < bytes;
-          const std::int32_t at = mine ? fetch.word[i] - fetch.word[first] + byte : 0x80;
-          lookup |= static_cast<std::uint32_t>(at) << (8 * byte);
-        }
-        fetch.lookup[load][i] = lookup;
-      }
-    fetch.reach = static_cast<std::size_t>(fetch.word[padded - 1] + kLoadBytes);
-    break;
+  const TarnCPU::WordSamples words = {bytes};
+  const TarnCPU::BlockLayout layout = {fetch.blocks};
+  std::int32_t reach = window_end;
+  if (TarnCPU::windowsHold<1>(words, fetch.word, padded)) {
+    fetch.mode = YuvFetchMode::kOneWindow;
+    TarnCPU::fillWindows<1>(words, layout, fetch.word, padded, window_end, fetch.windows);
+  } else if (TarnCPU::windowsHold<2>(words, fetch.word, padded)) {
+    fetch.mode = YuvFetchMode::kTwoWindows;
+    TarnCPU::fillWindows<2>(words, layout, fetch.word, padded, window_end, fetch.windows);
+    if (fillSpans(fetch, padded, bytes)) {
+      fetch.mode = YuvFetchMode::kSpans;
+      reach = std::max(reach, fetch.word[padded - kYuvMaxLanes] + kSpanBytes);
+    }
+  } else {
+    fetch.mode = YuvFetchMode::kWords;
+    reach = last + kWordBytes;
   }
-  if (fetch.loads == 2) fillSpans(fetch, padded, bytes);
+  fetch.reach = static_cast<std::size_t>(reach);
 }
 
 static_assert(std::is_trivially_destructible_v<YuvPlan>, "its owner frees the memory, nothing else");
@@ -181,8 +171,8 @@ YuvPlan& YuvPlan::makeAt(void* memory, const YuvPlanSizes& s) {
   fillAxis(plan.x, s.src_width, s.dst_width);
   fillAxis(plan.y, s.src_height, s.dst_height);
   const std::int32_t taps = plan.x.on_samples ? 1 : 2;
-  fillFetch(plan.luma, plan.x, plan.x.count, 1, taps);
-  fillFetch(plan.chroma, plan.x, plan.x.count / 2, 2, 2 * taps);
+  fillFetch(plan.luma, plan.x, 1, taps);
+  fillFetch(plan.chroma, plan.x, 2, 2 * taps);
   plan.same_size =
       s.src_width == s.dst_width && s.src_height == s.dst_height && plan.x.identity && plan.y.identity;
   return plan;

@@ -7,12 +7,12 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "common/tn_windows.h"
+
 namespace Tarn {
 
 // Floats in the widest vector: arrays along x are padded to a multiple of it.
 constexpr std::size_t kYuvMaxLanes = 16;
-// Outputs that share their loads: a byte shuffle reaches over 16 bytes, which is four 32-bit words.
-constexpr std::size_t kYuvGroup = 4;
 // A plan and each of its arrays start at a cache line: the widest loads fill a line, and every one
 // across two lines costs double.
 constexpr std::size_t kYuvLine = 64;
@@ -36,20 +36,26 @@ struct YuvAxis {
   bool uniform;     // every output has the same f0 and the same f1
 };
 
+enum class YuvFetchMode {
+  kOneWindow,   // four outputs from one window of 16 bytes (common/tn_windows.h)
+  kTwoWindows,  // two outputs from a window
+  kSpans,       // as below, or kTwoWindows where vectors are shorter than 64 bytes
+  kWords,       // each output by a load of its own: they are too far apart
+};
+
 // How the outputs of a row fetch their bytes: each a 32-bit word whose lowest byte is the one at the
 // output's position, followed by as many as the job needs.
 struct YuvFetch {
-  // 1 or 2: 16-byte loads for each group of outputs. 0: some group is spread too wide, and each output
-  // loads its own word.
-  int loads;
-  std::int32_t* offset[2];   // for each group, the first byte of each load
-  std::uint32_t* lookup[2];  // for each output, the bytes of each load that make its word
-  std::int32_t* word;        // for each output, the first byte of its word
-  // Where every kYuvMaxLanes outputs lie within two vectors of 64 bytes from the first one's word on,
-  // and none of their words lies across 32 bits as counted from there, as with even whole scales.
-  bool spans;
+  YuvFetchMode mode;
+  std::size_t count;
+  std::int32_t* word;             // for each output, the first byte of its word
+  TarnCPU::WindowTables windows;  // in BlockLayout
+  std::size_t blocks;             // of four outputs, for that layout
+  // Spans serve kYuvMaxLanes outputs whose words lie within two vectors of 64 bytes from the first one's
+  // on, none of them across 32 bits as counted from there, as with even whole scales.
   std::int32_t *lane, *shift;  // for each output, the 32 bits with its word, and its lowest bit
   std::size_t reach;           // bytes from the row's start that any of these loads may touch
+  std::uint8_t* copies[2];     // scratch for source rows of which these loads pass the frame's end
 };
 
 // Lives in memory of its owner, which just frees it: nothing in it has a destructor.
@@ -64,9 +70,24 @@ struct YuvPlan {
   bool same_size;
 
   // Scratch for the frame in work.
-  std::uint8_t *luma_rows[2], *chroma_rows[2];  // source rows whose loads pass the frame's end
-  float* luma_out[2];                           // a pair of output rows
-  float* chroma_out[2];                         // a row of C1 and of C2, every value twice
+  float* luma_out[2];    // a pair of output rows
+  float* chroma_out[2];  // a row of C1 and of C2, every value twice
+};
+
+// A plane of the frame in work.
+struct YuvPlane {
+  const std::uint8_t* data;
+  std::size_t step;          // bytes of a sample: 1, or 2 for a pair of chroma
+  std::size_t pitch;         // bytes from row to row
+  std::size_t bytes;         // that can be read from `data` on: luma goes on with chroma
+  const std::uint8_t* last;  // sample that stands for those behind; null stands for zeros
+};
+
+// Three float planes.
+struct YuvTensor {
+  float* data;
+  std::size_t pitch, plane;  // floats from row to row and from channel to channel
+  bool streams;              // too large for the caches
 };
 
 }  // namespace Tarn
