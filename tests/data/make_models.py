@@ -83,6 +83,13 @@ save("two-inputs",
 save("open-size", [helper.make_node("Relu", ["image"], ["positive"], "relu1")],
      [("image", [1, 3, "height", "width"])], [("positive", [1, 3, "height", "width"])], {})
 
+# 5 x 5 values become 24,001 x 24,001, more than a blob may have.
+save("large-blob",
+     [helper.make_node("ConvTranspose", ["image", "w"], ["large"], "up", kernel_shape=[1, 1],
+                       strides=[6000, 6000])],
+     [("image", [1, 1, "height", "width"])], [("large", [1, 1, "rows", "columns"])],
+     {"w": np.ones((1, 1, 1, 1), np.float32)})
+
 # Constants as first and as second operand; OpenCV makes the two at different times. The second one also
 # serves a division, whose constant OpenCV turns into its reciprocal.
 def save_constants(name, precision):

@@ -31,23 +31,6 @@ std::string readFile(const std::string& path) {
   return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-// A file of its own for each test, gone afterwards.
-class TempFile {
- public:
-  TempFile() : path_(tn_test::TempPath(".onnx")) {}
-  TempFile(const TempFile&) = delete;
-  TempFile& operator=(const TempFile&) = delete;
-  ~TempFile() { std::filesystem::remove(path_); }
-
-  const std::string& path() const { return path_; }
-  void write(const std::string& content) const {
-    std::ofstream(path_, std::ios::binary | std::ios::trunc) << content;
-  }
-
- private:
-  std::string path_;
-};
-
 TarnNet build(const std::string& file, const LayerInferenceConfig* config = nullptr) {
   KRNetLoader loader;
   EXPECT_TRUE(loader.LoadFile(dataFile(file).c_str(), false)) << file;
@@ -100,9 +83,36 @@ std::vector<std::vector<float>> runSmall(const TarnNet& net, Statistician* stats
   return runAll(net, makeInput(6, 6, 3), stats, threads);
 }
 
-// The small models begin and end with names and shapes; weights lie between.
-bool isStructure(const std::string& model, std::size_t at) {
-  return at < 750 || at + 150 > model.size();
+// Parts of an ONNX file: a number of up to 10 bytes, a field with a number, a field with bytes.
+std::string varint(std::uint64_t value) {
+  std::string bytes;
+  for (; value >= 0x80; value >>= 7) bytes += static_cast<char>(value | 0x80);
+  return bytes + static_cast<char>(value);
+}
+std::string number(unsigned field, std::int64_t value) {
+  return varint(field << 3) + varint(static_cast<std::uint64_t>(value));
+}
+std::string part(unsigned field, const std::string& bytes) {
+  return varint(field << 3 | 2) + varint(bytes.size()) + bytes;
+}
+std::string modelOf(const std::string& graph) {
+  return number(1, 6) + part(7, graph) + part(8, part(1, "") + number(2, 11));
+}
+std::string nodeOf(const std::string& attribute) { return part(1, part(5, attribute)); }
+std::string graphsNested(int depth) {
+  return depth == 0 ? "" : nodeOf(part(6, graphsNested(depth - 1)));
+}
+
+// The one line that a model in memory gives when it is refused.
+std::string faultOf(const std::string& model) {
+  LogLines log;
+  EXPECT_FALSE(KRNetLoader().LoadMemory(model.data(), model.size(), model.size() % 2 == 0));
+  const Lines lines = log.take();
+  EXPECT_EQ(lines.size(), 1u);
+  const std::string line = lines.empty() ? "" : lines[0], start = "model in memory: ";
+  EXPECT_EQ(line.rfind(start, 0), 0u) << line;
+  EXPECT_EQ(line.find('\n'), std::string::npos) << line;
+  return line.substr(std::min(start.size(), line.size()));
 }
 
 TEST(NetLoader, RefusesWhatIsNoModelInOneLine) {
@@ -115,25 +125,23 @@ TEST(NetLoader, RefusesWhatIsNoModelInOneLine) {
     for (char& byte : noise) byte = static_cast<char>(random());
     contents.push_back(noise);
   }
-  // All cuts in the structure at either end, some in the weights between.
-  for (std::size_t size = 1; size < model.size(); size += isStructure(model, size) ? 1u : 97u)
+  // Names and shapes are at both ends of the file, weights between: cuts at every byte of the former.
+  for (std::size_t size = 1; size < model.size();
+       size += size < 750 || size + 150 > model.size() ? 1u : 97u)
     contents.push_back(model.substr(0, size));
+  for (const std::string& content : contents) {
+    SCOPED_TRACE(content.size());
+    faultOf(content);
+  }
 
-  const TempFile file;
   LogLines log;
   KRNetLoader loader;
-  for (const std::string& content : contents) {
-    file.write(content);
-    EXPECT_FALSE(loader.LoadFile(file.path().c_str(), content.size() % 2 == 0));
-    const Lines lines = log.take();
-    ASSERT_EQ(lines.size(), 1u) << content.size() << " bytes";
-    EXPECT_EQ(lines[0].rfind(file.path() + ": ", 0), 0u) << lines[0];
-    EXPECT_EQ(lines[0].find('\n'), std::string::npos) << lines[0];
-  }
-  const std::string folder = std::filesystem::temp_directory_path().string();
-  const std::string missing = dataFile("missing.onnx");
-  for (const char* path :
-       {folder.c_str(), missing.c_str(), "", "mis\nsing.onnx", static_cast<const char*>(nullptr)}) {
+  EXPECT_FALSE(loader.LoadMemory(nullptr, 10, false));
+  EXPECT_FALSE(loader.LoadMemory(model.data(), std::size_t{1} << 40, false));
+  EXPECT_EQ(log.take(), (Lines{"model in memory: is empty", "model in memory: is too large"}));
+  const std::string missing = dataFile("missing.onnx"), script = dataFile("make_models.py");
+  for (const char* path : {TN_TEST_DATA, missing.c_str(), script.c_str(), "", "mis\nsing.onnx",
+                           static_cast<const char*>(nullptr)}) {
     EXPECT_FALSE(loader.LoadFile(path, false));
     const Lines lines = log.take();
     ASSERT_EQ(lines.size(), 1u) << (path == nullptr ? "null" : path);
@@ -141,224 +149,86 @@ TEST(NetLoader, RefusesWhatIsNoModelInOneLine) {
   }
 }
 
-// Whatever a damaged file says must be refused or run, not trusted.
-TEST(NetLoader, DamagedModelsNeverCrash) {
-  const std::string model = readFile(dataFile("small.onnx"));
-  const TempFile file;
-  LogLines log;
-  int loaded = 0;
-  const auto damage = [&](std::size_t at, char mask) {
-    std::string content = model;
-    content[at] = static_cast<char>(content[at] ^ mask);
-    file.write(content);
-    KRNetLoader loader;
-    const bool ok = loader.LoadFile(file.path().c_str(), false);
-    ASSERT_EQ(log.take().size(), ok ? 0u : 1u) << "byte " << at;
-    if (!ok) return;
-    ++loaded;
-    TarnNet net;
-    net.load_tarn_net_with_inference_config(loader, nullptr);
-    TarnNetExtractor extractor = net.create_extractor();
-    Mat blob;
-    if (extractor.input(0, makeInput(6, 6, 3)) == 0)
-      extractor.extract(extractor.get_last_layer_index(), blob);
-    log.take();
-  };
-  for (std::size_t at = 0; at < model.size(); at += isStructure(model, at) ? 1u : 50u) {
-    damage(at, at % 2 == 0 ? 0x01 : 0x40);
-  }
-  EXPECT_GT(loaded, 100) << "changed weights and names must not matter";
-}
-
-// A model of one node, written by hand: what makes models refuses to write these.
-struct OneNode {
-  struct Constant {
-    std::vector<std::int64_t> sizes;
-    std::vector<std::int64_t> integers;  // none: floats
-  };
-  const char* type;
-  std::vector<std::pair<const char*, std::vector<std::int64_t>>> attributes;
-  std::vector<Constant> constants;  // further inputs
-  std::vector<std::int64_t> input;
-  bool hides_rank;  // the node takes what another one makes of the input
-  const char* fault;
-};
-
-std::string varint(std::uint64_t value) {
-  std::string bytes;
-  for (; value >= 0x80; value >>= 7) bytes += static_cast<char>(value | 0x80);
-  return bytes + static_cast<char>(value);
-}
-std::string number(unsigned field, std::int64_t value) {
-  return varint(field << 3) + varint(static_cast<std::uint64_t>(value));
-}
-std::string part(unsigned field, const std::string& bytes) {
-  return varint(field << 3 | 2) + varint(bytes.size()) + bytes;
-}
-
-std::string tensorPart(const std::string& name, const OneNode::Constant& constant) {
-  std::string tensor = part(8, name), packed;
-  for (const std::int64_t size : constant.sizes) tensor += number(1, size);
-  if (!constant.integers.empty()) {
-    for (const std::int64_t value : constant.integers)
-      packed += varint(static_cast<std::uint64_t>(value));
-    return tensor + number(2, 7) + part(7, packed);
-  }
-  std::size_t bytes = sizeof(float);
-  for (const std::int64_t size : constant.sizes) bytes *= static_cast<std::size_t>(size);
-  return tensor + number(2, 1) + part(9, std::string(bytes, '\x3E'));
-}
-
-std::string write(const OneNode& model) {
-  std::string graph, shape;
-  if (model.hides_rank)
-    graph += part(1, part(1, "x") + part(2, "s") + part(3, "first") + part(4, "Sum"));
-  std::string node = part(3, "bad") + part(4, model.type) + part(1, model.hides_rank ? "s" : "x");
-  for (std::size_t i = 0; i < model.constants.size(); ++i) {
-    const std::string name = "c" + std::to_string(i);
-    node += part(1, name);
-    graph += part(5, tensorPart(name, model.constants[i]));
-  }
-  for (const auto& [name, values] : model.attributes) {
-    std::string attribute = part(1, name);
-    if (values.size() == 1) attribute += number(3, values[0]) + number(20, 2);
-    for (std::size_t i = 0; values.size() > 1 && i < values.size(); ++i)
-      attribute += number(8, values[i]);
-    node += part(5, attribute + (values.size() > 1 ? number(20, 7) : ""));
-  }
-  for (const std::int64_t size : model.input) shape += part(1, number(1, size));
-  const auto value = [](const char* name, const std::string& sizes) {
-    return part(1, name) + part(2, part(1, number(1, 1) + part(2, sizes)));
-  };
-  graph += part(1, node + part(2, "y")) + part(11, value("x", shape)) + part(12, value("y", ""));
-  return number(1, 6) + part(7, graph) + part(8, part(1, "") + number(2, 11));
-}
-
-// OpenCV would divide by these numbers, take them for places in memory or fill memory with them.
-TEST(NetLoader, NumbersThatNoNetworkHasAreOneLine) {
-  constexpr std::int64_t kLeast = std::numeric_limits<std::int32_t>::min();
-  const std::vector<std::int64_t> image = {1, 3, 8, 8};
-  const OneNode::Constant filter = {{4, 3, 3, 3}, {}}, one = {{1}, {}};
-  const OneNode models[] = {
-      {"Conv", {{"group", {0}}}, {filter}, image, false, "has group 0, not from 1"},
-      {"Conv", {{"group", {-1}}}, {filter}, image, false, "has group -1, not from 1"},
-      {"Conv", {{"strides", {1, 1 << 30}}}, {filter}, image, true, "has strides 1073741824"},
-      {"Conv", {{"kernel_shape", {7, 7}}}, {filter}, image, false, "weights of another kernel"},
-      {"Conv", {{"kernel_shape", {3, 3}}, {"strides", {1}}}, {filter}, image, false, "as many strides"},
-      {"Conv", {{"kernel_shape", {3, 3}}}, {{{0, 3, 3, 3}, {}}}, image, false, "has no elements"},
-      {"Conv", {{"kernel_shape", {3, 3}}}, {filter}, {1, 3, 8, 8, 8}, false, "of another rank"},
-      {"Conv", {{"kernel_shape", {3, 3}}}, {filter}, {1, 3, 8, 8, 8}, true, "of another rank"},
-      {"Conv", {{"kernel_shape", {3, 3}}}, {}, image, false, "lacks input 1"},
-      {"ConvTranspose",
-       {{"kernel_shape", {3, 3}}, {"strides", {3000, 3000}}},
-       {{{3, 4, 3, 3}, {}}},
-       image,
-       false,
-       "268435456"},
-      {"MaxPool", {{"kernel_shape", {2, 2}}}, {}, {1, 1, 1, 1, 1, 1, 1, 1}, true, "of another rank"},
-      {"BatchNormalization", {}, {one, one, one, one}, {1, 3, 8, 8}, false, "as many parameters"},
-      {"BatchNormalization", {}, {one, one, one, one}, {1, 100000, 1, 1}, true, "as many parameters"},
-      {"BatchNormalization", {}, {one, {{3}, {}}, one, one}, {1, 1, 8, 8}, false, "different lengths"},
-      {"Gather", {{"axis", {9}}}, {{{1}, {0}}}, image, false, "has axis 9, not from 0 to 3"},
-      {"Gather", {{"axis", {-1}}}, {{{1}, {0}}}, image, false, "has axis -1, not from 0 to 3"},
-      {"Gather", {{"axis", {1}}}, {{{1}, {0}}}, {8}, true, "has axis 1, not from 0 to 0"},
-      {"Squeeze", {{"axes", {kLeast, 0}}}, {}, image, true, "has axis -2147483648"},
-      {"Slice", {}, {{{1}, {0}}, {{1}, {4}}, {{0}, {}}}, image, false, "has no elements"},
-      {"Expand", {}, {{{4}, {1 << 20, 3, 8, 8}}}, image, false, "has repetitions 1048576"},
-      {"Expand", {}, {{{4}, {1, 9999, 9999, 9999}}}, {1, 1, 1, 1}, true, "more than 268435456"},
-      {"Add", {}, {{{1, 1, 3, 1, 1}, {}}}, image, false, "of more dimensions than its first"},
-      {"GRU", {{"hidden_size", {2}}}, {{{1, 6, 3}, {}}, {{1, 6, 2}, {}}}, {}, false, "has rank 0"},
-      {"CumSum", {}, {{{1}, {1}}}, image, false, "is not supported"},
-  };
-  LogLines log;
-  for (const OneNode& model : models) {
-    SCOPED_TRACE(testing::Message() << model.type << ", " << model.fault);
-    const std::string bytes = write(model);
-    KRNetLoader loader;
-    if (loader.LoadMemory(bytes.data(), bytes.size(), false)) {
-      TarnNet net;
-      net.load_tarn_net_with_inference_config(loader, nullptr);
-      TarnNetExtractor extractor = net.create_extractor();
-      Mat blob;
-      EXPECT_EQ(extractor.input(0, makeInput(8, 8, 3)), 0);
-      EXPECT_LT(extractor.extract(extractor.get_last_layer_index(), blob), 0);
-    }
-    const Lines lines = log.take();
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_NE(lines[0].find(model.fault), std::string::npos) << lines[0];
-  }
-  const OneNode good = {"Conv", {{"kernel_shape", {3, 3}}}, {filter}, image, true, ""};
-  const std::string bytes = write(good);
-  EXPECT_TRUE(KRNetLoader().LoadMemory(bytes.data(), bytes.size(), true));
-}
-
-// OpenCV's importer says where in OpenCV a fault arose.
-TEST(NetLoader, FaultsAreToldWithoutOpenCvsPlaces) {
-  const std::string bytes = write({"Transpose", {{"perm", {0, 0, 0, 0}}}, {}, {1, 3, 8, 8}, false, ""});
-  LogLines log;
-  EXPECT_FALSE(KRNetLoader().LoadMemory(bytes.data(), bytes.size(), true));
-  EXPECT_EQ(log.take(),
-            (Lines{"model in memory: Node [Transpose@ai.onnx]:(bad) parse error: Permute layer "
-                   "parameter contains duplicated orders."}));
-}
-
-TEST(NetLoader, MemoryHoldsTheNetworkOfTheFileOrGivesOneLine) {
-  const std::string model = readFile(dataFile("small.onnx")), notes = "These are notes.\n";
-  const std::string zeros(100, '\0');
-  LogLines log;
-  KRNetLoader loader;
-  {
-    std::string copy = model;
-    ASSERT_TRUE(loader.LoadMemory(copy.data(), copy.size(), false));
-    std::fill(copy.begin(), copy.end(), '\0');  // the loader has its own
-  }
-  TarnNet net;
-  net.load_tarn_net_with_inference_config(loader, nullptr);
-  EXPECT_EQ(runSmall(net), runSmall(build("small.onnx")));
-  EXPECT_EQ(log.take(), Lines());
-
+// The engine copies a tensor's data by its shape.
+TEST(NetLoader, TensorsMustHaveTheDataOfTheirShape) {
+  constexpr std::int64_t kLarge = std::int64_t{1} << 31;
+  const std::string floats = number(2, 1), integers = number(2, 7), two = number(1, 2);
+  const auto raw = [](std::size_t bytes) { return part(9, std::string(bytes, '\x3E')); };
+  const std::string good = two + floats + raw(8);
   const struct {
     const char* name;
-    const void* bytes;
-    std::size_t size;
-  } cases[] = {{"nothing", nullptr, 0},
-               {"null", nullptr, 10},
-               {"no bytes", model.data(), 0},
-               {"half", model.data(), model.size() / 2},
-               {"all but one", model.data(), model.size() - 1},
-               {"too large", model.data(), std::size_t{1} << 40},
-               {"text", notes.data(), notes.size()},
-               {"zeros", zeros.data(), zeros.size()}};
-  for (const auto& c : cases) {
-    EXPECT_FALSE(loader.LoadMemory(c.bytes, c.size, false)) << c.name;
-    const Lines lines = log.take();
-    ASSERT_EQ(lines.size(), 1u) << c.name;
-    EXPECT_EQ(lines[0].rfind("model in memory: ", 0), 0u) << lines[0];
-  }
+    std::string tensor;
+    const char* fault;
+  } cases[] = {
+      {"raw data", good, ""},
+      {"sizes packed into bytes", part(1, varint(2) + varint(3)) + floats + raw(24), ""},
+      {"no elements", two + number(1, 0) + floats, ""},
+      {"a scalar", floats + raw(4), ""},
+      {"floats", two + floats + part(4, std::string(8, '\0')), ""},
+      {"integers, single and packed", two + integers + number(7, 300) + part(7, varint(300)), ""},
+      {"a byte less", two + floats + raw(7), "does not hold the 2 elements"},
+      {"a byte more", two + floats + raw(9), "does not hold the 2 elements"},
+      {"nothing", two + floats, "does not hold the 2 elements"},
+      {"half of the packed sizes", part(1, varint(2) + varint(3)) + floats + raw(8), "the 6 elements"},
+      {"an integer less", two + integers + part(7, varint(300)), "does not hold the 2 elements"},
+      {"data of another type", two + floats + part(7, std::string(2, '\1')), "does not hold the 2"},
+      {"a type in a field of bytes", two + number(2, 3) + part(2, "\1") + raw(8), "does not hold the 2"},
+      {"a negative size", number(1, -2) + floats + raw(8), "is out of range"},
+      {"a size too large", number(1, kLarge) + floats + raw(8), "is out of range"},
+      {"an overflowing product", number(1, kLarge - 1) + number(1, kLarge - 1) + number(1, 0) + floats,
+       "is out of range"},
+      {"2^64 elements", number(1, 1 << 22) + number(1, 1 << 21) + number(1, 1 << 21) + floats,
+       "is out of range"},
+  };
+  for (const auto& c : cases)
+    for (const std::string& graph :
+         {part(5, c.tensor), nodeOf(part(5, c.tensor)), nodeOf(part(10, good) + part(10, c.tensor)),
+          nodeOf(part(6, part(5, c.tensor)))}) {
+      SCOPED_TRACE(c.name);
+      const std::string fault = faultOf(modelOf(graph));
+      const std::string wanted = *c.fault == 0 ? "has no inputs" : c.fault;
+      EXPECT_NE(fault.find(wanted), std::string::npos) << fault;
+    }
+  EXPECT_EQ(faultOf(modelOf(nodeOf(part(5, good) + part(5, good)))), "has two tensors in one attribute");
+  EXPECT_EQ(faultOf(modelOf(graphsNested(32))), "has no inputs");
+  EXPECT_EQ(faultOf(modelOf(graphsNested(33))), "has graphs nested too deeply");
+  EXPECT_EQ(faultOf(modelOf(graphsNested(5000))), "has graphs nested too deeply");
 }
 
-TEST(NetLoader, CheckingKeepsNothingAndFailingForgets) {
-  LogLines log;
+TEST(NetLoader, TheEnginesFaultsAreToldWithoutPlacesInItsSource) {
+  std::string model = readFile(dataFile("small.onnx"));
+  model.replace(model.find("MaxPool"), 7, "MaxPoll");
+  EXPECT_EQ(
+      faultOf(model),
+      "Node [MaxPoll@ai.onnx]:(pool1) parse error: Can't create layer \"pool1\" of type \"MaxPoll\"");
+}
+
+TEST(NetLoader, KeepsTheLastModelUnlessItOnlyCheckedOrFailed) {
+  const std::string path = dataFile("small.onnx");
   KRNetLoader loader;
-  const std::string small = dataFile("small.onnx");
+  TarnNet net;
   const auto is_kept = [&] {
-    TarnNet net;
     net.load_tarn_net_with_inference_config(loader, nullptr);
     return !net.empty();
   };
-  EXPECT_TRUE(loader.LoadFile(small.c_str(), true));
+  LogLines log;
+  EXPECT_TRUE(loader.LoadFile(path.c_str(), true));
   EXPECT_EQ(log.take(), Lines());
   EXPECT_FALSE(is_kept());
   EXPECT_EQ(log.take(), (Lines{"network: no model file was loaded"}));
-  const std::string model = readFile(small);
+  std::string model = readFile(path);
   EXPECT_TRUE(loader.LoadMemory(model.data(), model.size(), false));
   EXPECT_TRUE(is_kept());
   EXPECT_TRUE(loader.LoadMemory(model.data(), model.size(), true));
-  EXPECT_FALSE(is_kept()) << "the earlier one is forgotten too";
-  EXPECT_TRUE(loader.LoadFile(small.c_str(), false));
+  EXPECT_FALSE(is_kept()) << "the earlier one is dropped too";
+  EXPECT_TRUE(loader.LoadFile(path.c_str(), false));
   EXPECT_TRUE(is_kept());
   EXPECT_FALSE(loader.LoadFile(dataFile("missing.onnx").c_str(), false));
   EXPECT_FALSE(is_kept());
+  EXPECT_TRUE(loader.LoadMemory(model.data(), model.size(), false));
+  std::fill(model.begin(), model.end(), '\0');  // the loader has a copy
+  EXPECT_TRUE(is_kept());
+  EXPECT_EQ(runSmall(net), runSmall(build("small.onnx")));
 }
 
 TEST(Net, ReportsEveryLayer) {
@@ -487,6 +357,26 @@ TEST(Net, WhatCannotBeRunIsOneLineAndTheNextRunWorks) {
   EXPECT_EQ(stats.network.threads, -1) << "nothing ran";
   EXPECT_EQ(extractor.extract(9, blob, &stats), 0);
   EXPECT_EQ(valuesOf(blob), runSmall(net, nullptr, 0)[9]);
+}
+
+// What made a blob too large must not stay in the network, nor pass as checked in the next run.
+TEST(Net, TooLargeABlobIsRefusedEveryTimeAndOtherSizesRun) {
+  const TarnNet net = build("large-blob.onnx");
+  TarnNetExtractor extractor = net.create_extractor();
+  LogLines log;
+  for (const bool is_large : {false, true, true, false, true}) {
+    const int side = is_large ? 5 : 1;
+    EXPECT_EQ(extractor.input(0, makeInput(side, side, 1)), 0);
+    for (int run = 0; run < 2; ++run) {
+      Mat blob;
+      EXPECT_EQ(extractor.extract(1, blob), is_large ? -1 : 0);
+      EXPECT_EQ(blob.total(), is_large ? 0u : 1u);
+      EXPECT_EQ(log.take(), is_large
+                                ? Lines{dataFile("large-blob.onnx") +
+                                        ": extract 1: a blob would have more than 268435456 elements"}
+                                : Lines());
+    }
+  }
 }
 
 TEST(Net, ExtractorsOutliveTheirNetworksAndShareThemAmongThreads) {

@@ -1,6 +1,6 @@
 // Words that the writer and the reader of inference configs agree on.
-#ifndef TN_CNN_SRC_TN_CONFIG_TEXT_H_
-#define TN_CNN_SRC_TN_CONFIG_TEXT_H_
+#ifndef TN_KITS_PLATFORM_TN_CNN_SRC_TN_CONFIG_TEXT_H_
+#define TN_KITS_PLATFORM_TN_CNN_SRC_TN_CONFIG_TEXT_H_
 
 #include <string>
 
@@ -16,4 +16,4 @@ std::string quoteName(const std::string& name);
 
 }  // namespace TarnCPU
 
-#endif  // TN_CNN_SRC_TN_CONFIG_TEXT_H_
+#endif  // TN_KITS_PLATFORM_TN_CNN_SRC_TN_CONFIG_TEXT_H_

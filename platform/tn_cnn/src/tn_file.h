@@ -1,6 +1,6 @@
 // Whole files into memory.
-#ifndef TN_CNN_SRC_TN_FILE_H_
-#define TN_CNN_SRC_TN_FILE_H_
+#ifndef TN_KITS_PLATFORM_TN_CNN_SRC_TN_FILE_H_
+#define TN_KITS_PLATFORM_TN_CNN_SRC_TN_FILE_H_
 
 #include <cstddef>
 #include <string>
@@ -17,4 +17,4 @@ std::string shownPath(std::string path);
 
 }  // namespace TarnCPU
 
-#endif  // TN_CNN_SRC_TN_FILE_H_
+#endif  // TN_KITS_PLATFORM_TN_CNN_SRC_TN_FILE_H_

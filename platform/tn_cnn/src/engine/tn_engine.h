@@ -1,7 +1,7 @@
-// What the network classes need of an engine. One source implements it; which one is chosen when the
-// library is built.
-#ifndef TN_CNN_SRC_ENGINE_TN_ENGINE_H_
-#define TN_CNN_SRC_ENGINE_TN_ENGINE_H_
+// The interface between the network classes and an engine. TN_CNN_ENGINE picks the source that
+// implements it when the library is built.
+#ifndef TN_KITS_PLATFORM_TN_CNN_SRC_ENGINE_TN_ENGINE_H_
+#define TN_KITS_PLATFORM_TN_CNN_SRC_ENGINE_TN_ENGINE_H_
 
 #include <cstdint>
 #include <map>
@@ -24,14 +24,14 @@ struct ModelFile {
 struct RunRequest {
   std::map<int, Mat> inputs;  // by index, all of them; CHW or HWC floats
   int last = 0;               // the layer up to which to run
-  bool keep_all = false;      // all layers' blobs, or those of the last layer and of the outputs
-  bool report = false;        // fill in the layers
+  bool keep_all = false;      // true: keep all blobs; false: those of the last layer and the outputs
+  bool report = false;        // whether to fill RunResult::layers
   int threads = 0;            // 0: the engine's own choice
 };
 
 struct RunResult {
   std::map<int, Mat> blobs;  // by layer
-  int threads = 0;           // what the run had
+  int threads = 0;           // number used by the run
   std::vector<LayerReport> layers;
 };
 
@@ -48,10 +48,10 @@ class EngineNetwork {
   virtual RunResult run(const RunRequest& request) = 0;
 };
 
-// Throws std::exception with a reason if the model is malformed or made of what the engine lacks. Logs
-// what in `config` does not apply.
+// Throws std::exception with a reason if the model is malformed or needs something that the engine
+// lacks. Logs each setting of `config` that does not apply.
 std::unique_ptr<EngineNetwork> buildNetwork(const ModelFile& model, const LayerInferenceConfig& config);
 
 }  // namespace TarnCPU
 
-#endif  // TN_CNN_SRC_ENGINE_TN_ENGINE_H_
+#endif  // TN_KITS_PLATFORM_TN_CNN_SRC_ENGINE_TN_ENGINE_H_

@@ -1,4 +1,4 @@
-// The engine of builds that have none: tensors, resizers and configs work, networks cannot be loaded.
+// The engine of builds without one: tensors, resizers and configs work, but networks cannot be loaded.
 #include <stdexcept>
 
 #include "platform/tn_cnn/src/engine/tn_engine.h"

@@ -1,7 +1,7 @@
-// Networks on OpenCV's dnn module, on the processor.
+// The engine that runs networks with OpenCV's dnn module, on the CPU.
 //
-// Layers are never fused. Fused, a network's times and weights could not be told apart by layer, and
-// since fusing multiplies weights together, a layer's rounding would depend on its neighbours.
+// Layer fusion is off. Fused layers have no times and weights of their own, and since fusion multiplies
+// weights together, a layer's rounding would depend on its neighbours.
 #include <algorithm>
 #include <map>
 #include <numeric>
@@ -12,10 +12,9 @@
 #include <utility>
 
 #include "platform/tn_cnn/src/engine/tn_engine.h"
-#include "platform/tn_cnn/src/engine/tn_engine_limits.h"
 #include "platform/tn_cnn/src/engine/tn_onnx_outline.h"
-#include "platform/tn_cnn/src/engine/tn_opencv_guards.h"
 #include "platform/tn_cnn/src/engine/tn_opencv_layers.h"
+#include "platform/tn_cnn/src/engine/tn_opencv_settings.h"
 #include "platform/tn_cnn/src/tn_config_text.h"
 #include "tn_core.h"
 
@@ -23,6 +22,9 @@ namespace TarnCPU {
 namespace {
 
 using cv::dnn::MatShape;
+
+// The most elements of one blob, 1 GiB as floats: the engine counts with 32 bits in places.
+constexpr std::int64_t kMostBlobElements = std::int64_t{1} << 28;
 
 struct Layer {
   std::string name;         // as shown
@@ -36,8 +38,9 @@ struct Layer {
 
 using Precisions = std::map<std::string, WeightPrecision>;  // by the engine's name of the layer
 
-// `rounded` may be empty: even then layers must not share memory, or one that changes its weights as it
-// is made would change another's, and a network without rounding would differ in more than rounding.
+// WeightRounding is needed even if no layer is rounded: it gives each layer its own copy of the weights.
+// Some layers change their weights when they are made, and with shared memory that would change another
+// layer's weights too.
 cv::dnn::Net importModel(const ModelFile& model, const Precisions& rounded) {
   const WeightRounding rounding(rounded);
   const char* const bytes = reinterpret_cast<const char*>(model.bytes.data());
@@ -45,12 +48,12 @@ cv::dnn::Net importModel(const ModelFile& model, const Precisions& rounded) {
   net.setPreferableBackend(cv::dnn::DNN_BACKEND_OPENCV);
   net.setPreferableTarget(cv::dnn::DNN_TARGET_CPU);
   net.enableFusion(false);
-  // Some layers, constants among them, are made only once somebody asks for them.
+  // Constants and some other layers are made only when they are asked for.
   for (const std::string& name : net.getLayerNames()) net.getLayer(net.getLayerId(name));
   return net;
 }
 
-// `text` without what stands from `first` to the end of the `last` that follows it, every time.
+// Removes every stretch of `text` that begins with `first` and ends with the next `last`.
 std::string without(std::string_view text, std::string_view first, std::string_view last) {
   std::string rest;
   for (;;) {
@@ -63,9 +66,10 @@ std::string without(std::string_view text, std::string_view first, std::string_v
   }
 }
 
-// The importer wraps a layer's fault, with its place in OpenCV, into its own:
-// "> Node [Conv@ai.onnx]:(onnx_node!a) parse error: OpenCV(4.6.0) ./modules/dnn/src/dnn.cpp:7: error:
-// (-215:Assertion failed) group > 0 in function 'f' >", with a line for each ">".
+// Removes OpenCV's source positions from a message. The importer wraps a layer's fault into its own:
+//   > Node [Conv@ai.onnx]:(onnx_node!a) parse error: OpenCV(4.6.0) ./modules/dnn/src/dnn.cpp:7: error:
+//   (-215:Assertion failed) group > 0 in function 'f'
+//   >
 std::string withoutPlaces(const std::string& fault) {
   std::string text = without(fault, "OpenCV(", ": error: ");
   text = without(text, "(-", ") ");
@@ -82,7 +86,7 @@ std::string withoutPlaces(const std::string& fault) {
   return plain.empty() ? fault : plain;
 }
 
-// Runs `body` with OpenCV's faults reduced to what they say: where in OpenCV they arose helps nobody.
+// Runs `body`; an exception of OpenCV leaves it as a std::runtime_error without source positions.
 template <class Body>
 auto plainFaults(const Body& body) {
   try {
@@ -92,7 +96,7 @@ auto plainFaults(const Body& body) {
   }
 }
 
-// The importer puts a mark in front of a node's name, "onnx_node!conv1": people know it without.
+// The importer calls node "conv1" "onnx_node!conv1"; users know it without the mark.
 std::string withoutMark(const std::string& engine_name) {
   const std::size_t end = engine_name.find('!');
   return engine_name.rfind("onnx_node", 0) == 0 && end != std::string::npos ? engine_name.substr(end + 1)
@@ -110,6 +114,8 @@ std::vector<Layer> listLayers(const cv::dnn::Net& net) {
     layer.id = net.getLayerId(engine_name);
     const cv::Ptr<cv::dnn::Layer> made = net.getLayer(layer.id);
     layer.type = made->type;
+    if (layer.type == "CumSum")
+      throw std::runtime_error("has a CumSum, with which the engine overruns memory");
     for (const cv::Mat& blob : made->blobs) {
       layer.parameters += blob.total();
       layer.has_weights |= blob.depth() == CV_32F && canRoundWeights(layer.type);
@@ -121,7 +127,7 @@ std::vector<Layer> listLayers(const cv::dnn::Net& net) {
   return layers;
 }
 
-// Puts the precisions into the layers, and says which of them are for nothing.
+// Copies the precisions into the layers, and logs those that do not apply.
 void applyPrecisions(const LayerInferenceConfig& config, const std::string& path,
                      std::vector<Layer>& layers) {
   const auto log = [&](const std::string& name, const char* fault) {
@@ -153,7 +159,7 @@ std::size_t elementsOf(const MatShape& shape) {
   });
 }
 
-// The shape in which an input is fed: as declared where the tensor fills it.
+// The shape in which an input is fed: the declared one if the tensor has as many elements.
 MatShape shapeToFeed(const Mat& blob, const std::vector<int>& declared) {
   const bool is_closed = !declared.empty() && *std::min_element(declared.begin(), declared.end()) > 0;
   if (is_closed && elementsOf(declared) == blob.total()) return declared;
@@ -178,12 +184,12 @@ Mat tensorOf(const cv::Mat& blob) {
   return tensor;
 }
 
-// Of convolutions and matrix products: elements of the output times terms of the sum that each is.
+// For convolutions and matrix products: elements of the output times terms of each sum.
 std::int64_t multiplyAdds(const cv::dnn::Layer& layer, const std::vector<MatShape>& in,
                           const std::vector<MatShape>& out) {
   if (in.empty() || out.empty() || in[0].empty()) return 0;
   const auto terms = [&] {
-    return layer.blobs[0].total() / static_cast<std::size_t>(layer.blobs[0].size[0]);
+    return layer.blobs[0].total() / static_cast<std::size_t>(std::max(layer.blobs[0].size[0], 1));
   };
   std::size_t count = 0;
   if (layer.type == "Convolution" && !layer.blobs.empty())
@@ -212,11 +218,11 @@ class OpenCvNetwork final : public EngineNetwork {
   }
 
   RunResult run(const RunRequest& request) override {
-    return plainFaults([&] { return runAsItIs(request); });
+    return plainFaults([&] { return runQuietly(request); });
   }
 
  private:
-  RunResult runAsItIs(const RunRequest& request) {
+  RunResult runQuietly(const RunRequest& request) {
     const QuietOpenCv quiet;
     const OpenCvThreads threads(request.threads);
     RunResult result;
@@ -237,8 +243,9 @@ class OpenCvNetwork final : public EngineNetwork {
     return result;
   }
 
-  // After a fault in the middle of its preparations OpenCV would take them for finished in the next run.
-  // It begins them again after a change of fusion, and those of an input after one of another shape.
+  // A run that failed while OpenCV set up its buffers leaves the network half set up, and OpenCV would
+  // not notice in the next run. A change of fusion makes it set up all layers again, and a changed input
+  // shape that input.
   void startOver() {
     net_.enableFusion(true);
     net_.enableFusion(false);
@@ -262,7 +269,7 @@ class OpenCvNetwork final : public EngineNetwork {
     return shapes;
   }
 
-  // Blobs are allocated all together, and their sizes multiplied as they come.
+  // OpenCV multiplies the sizes of a blob without a check for overflow.
   void checkSizes(const std::vector<MatShape>& input_shapes) {
     if (input_shapes == checked_) return;
     std::vector<int> ids;
@@ -330,9 +337,9 @@ class OpenCvNetwork final : public EngineNetwork {
   cv::dnn::Net net_;
   std::vector<Layer> layers_;
   std::vector<OnnxInput> inputs_;
-  std::vector<MatShape> checked_;  // shapes of inputs that make no blob too large
+  std::vector<MatShape> checked_;  // input shapes that passed checkSizes last
   std::vector<int> outputs_;       // layers whose blobs no layer takes, ascending
-  bool unfinished_ = false;        // the last run began and did not end
+  bool unfinished_ = false;        // the last run began and failed
 };
 
 }  // namespace

@@ -1,6 +1,6 @@
-// What an ONNX file says of itself before an engine takes it up.
-#ifndef TN_CNN_SRC_ENGINE_TN_ONNX_OUTLINE_H_
-#define TN_CNN_SRC_ENGINE_TN_ONNX_OUTLINE_H_
+// The inputs of an ONNX file, and the checks of its sizes, before an engine reads it.
+#ifndef TN_KITS_PLATFORM_TN_CNN_SRC_ENGINE_TN_ONNX_OUTLINE_H_
+#define TN_KITS_PLATFORM_TN_CNN_SRC_ENGINE_TN_ONNX_OUTLINE_H_
 
 #include <string>
 #include <vector>
@@ -12,14 +12,13 @@ struct OnnxInput {
   std::vector<int> shape;  // -1 for an open size; empty if not declared
 };
 
-// The inputs of the graph, those that are weights aside, in the file's order.
+// The inputs of the graph in the file's order, without the initialisers, which older files list too.
 //
-// Engines have no names or shapes of inputs to give, and take a tensor's word for how many bytes it has.
-// So all tensors are measured on the way, and nodes held against what engines survive. Throws
-// std::runtime_error with the reason for a file that is not ONNX, is cut off, has a tensor with other
-// than the bytes that its shape asks for, or a node that checkOnnxNode refuses.
+// Engines do not give names or shapes of inputs. They also copy a tensor's data by its shape, so every
+// tensor is measured here. Throws std::runtime_error with the reason for a file that is not ONNX or is
+// cut off, for a tensor whose data does not match its shape, and for graphs nested more than 32 deep.
 std::vector<OnnxInput> outlineOnnx(const std::vector<unsigned char>& file);
 
 }  // namespace TarnCPU
 
-#endif  // TN_CNN_SRC_ENGINE_TN_ONNX_OUTLINE_H_
+#endif  // TN_KITS_PLATFORM_TN_CNN_SRC_ENGINE_TN_ONNX_OUTLINE_H_

@@ -1,3 +1,4 @@
+// Registers makers of layers with OpenCV that round weights first.
 #include "platform/tn_cnn/src/engine/tn_opencv_layers.h"
 
 #include <algorithm>
@@ -19,7 +20,7 @@ std::mutex& registryMutex() {
   return mutex;
 }
 
-// Initialisers of a model may serve several layers, so the result has memory of its own.
+// Several layers may share an initialiser of the model, so the result is always a copy.
 cv::Mat rounded(const cv::Mat& weights, WeightPrecision precision) {
   cv::Mat result = weights.clone();
   if (weights.depth() != CV_32F || precision == WeightPrecision::kF32) return result;
@@ -42,59 +43,11 @@ cv::Ptr<cv::dnn::Layer> makeRounded(cv::dnn::LayerParams& params) {
 
 using Shapes = std::vector<cv::dnn::MatShape>;
 
-// What a kind of layer does not check by itself. Null where something does not fit.
-using Fault = const char*;
-using Check = Fault (*)(const cv::dnn::LayerParams& params, const Shapes& in);
-
-Fault anyInputs(const cv::dnn::LayerParams&, const Shapes&) { return nullptr; }
-
-Fault kernelOfTheirRank(const cv::dnn::LayerParams& params, const Shapes& in) {
-  const bool fits = !params.has("kernel_size") ||
-                    in[0].size() == static_cast<std::size_t>(params.get("kernel_size").size()) + 2;
-  return fits ? nullptr : "has an input of another rank than its kernel";
-}
-
-// Weights may flow in as well.
-Fault kernelAndWeights(const cv::dnn::LayerParams& params, const Shapes& in) {
-  if (in.size() > 1 &&
-      (in[1].size() != in[0].size() || *std::min_element(in[1].begin(), in[1].end()) < 1))
-    return "has weights of another rank than its input, or without elements";
-  return kernelOfTheirRank(params, in);
-}
-
-Fault parameterPerChannel(const cv::dnn::LayerParams& params, const Shapes& in) {
-  if (in[0].size() < 2) return "has an input without channels";
-  const int channels = in[0][1];
-  const auto fits = [channels](const cv::Mat& blob) {
-    return channels <= 0 || blob.total() == static_cast<std::size_t>(channels);
-  };
-  return std::all_of(params.blobs.begin(), params.blobs.end(), fits)
-             ? nullptr
-             : "has not as many parameters as its input has channels";
-}
-
-Fault inputsOfOneRank(const cv::dnn::LayerParams&, const Shapes& in) {
-  const auto fits = [&](const cv::dnn::MatShape& shape) { return shape.size() == in[0].size(); };
-  return std::all_of(in.begin(), in.end(), fits) ? nullptr : "has inputs of different ranks";
-}
-
-// The importer takes the difference of the ranks for the axis.
-Fault axisOfTheInput(const cv::dnn::LayerParams& params, const Shapes& in) {
-  const int axis = params.get<int>("axis", 0);
-  const std::size_t rank = in[0].size();
-  const bool fits = axis >= 0 && static_cast<std::size_t>(axis) < std::max<std::size_t>(rank, 1) &&
-                    (in.size() < 2 || in[1].size() <= rank);
-  return fits ? nullptr : "has a second operand of more dimensions than its first";
-}
-
-// A layer that looks at what flows in before the engine's layer does.
-//
-// Recurrent layers know their outputs as "h" and "c" only, while runs ask for blobs by the layer's name;
-// here any other name is that of the first output.
-class Guarded final : public cv::dnn::Layer {
+// OpenCV's recurrent layers know their outputs as "h" and "c" only, but runs ask for a blob by the name
+// of its layer. Here any other name is that of the first output.
+class Recurrent final : public cv::dnn::Layer {
  public:
-  Guarded(cv::Ptr<cv::dnn::Layer> layer, const cv::dnn::LayerParams& params, Check check)
-      : layer_(std::move(layer)), params_(params), check_(check) {
+  explicit Recurrent(cv::Ptr<cv::dnn::Layer> layer) : layer_(std::move(layer)) {
     blobs = layer_->blobs;
     name = layer_->name;
     type = layer_->type;
@@ -112,59 +65,49 @@ class Guarded final : public cv::dnn::Layer {
     layer_->forward(in, out, inner);
   }
   bool getMemoryShapes(const Shapes& in, int outputs, Shapes& out, Shapes& inner) const override {
-    const Fault fault = in.empty() ? "has no input that is not constant" : check_(params_, in);
-    // One of OpenCV's own, to which its importer adds the node.
-    if (fault != nullptr)
-      throw cv::Exception(cv::Error::StsBadArg, "layer '" + name + "' " + fault, "", "", 0);
     return layer_->getMemoryShapes(in, outputs, out, inner);
   }
   bool updateMemoryShapes(const Shapes& in) override { return layer_->updateMemoryShapes(in); }
 
  private:
   cv::Ptr<cv::dnn::Layer> layer_;
-  cv::dnn::LayerParams params_;
-  Check check_;
 };
 
-template <class Made, Check check>
-cv::Ptr<cv::dnn::Layer> makeGuarded(cv::dnn::LayerParams& params) {
+template <class Made>
+cv::Ptr<cv::dnn::Layer> makeRecurrent(cv::dnn::LayerParams& params) {
   const cv::Ptr<cv::dnn::Layer> layer = makeRounded<Made>(params);
   if (current_precisions == nullptr) return layer;
-  return cv::makePtr<Guarded>(layer, params, check);
+  return cv::makePtr<Recurrent>(layer);
 }
 
-struct Kind {
+// The types of layers that have weights.
+constexpr struct Kind {
   const char* type;
   cv::dnn::LayerFactory::Constructor make;
-  bool has_weights;
-};
-
-constexpr Kind kKinds[] = {
-    {"BatchNorm", makeGuarded<cv::dnn::BatchNormLayer, parameterPerChannel>, true},
-    {"ChannelsPReLU", makeRounded<cv::dnn::ChannelsPReLULayer>, true},
-    {"Compare", makeGuarded<cv::dnn::CompareLayer, axisOfTheInput>, true},
-    {"Const", makeRounded<cv::dnn::ConstLayer>, true},
-    {"Convolution", makeGuarded<cv::dnn::ConvolutionLayer, kernelAndWeights>, true},
-    {"Deconvolution", makeGuarded<cv::dnn::DeconvolutionLayer, kernelAndWeights>, true},
-    {"Eltwise", makeGuarded<cv::dnn::EltwiseLayer, inputsOfOneRank>, false},
-    {"GRU", makeGuarded<cv::dnn::GRULayer, anyInputs>, true},
-    {"InnerProduct", makeGuarded<cv::dnn::InnerProductLayer, anyInputs>, true},
-    {"LSTM", makeGuarded<cv::dnn::LSTMLayer, anyInputs>, true},
-    {"PReLU", makeRounded<cv::dnn::ChannelsPReLULayer>, true},
-    {"Pooling", makeGuarded<cv::dnn::PoolingLayer, kernelOfTheirRank>, false},
-    {"Scale", makeGuarded<cv::dnn::ScaleLayer, axisOfTheInput>, true},
-    {"Shift", makeRounded<cv::dnn::ShiftLayer>, true},
+} kKinds[] = {
+    {"BatchNorm", makeRounded<cv::dnn::BatchNormLayer>},
+    {"ChannelsPReLU", makeRounded<cv::dnn::ChannelsPReLULayer>},
+    {"Compare", makeRounded<cv::dnn::CompareLayer>},
+    {"Const", makeRounded<cv::dnn::ConstLayer>},
+    {"Convolution", makeRounded<cv::dnn::ConvolutionLayer>},
+    {"Deconvolution", makeRounded<cv::dnn::DeconvolutionLayer>},
+    {"GRU", makeRecurrent<cv::dnn::GRULayer>},
+    {"InnerProduct", makeRounded<cv::dnn::InnerProductLayer>},
+    {"LSTM", makeRecurrent<cv::dnn::LSTMLayer>},
+    {"PReLU", makeRounded<cv::dnn::ChannelsPReLULayer>},
+    {"Scale", makeRounded<cv::dnn::ScaleLayer>},
+    {"Shift", makeRounded<cv::dnn::ShiftLayer>},
 };
 
 void put(const Kind& kind) {
   try {
     cv::dnn::LayerFactory::registerLayer(kind.type, kind.make);
   } catch (const cv::Exception&) {
-    // It is there: OpenCV may run out of memory after it has put a maker in.
+    // It is registered already: an earlier call may have run out of memory after that.
   }
 }
 
-// Names are short enough for strings without memory of their own, so this cannot fail.
+// Names this short need no memory as strings, so this cannot fail.
 void takeOut(const Kind* end) {
   for (const Kind* kind = kKinds; kind != end; ++kind)
     cv::dnn::LayerFactory::unregisterLayer(kind->type);
@@ -174,7 +117,7 @@ void takeOut(const Kind* end) {
 
 bool canRoundWeights(const std::string& layer_type) {
   return std::any_of(std::begin(kKinds), std::end(kKinds),
-                     [&](const Kind& kind) { return kind.has_weights && layer_type == kind.type; });
+                     [&](const Kind& kind) { return layer_type == kind.type; });
 }
 
 WeightRounding::WeightRounding(const std::map<std::string, WeightPrecision>& precisions)

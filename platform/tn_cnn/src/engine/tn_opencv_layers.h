@@ -1,7 +1,7 @@
-// What we change in layers while OpenCV imports a network: the rounding of their weights,
-// and checks that they lack.
-#ifndef TN_CNN_SRC_ENGINE_TN_OPENCV_LAYERS_H_
-#define TN_CNN_SRC_ENGINE_TN_OPENCV_LAYERS_H_
+// What we change in layers while OpenCV imports a network: the precision of their weights, and the
+// output names of recurrent ones.
+#ifndef TN_KITS_PLATFORM_TN_CNN_SRC_ENGINE_TN_OPENCV_LAYERS_H_
+#define TN_KITS_PLATFORM_TN_CNN_SRC_ENGINE_TN_OPENCV_LAYERS_H_
 
 #include <map>
 #include <mutex>
@@ -14,17 +14,17 @@ namespace TarnCPU {
 // Whether layers of this type have weights that can be rounded.
 bool canRoundWeights(const std::string& layer_type);
 
-// While it lives, layers that this thread's imports make get weights and biases of their own, rounded
-// first, layers that do not check what flows into them get that checked, and recurrent layers answer to
-// their name.
+// While an object lives, each layer that this thread imports gets its own copy of its weights and
+// biases, rounded. Recurrent layers also answer to their layer's name.
 //
-// It must be then: layers of several types copy or combine their weights as they are made, so that
-// changing them afterwards would do nothing. A layer may be made long after its import unless it is
-// asked for. OpenCV's registry of layers belongs to the process; imports of other threads pass through
-// it unchanged.
+// Rounding happens before a layer is made: layers of several types copy or combine their weights then,
+// and later changes would do nothing. OpenCV makes some layers only when they are asked for, so ask for
+// all of them while the object lives. OpenCV's registry of layers belongs to the process; imports of
+// other threads use it too and stay unchanged.
 class WeightRounding {
  public:
-  // precisions: by the engine's name of the layer, others stay as they are; must outlive this object.
+  // precisions: by the engine's name of the layer; layers without an entry are not rounded. Must outlive
+  // this object.
   explicit WeightRounding(const std::map<std::string, WeightPrecision>& precisions);
   WeightRounding(const WeightRounding&) = delete;
   WeightRounding& operator=(const WeightRounding&) = delete;
@@ -36,4 +36,4 @@ class WeightRounding {
 
 }  // namespace TarnCPU
 
-#endif  // TN_CNN_SRC_ENGINE_TN_OPENCV_LAYERS_H_
+#endif  // TN_KITS_PLATFORM_TN_CNN_SRC_ENGINE_TN_OPENCV_LAYERS_H_

@@ -1,3 +1,4 @@
+// Rounds floats to half precision and bfloat16.
 #include "platform/tn_cnn/src/engine/tn_weight_rounding.h"
 
 #include <cmath>
@@ -7,7 +8,7 @@
 namespace TarnCPU {
 namespace {
 
-// Rounds off the lowest `dropped` bits of the significand. A carry runs into the exponent, as it should.
+// Rounds off the lowest `dropped` bits of the significand. A carry rightly goes into the exponent.
 float dropBits(float value, unsigned dropped) {
   std::uint32_t bits;
   std::memcpy(&bits, &value, sizeof bits);
@@ -19,9 +20,9 @@ float dropBits(float value, unsigned dropped) {
 
 constexpr unsigned kDroppedByBf16 = 16, kDroppedByF16 = 13;
 constexpr float kSmallestNormalF16 = 6.103515625e-05f;  // 2^-14
-// Halfway between the largest half, 65504, and what would follow it.
+// Halfway between 65504, the largest finite half, and the value that would follow it.
 constexpr float kInfiniteFromF16 = 65520.0f;
-// Its last bit is worth 2^-24, the step of halves below the smallest normal one.
+// A float of this size has steps of 2^-24, like halves below the smallest normal one.
 constexpr float kSubnormalStep = 0.5f;
 
 }  // namespace
@@ -32,7 +33,7 @@ float roundWeight(float value, WeightPrecision precision) {
   const float size = std::fabs(value);
   if (size >= kInfiniteFromF16) return std::copysign(INFINITY, value);
   if (size >= kSmallestNormalF16) return dropBits(value, kDroppedByF16);
-  // The addition rounds to that step, to even on ties; the subtraction is exact.
+  // The addition rounds to such a step, ties to even; the subtraction is exact.
   const float shifted = size + kSubnormalStep;
   return std::copysign(shifted - kSubnormalStep, value);
 }

@@ -1,4 +1,5 @@
-#include "platform/tn_cnn/src/engine/tn_opencv_guards.h"
+// Changes process-wide settings of OpenCV and restores them.
+#include "platform/tn_cnn/src/engine/tn_opencv_settings.h"
 
 #include <algorithm>
 #include <opencv2/core.hpp>
@@ -7,7 +8,7 @@
 namespace TarnCPU {
 namespace {
 
-// Calls overlap; the first one in changes what the last one out restores.
+// Calls overlap: the first one changes the settings, and the last one restores them.
 struct Silence {
   std::mutex mutex;
   int users = 0;
@@ -48,17 +49,17 @@ QuietOpenCv::~QuietOpenCv() {
 
 OpenCvThreads::OpenCvThreads(int threads) {
   if (threads == 0) {
-    with_others_ = std::shared_lock<std::shared_mutex>(threadsMutex());
+    shared_ = std::shared_lock<std::shared_mutex>(threadsMutex());
     return;
   }
-  alone_ = std::unique_lock<std::shared_mutex>(threadsMutex());
+  exclusive_ = std::unique_lock<std::shared_mutex>(threadsMutex());
   before_ = cv::getNumThreads();
   const int possible = std::min(threads, std::max(1, cv::getNumberOfCPUs()));
   if (before_ != possible) cv::setNumThreads(possible);
 }
 
 OpenCvThreads::~OpenCvThreads() {
-  if (alone_.owns_lock() && cv::getNumThreads() != before_) cv::setNumThreads(before_);
+  if (exclusive_.owns_lock() && cv::getNumThreads() != before_) cv::setNumThreads(before_);
 }
 
 }  // namespace TarnCPU
