@@ -2,12 +2,14 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <limits>
 #include <regex>
 
 #include "platform/tn_cnn/src/engine/tn_weight_rounding.h"
 #include "tests/support/log_lines.h"
+#include "tests/support/test_support.h"
 #include "tn_cnn.h"
 
 namespace {
@@ -48,6 +50,7 @@ TEST(InferenceConfigText, SettingsAreReadAndFaultsNamed) {
       {"layer con\"v1 f16", {}, 0, "a quote stands inside the word \"con\\\"v1\""},
       {"layer \"a\\n\" f16", {}, 0, "a backslash is not followed by "},
       {"layer \"a\\x1", {}, 0, "a backslash is not followed by "},
+      {"layer \"a\\x1g\" f16", {}, 0, "a backslash is not followed by "},
       {"layer \"a\\", {}, 0, "a backslash is not followed by "},
       {"threads", {}, 0, "lacks the number of threads"},
       {"threads 0", {}, 0, "the number of threads is 0, not auto or 1 to 1024"},
@@ -56,6 +59,7 @@ TEST(InferenceConfigText, SettingsAreReadAndFaultsNamed) {
       {"threads 99999999999", {}, 0, "the number of threads is 99999999999, "},
       {"threads 2 3", {}, 0, "does not end before 3"},
       {"Layer conv1 f16", {}, 0, "begins with Layer, not layer or threads"},
+      {"\xEF\xBB\xBFlayer conv1 f16", {}, 0, "begins with \xEF\xBB\xBFlayer, "},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.line);
@@ -100,17 +104,27 @@ TEST(InferenceConfigText, OfTwoLinesTheLaterCountsAndOtherVersionsAreRefused) {
     EXPECT_EQ(config.get_num_threads(), 0) << text;
     EXPECT_EQ(log.take().size(), 1u) << text;
   }
+  LayerInferenceConfig::from_text("tarn-inference-config 1\nlayer b f16");
+  EXPECT_EQ(log.take(), Lines()) << "the faults before are forgotten";
 }
 
-TEST(InferenceConfigText, FilesThatCannotBeReadGiveDefaultsAndOneLine) {
+TEST(InferenceConfigText, FilesThatCannotBeReadOrAreTooLargeGiveDefaultsAndOneLine) {
+  constexpr std::uintmax_t kMost = std::uintmax_t{64} << 20;
+  const std::string file = tn_test::TempPath(".txt");
+  std::ofstream(file) << "tarn-inference-config 1\nlayer a f16\n#";
   LogLines log;
-  for (const std::string path : {"no/such.txt", "no\nsuch.txt", "."}) {
+  for (const std::string path : {"no/such.txt", "no\nsuch.txt", ".", file.c_str()}) {
+    if (path == file) std::filesystem::resize_file(file, kMost + 1);
     EXPECT_TRUE(LayerInferenceConfig::from_file(path).get_precisions().empty());
     const Lines lines = log.take();
     ASSERT_EQ(lines.size(), 1u) << path;
     const std::string shown = std::regex_replace(path, std::regex("\n"), " ");
-    EXPECT_EQ(lines[0].rfind(shown + ": cannot be read: ", 0), 0u) << lines[0];
+    const char* const fault = path == file ? ": has more than 67108864 bytes" : ": cannot be read: ";
+    EXPECT_EQ(lines[0].rfind(shown + fault, 0), 0u) << lines[0];
   }
+  std::filesystem::resize_file(file, kMost);
+  EXPECT_EQ(LayerInferenceConfig::from_file(file).get_precisions().size(), 1u);
+  std::filesystem::remove(file);
   LayerInferenceConfig config;
   for (const int threads : {-1, 1025}) config.set_num_threads(threads);
   EXPECT_EQ(config.get_num_threads(), 0);

@@ -3,10 +3,8 @@
 
 #include <algorithm>
 #include <array>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <limits>
 #include <opencv2/core.hpp>
 #include <opencv2/core/utils/logger.hpp>
 #include <random>
@@ -14,7 +12,6 @@
 #include <thread>
 
 #include "tests/support/log_lines.h"
-#include "tests/support/test_support.h"
 #include "tn_cnn.h"
 
 namespace {
@@ -41,9 +38,8 @@ TarnNet build(const std::string& file, const LayerInferenceConfig* config = null
 }
 
 // Values without a pattern that could hide a swap of channels or rows; exact in f32.
-Mat makeInput(int w, int h, int c, std::uint32_t seed = 1,
-              TensorShape::Layout layout = TensorShape::CHW) {
-  Mat input(w, h, c, layout);
+Mat makeInput(int w, int h, int c, std::uint32_t seed = 1) {
+  Mat input(w, h, c);
   std::mt19937 random(seed);
   for (std::size_t i = 0; i < input.total(); ++i)
     static_cast<float*>(input.data)[i] = static_cast<float>(random() % 2001) / 1000.0f - 1.0f;
@@ -63,12 +59,12 @@ struct Collector : Statistician {
 };
 
 // The blobs of all layers of a network, the input's first.
-std::vector<std::vector<float>> runAll(const TarnNet& net, const Mat& input,
-                                       Statistician* stats = nullptr, int threads = 1) {
+using Blobs = std::vector<std::vector<float>>;
+Blobs runAll(const TarnNet& net, const Mat& input, Statistician* stats = nullptr, int threads = 1) {
   TarnNetExtractor extractor = net.create_extractor();
   extractor.set_num_threads(threads);
   EXPECT_EQ(extractor.input(0, input), 0);
-  std::vector<std::vector<float>> blobs;
+  Blobs blobs;
   Mat blob;
   EXPECT_EQ(extractor.extract(extractor.get_last_layer_index(), blob, stats), 0);
   for (int index = 0; index <= extractor.get_last_layer_index(); ++index) {
@@ -78,8 +74,7 @@ std::vector<std::vector<float>> runAll(const TarnNet& net, const Mat& input,
   return blobs;
 }
 
-std::vector<std::vector<float>> runSmall(const TarnNet& net, Statistician* stats = nullptr,
-                                         int threads = 1) {
+Blobs runSmall(const TarnNet& net, Statistician* stats = nullptr, int threads = 1) {
   return runAll(net, makeInput(6, 6, 3), stats, threads);
 }
 
@@ -231,66 +226,19 @@ TEST(NetLoader, KeepsTheLastModelUnlessItOnlyCheckedOrFailed) {
   EXPECT_EQ(runSmall(net), runSmall(build("small.onnx")));
 }
 
-TEST(Net, ReportsEveryLayer) {
-  struct Expected {
-    const char *name, *type;
-    std::vector<int> shape;
-    std::int64_t multiply_adds, bytes;
-  };
-  const Expected expected[] = {
-      {"conv1", "Convolution", {1, 8, 6, 6}, 8 * 36 * 27, 4 * (8 * 27 + 8)},
-      {"bn1", "BatchNorm", {1, 8, 6, 6}, 0, 4 * 8 * 4},
-      {"relu 1", "ReLU", {1, 8, 6, 6}, 0, 0},
-      {"pool1", "Pooling", {1, 8, 3, 3}, 0, 0},
-      {"conv2", "Convolution", {1, 5, 3, 3}, 5 * 9 * 8, 4 * (5 * 8 + 5)},
-      {"flatten1/flatten", "Flatten", {1, 5, 3, 3}, 0, 0},
-      {"flatten1", "Flatten", {1, 45}, 0, 0},
-      {"fc1", "InnerProduct", {1, 10}, 450, 4 * (450 + 10)},
-      {"scores", "Identity", {1, 10}, 0, 0},
-  };
-  LayerInferenceConfig config;
-  config.set_num_threads(1000);
-  const TarnNet net = build("small.onnx", &config);
-  EXPECT_EQ(net.get_input_count(), 1);
-  EXPECT_EQ(net.get_input_shape(0), (std::vector<int>{1, 3, 6, 6}));
-  EXPECT_EQ(net.get_input_shape(1), std::vector<int>());
-  Collector stats;
-  runSmall(net, &stats);
-  EXPECT_EQ(stats.network.configured_threads, 1000);
-  EXPECT_EQ(stats.network.threads, 1);
-  ASSERT_EQ(stats.layers.size(), std::size(expected));
-  for (std::size_t i = 0; i < stats.layers.size(); ++i) {
-    const LayerReport& layer = stats.layers[i];
-    SCOPED_TRACE(expected[i].name);
-    EXPECT_EQ(layer.index, static_cast<int>(i) + 1);
-    EXPECT_EQ(layer.name, expected[i].name);
-    EXPECT_EQ(layer.type, expected[i].type);
-    EXPECT_EQ(layer.output_shape, expected[i].shape);
-    EXPECT_EQ(layer.multiply_adds, expected[i].multiply_adds);
-    EXPECT_EQ(layer.parameter_bytes, expected[i].bytes);
-    EXPECT_EQ(layer.has_weights, expected[i].bytes != 0);
-    EXPECT_EQ(layer.precision, WeightPrecision::kF32);
-    EXPECT_GT(layer.milliseconds, 0.0) << "no layer is fused away";
-    EXPECT_LT(layer.milliseconds, 1000.0);
-  }
-}
-
+// The recurrent layers know their outputs by other names than the layer's.
 TEST(Net, LightModeChangesNoBit) {
-  struct Case {
-    const char* file;
-    Mat input;
-  };
-  // Recurrent layers know their outputs by other names than the layer's.
-  for (const Case& c :
-       {Case{"small.onnx", makeInput(6, 6, 3)}, Case{"recurrent.onnx", makeInput(3, 1, 5)}}) {
-    SCOPED_TRACE(c.file);
-    const TarnNet net = build(c.file);
+  for (const char* file : {"small.onnx", "recurrent.onnx"}) {
+    SCOPED_TRACE(file);
+    const TarnNet net = build(file);
+    const std::vector<int> sizes = net.get_input_shape(0);
+    const Mat input = makeInput(sizes.back(), sizes[sizes.size() - 2], sizes[sizes.size() - 3]);
     for (const int threads : {0, 1, 2}) {
-      const auto blobs = runAll(net, c.input, nullptr, threads);
+      const auto blobs = runAll(net, input, nullptr, threads);
       TarnNetExtractor extractor = net.create_extractor();
       extractor.set_light_mode(true);
       extractor.set_num_threads(threads);
-      EXPECT_EQ(extractor.input(0, c.input), 0);
+      EXPECT_EQ(extractor.input(0, input), 0);
       const int last = extractor.get_last_layer_index();
       for (int step = 0; step < last; ++step) {
         const int index = step * 5 % last + 1;  // back and forth
@@ -305,13 +253,16 @@ TEST(Net, LightModeChangesNoBit) {
 }
 
 TEST(Net, InputsKeepTheirOrderLayoutAndShape) {
+  EXPECT_EQ(build("open-size.onnx").get_input_shape(0), (std::vector<int>{1, 3, -1, -1}));
   const TarnNet net = build("two-inputs.onnx");
   EXPECT_EQ(net.get_input_count(), 2);
+  EXPECT_EQ(net.get_input_shape(1), (std::vector<int>{1, 2, 3, 4}));
+  EXPECT_EQ(net.get_input_shape(2), std::vector<int>());
   const Mat left = makeInput(4, 3, 2, 1), right = makeInput(4, 3, 2, 2);
+  const std::vector<float> left_values = valuesOf(left), right_values = valuesOf(right);
   Mat right_pixels(4, 3, 2, TensorShape::HWC);
   for (std::size_t i = 0; i < 24; ++i)
-    static_cast<float*>(right_pixels.data)[i % 12 * 2 + i / 12] =
-        static_cast<const float*>(right.data)[i];
+    static_cast<float*>(right_pixels.data)[i % 12 * 2 + i / 12] = right_values[i];
   for (const Mat& second : {right, right_pixels}) {
     TarnNetExtractor extractor = net.create_extractor();
     EXPECT_EQ(extractor.input(1, second), 0);
@@ -321,7 +272,7 @@ TEST(Net, InputsKeepTheirOrderLayoutAndShape) {
     ASSERT_EQ(extractor.extract(2, positive), 0);
     ASSERT_EQ(positive.c * 100 + positive.h * 10 + positive.w, 234);
     for (std::size_t i = 0; i < 24; ++i) {
-      const float difference = valuesOf(left)[i] - valuesOf(right)[i];
+      const float difference = left_values[i] - right_values[i];
       ASSERT_EQ(valuesOf(positive)[i], std::max(difference, 0.0f)) << i;
       ASSERT_EQ(valuesOf(negative)[i], -difference) << i;
     }
@@ -364,17 +315,16 @@ TEST(Net, TooLargeABlobIsRefusedEveryTimeAndOtherSizesRun) {
   const TarnNet net = build("large-blob.onnx");
   TarnNetExtractor extractor = net.create_extractor();
   LogLines log;
-  for (const bool is_large : {false, true, true, false, true}) {
-    const int side = is_large ? 5 : 1;
+  for (const int side : {1, 5, 5, 1, 5}) {
     EXPECT_EQ(extractor.input(0, makeInput(side, side, 1)), 0);
     for (int run = 0; run < 2; ++run) {
       Mat blob;
-      EXPECT_EQ(extractor.extract(1, blob), is_large ? -1 : 0);
-      EXPECT_EQ(blob.total(), is_large ? 0u : 1u);
-      EXPECT_EQ(log.take(), is_large
-                                ? Lines{dataFile("large-blob.onnx") +
-                                        ": extract 1: a blob would have more than 268435456 elements"}
-                                : Lines());
+      EXPECT_EQ(extractor.extract(1, blob), side == 1 ? 0 : -1);
+      EXPECT_EQ(blob.total(), side == 1 ? 1u : 0u);
+      const Lines lines = log.take();
+      ASSERT_EQ(lines.size(), side == 1 ? 0u : 1u);
+      if (side == 1) continue;
+      EXPECT_NE(lines[0].find("more than 268435456 elements"), std::string::npos) << lines[0];
     }
   }
 }
@@ -429,21 +379,18 @@ TEST(Net, TheProcessGetsItsOpenCvSettingsBack) {
   EXPECT_EQ(setLogLevel(level), LOG_LEVEL_WARNING);
 }
 
-// Rounding in a config must be what rounding in the model file is, to the bit, and touch one layer.
+// Rounding in a config must be what rounding in the model file is, to the bit, and change one layer.
 TEST(NetConfig, RoundsTheLayerThatItNamesAndNothingElse) {
-  struct Case {
+  static const struct {
     const char *layer, *file;
     WeightPrecision precision;
     std::size_t index;
     std::int64_t bytes;
-  };
-  static const Case cases[] = {
-      {"conv1", "small-conv1-bf16.onnx", WeightPrecision::kBf16, 1, 448},
-      {"bn1", "small-bn1-f16.onnx", WeightPrecision::kF16, 2, 64},
-      {"fc1", "small-fc1-bf16.onnx", WeightPrecision::kBf16, 8, 920},
-  };
+  } cases[] = {{"conv1", "small-conv1-bf16.onnx", WeightPrecision::kBf16, 1, 448},
+               {"bn1", "small-bn1-f16.onnx", WeightPrecision::kF16, 2, 64},
+               {"fc1", "small-fc1-bf16.onnx", WeightPrecision::kBf16, 8, 920}};
   const auto plain = runSmall(build("small.onnx"));
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.layer);
     LayerInferenceConfig config;
     config.set_precision(c.layer, c.precision);
@@ -455,36 +402,32 @@ TEST(NetConfig, RoundsTheLayerThatItNamesAndNothingElse) {
     EXPECT_NE(rounded.back(), plain.back());
     EXPECT_EQ(stats.layers[c.index - 1].precision, c.precision);
     EXPECT_EQ(stats.layers[c.index - 1].parameter_bytes, c.bytes);
+    for (const LayerReport& layer : stats.layers)
+      EXPECT_TRUE(layer.milliseconds > 0.0 && layer.milliseconds < 1000.0) << "no layer is fused away";
   }
-  EXPECT_EQ(runSmall(build("small.onnx")), plain) << "later networks are as they were";
+  EXPECT_EQ(runSmall(build("small.onnx")), plain) << "later networks are not rounded";
 }
 
 TEST(NetConfig, RoundsConstantsWhicheverOperandTheyAre) {
   const Mat input = makeInput(6, 6, 3);
-  const auto run = [&](const char* file, const LayerInferenceConfig* config, Collector& stats) {
-    return runAll(build(file, config), input, &stats);
-  };
   Collector stats;
-  const auto plain = run("constants.onnx", nullptr, stats);
-  const std::vector<LayerReport> layers = stats.layers;
+  const auto plain = runAll(build("constants.onnx"), input, &stats);
   // The network ends in a multiplication and the division by the same constant.
   const std::vector<float>& difference = plain[plain.size() - 4];
   for (std::size_t i = 0; i < difference.size(); ++i)
     ASSERT_NEAR(plain.back()[i], difference[i], 1e-5) << "neither takes the other's constant";
 
   int rounded_layers = 0;
-  for (std::size_t i = 0; i < layers.size(); ++i) {
-    if (!layers[i].has_weights) continue;
-    SCOPED_TRACE(layers[i].name);
+  for (std::size_t i = 0; i < stats.layers.size(); ++i) {
+    if (!stats.layers[i].has_weights) continue;
+    SCOPED_TRACE(stats.layers[i].name);
     LayerInferenceConfig config;
-    config.set_precision(layers[i].name, WeightPrecision::kBf16);
-    const auto rounded = run("constants.onnx", &config, stats);
+    config.set_precision(stats.layers[i].name, WeightPrecision::kBf16);
+    const auto rounded = runAll(build("constants.onnx", &config), input);
     EXPECT_NE(rounded[i + 1], plain[i + 1]);
-    EXPECT_EQ(std::vector(rounded.begin(), rounded.begin() + static_cast<std::ptrdiff_t>(i) + 1),
-              std::vector(plain.begin(), plain.begin() + static_cast<std::ptrdiff_t>(i) + 1));
-    Collector ignored;
-    if (layers[i].type == "Const") {
-      EXPECT_EQ(rounded, run("constants-first-bf16.onnx", nullptr, ignored));
+    for (std::size_t before = 0; before <= i; ++before) EXPECT_EQ(rounded[before], plain[before]);
+    if (stats.layers[i].type == "Const") {
+      EXPECT_EQ(rounded, runAll(build("constants-first-bf16.onnx"), input));
     }
     ++rounded_layers;
   }
@@ -505,31 +448,42 @@ TEST(NetConfig, WhatDoesNotApplyIsNamedAndTheRestIsApplied) {
   EXPECT_EQ(runSmall(net), runSmall(build("small-conv1-bf16.onnx")));
 }
 
+// Times, and the width of their column, differ from run to run.
 std::string exportText(const LayerInferenceConfig& config) {
   ConfigPrinter printer;
   printer.add_header();
   runSmall(build("small.onnx", &config), &printer);
   printer.add_tail();
-  return printer.get_config_string();
+  return std::regex_replace(printer.get_config_string(), std::regex(" +([0-9]+\\.[0-9]{3}|ms\\b)"),
+                            " T");
 }
 
-// Times differ from run to run, and with them the width of their column.
-std::string withoutTimes(const std::string& text) {
-  return std::regex_replace(text, std::regex(" +([0-9]+\\.[0-9]{3}|ms\\b)"), " T");
-}
-
-TEST(NetConfig, ExportParseExportIsTheSameTextButForTimes) {
+TEST(NetConfig, ARunIsExportedAsATextThatReadsBack) {
   LayerInferenceConfig config;
-  config.set_num_threads(2);
+  config.set_num_threads(1000);
   config.set_precision("conv1", WeightPrecision::kBf16);
   config.set_precision("fc1", WeightPrecision::kF16);
   const std::string text = exportText(config);
+  EXPECT_EQ(text, R"(tarn-inference-config 1
+# Weights can be f32, f16 or bf16; - marks a layer that has none. The rest of a line from # on is not read.
+
+threads 1000  # measured with 1
+
+#     name              weights  # index  type          output T  multiply-adds  parameter bytes
+layer conv1             bf16     #     1  Convolution   1x8x6x6 T           7776              448
+layer bn1               f32      #     2  BatchNorm     1x8x6x6 T              0              128
+layer "relu 1"          -        #     3  ReLU          1x8x6x6 T              0                0
+layer pool1             -        #     4  Pooling       1x8x3x3 T              0                0
+layer conv2             f32      #     5  Convolution   1x5x3x3 T            360              180
+layer flatten1/flatten  -        #     6  Flatten       1x5x3x3 T              0                0
+layer flatten1          -        #     7  Flatten       1x45 T              0                0
+layer fc1               f16      #     8  InnerProduct  1x10 T            450              920
+layer scores            -        #     9  Identity      1x10 T              0                0
+# total: layers 9, T T, multiply-adds 8586, parameter bytes 1676
+)");
   LogLines log;
-  const LayerInferenceConfig parsed = LayerInferenceConfig::from_text(text);
-  EXPECT_EQ(withoutTimes(exportText(parsed)), withoutTimes(text));
+  EXPECT_EQ(exportText(LayerInferenceConfig::from_text(text)), text);
   EXPECT_EQ(log.take(), Lines());
-  EXPECT_EQ(parsed.get_precision("conv1"), WeightPrecision::kBf16);
-  EXPECT_NE(withoutTimes(exportText(LayerInferenceConfig())), withoutTimes(text));
 }
 
 }  // namespace
