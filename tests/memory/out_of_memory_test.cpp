@@ -1,16 +1,20 @@
-// Every block of memory that a call takes, refused in turn. Whether the call leaks then is for the leak
-// checker of the sanitizers' build to see.
+// Calls without memory: each block that a call takes is refused in turn. The sanitizers' build checks
+// that the calls do not leak then.
 #include <gtest/gtest.h>
 
 #include <array>
 #include <limits>
+#include <new>
 #include <optional>
 #include <vector>
 
 #include "common/tn_sanitizers.h"
-#include "tests/memory/all_or_nothing.h"
+#include "tests/support/allocation_count.h"
+#include "tests/support/digest.h"
 #include "tests/tracking/tracking_test_support.h"
 #include "tn_boxtracker.h"
+#include "tn_cnn.h"
+#include "tn_core.h"
 #include "tn_cv.h"
 #include "tn_kalmanfilter.h"
 #include "tn_yuvconverter.h"
@@ -21,11 +25,60 @@ using namespace Tarn;
 using tn_test::Boxes;
 using tn_test::Bytes;
 using tn_test::Digest;
-using tn_test::expectAllOrNothing;
 using tn_test::ManualClock;
 
 constexpr int kWidth = 640, kHeight = 480;
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+
+// Whether the call succeeds when its nth block of memory, and maybe all later ones, cannot be had.
+template <class Subject>
+bool succeedsWithout(Subject& subject, std::size_t nth, bool and_later) {
+  const tn_test::FailingAllocation failing(nth, and_later);
+  try {
+    subject.act();
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+template <class Subject>
+std::uint64_t described(Subject& subject) {
+  Digest digest;
+  subject.describe(digest);
+  return digest.value();
+}
+
+// A Subject prepares itself in its constructor; act is the call in question; describe gives the results
+// of act and of some calls after it. Refuses each of the first 200 blocks that act takes, and one in 17
+// of the rest, which only networks have. Then either act does not need the block, or it throws
+// std::bad_alloc, what follows is as if it had not been called, and it can be called again.
+template <class Subject, class... Arguments>
+void expectAllOrNothing(const Arguments&... arguments) {
+  Subject never(arguments...), once(arguments...);
+  const std::uint64_t nothing = described(never);
+  once.act();
+  const std::uint64_t all = described(once);
+  ASSERT_NE(all, nothing);
+  for (const bool and_later : {false, true}) {
+    bool is_refused = true;
+    int failures = 0;
+    for (std::size_t nth = 1; is_refused; nth += nth < 200 ? 1 : 17) {
+      SCOPED_TRACE(testing::Message() << "block " << nth << (and_later ? " and later ones" : ""));
+      Subject failed(arguments...), again(arguments...);
+      const std::size_t before = tn_test::allocationCount();
+      const bool done = succeedsWithout(failed, nth, and_later);
+      is_refused = tn_test::allocationCount() - before >= nth;
+      ASSERT_EQ(described(failed), done ? all : nothing);
+      if (done) continue;
+      ++failures;
+      ASSERT_FALSE(succeedsWithout(again, nth, and_later));
+      again.act();
+      ASSERT_EQ(described(again), all);
+    }
+    ASSERT_GT(failures, 0) << "takes no memory";
+  }
+}
 
 void add(Digest& digest, const TarnBoundingBox2D& box) {
   for (const float value : {box.x, box.y, box.w, box.h, box.score}) digest.add(value);
@@ -266,5 +319,70 @@ TEST(OutOfMemory, ATensorIsTheOneFromBefore) {
         expectAllOrNothing<NetworkInput>(format, orient, crop);
       }
 }
+
+#if defined(TN_TEST_NETWORKS)
+
+// A network from file to output, of which act takes one step.
+struct Network {
+  explicit Network(int step) : step_(step) {
+    for (std::size_t i = 0; i < image_.total(); ++i)
+      static_cast<float*>(image_.data)[i] = static_cast<float>(i % 7) - 3.0f;
+    while (done_ < step) act();
+  }
+  // An error is one log line, except that create_extractor throws.
+  void act() {
+    lines_ = 0;
+    const auto count = [](Tarn::LogLevel, const char*, const char*, void* lines) {
+      ++*static_cast<int*>(lines);  // keeping them would take memory
+    };
+    Tarn::setLogSink(count, &lines_);
+    const bool passed = take(done_);
+    Tarn::setLogSink(nullptr);
+    is_told_ = lines_ == (passed ? 0 : 1);
+    if (!passed) throw std::bad_alloc();
+    ++done_;
+  }
+  void describe(Digest& digest) {
+    EXPECT_TRUE(is_told_);
+    if (done_ == step_) return;
+    while (done_ < kSteps) act();
+    digest.add(out_.data, out_.total() * sizeof(float));
+  }
+  static constexpr int kSteps = 5;
+
+ private:
+  bool take(int step) {
+    if (step == 0) return loader_.LoadFile(TN_TEST_NETWORKS "/small.onnx", false);
+    if (step == 1) net_.load_tarn_net_with_inference_config(loader_, nullptr);
+    if (step == 1) return !net_.empty();
+    if (step == 3) return extractor_->input(0, image_) == 0;
+    if (step == 4) return extractor_->extract(extractor_->get_last_layer_index(), out_) == 0;
+    try {
+      extractor_.emplace(net_.create_extractor());
+    } catch (const std::bad_alloc&) {
+      ++lines_;
+    }
+    return extractor_.has_value();
+  }
+
+  const int step_;
+  int done_ = 0, lines_ = 0;
+  bool is_told_ = true;
+  TarnCPU::KRNetLoader loader_;
+  TarnCPU::TarnNet net_;
+  std::optional<TarnCPU::TarnNetExtractor> extractor_;
+  TarnCPU::Mat image_{6, 6, 3}, out_;
+};
+
+TEST(OutOfMemory, ANetworkTakesAStepLaterOn) {
+  // With memory at first: the engine cannot repeat its own set-up at its first use in a process.
+  Network(Network::kSteps);
+  for (int step = 0; step < Network::kSteps; ++step) {
+    SCOPED_TRACE(testing::Message() << "step " << step);
+    expectAllOrNothing<Network>(step);
+  }
+}
+
+#endif
 
 }  // namespace
