@@ -1,47 +1,31 @@
+// Logging: what reaches a sink or standard error, from one thread and from many.
 #include "tn_core.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <map>
+#include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
+
+#include "tests/support/log_lines.h"
+#include "tests/support/threads.h"
 
 namespace {
 
-struct Line {
-  Tarn::LogLevel level;
-  std::string tag, message;
-};
-
-void keepLine(Tarn::LogLevel level, const char* tag, const char* message, void* lines) {
-  static_cast<std::vector<Line>*>(lines)->push_back({level, tag, message});
-}
-
-TEST(Logging, SinkGetsWholeLinesAndVerboseOnesOnlyWhenAskedFor) {
-  std::vector<Line> lines;
-  Tarn::setLogSink(keepLine, &lines);
+TEST(Logging, LinesAreWholeAndVerboseOnesOnlyComeWhenAskedFor) {
   const std::string long_text(5000, 'x');
-  Tarn::setVerboseLogging(false);
-  Tarn::_LogVerbose("Tarn", "dropped");
-  Tarn::_LogError("Tarn", "%s is %d", long_text.c_str(), 7);
-  Tarn::setVerboseLogging(true);
-  Tarn::_LogVerbose("Cam", "%d%%\n", 50);
-  Tarn::_LogError(nullptr, nullptr);
-  Tarn::setLogSink(nullptr);
-  Tarn::setVerboseLogging(false);
-
-  ASSERT_EQ(lines.size(), 3u);
-  EXPECT_EQ(lines[0].level, Tarn::LogLevel::kError);
-  EXPECT_EQ(lines[0].tag, "Tarn");
-  EXPECT_EQ(lines[0].message, long_text + " is 7");
-  EXPECT_EQ(lines[1].level, Tarn::LogLevel::kVerbose);
-  EXPECT_EQ(lines[1].tag, "Cam");
-  EXPECT_EQ(lines[1].message, "50%");
-  EXPECT_EQ(lines[2].tag + lines[2].message, "");
-}
-
-TEST(Logging, StandardErrorIsTheDefault) {
+  {
+    tn_test::LogLines log(tn_test::LogLines::What::kWholeOfEach);
+    Tarn::_LogError("Tarn", "%s is %d", long_text.c_str(), 7);
+    Tarn::_LogVerbose("Cam", "%d%%\n", 50);
+    Tarn::_LogError(nullptr, nullptr);
+    Tarn::setVerboseLogging(false);
+    Tarn::_LogVerbose("Tarn", "dropped");
+    EXPECT_EQ(log.take(),
+              (std::vector<std::string>{"E/Tarn: " + long_text + " is 7", "V/Cam: 50%", "E/: "}));
+  }
   testing::internal::CaptureStderr();
   Tarn::_LogError("Tarn", "no %s", "file");
   Tarn::_LogVerbose("Tarn", "hidden");
@@ -78,24 +62,16 @@ TEST(Logging, ASinkMayLogAndReplaceItself) {
 TEST(Logging, LinesOfManyThreadsAreNeitherLostNorTorn) {
   constexpr int kThreads = 8, kLines = 200;
   testing::internal::CaptureStderr();
-  std::vector<std::thread> threads;
+  tn_test::onThreads(kThreads, [](int t) {
+    const std::string text(100, static_cast<char>('a' + t));
+    for (int i = 0; i < kLines; ++i) Tarn::_LogError("Tarn", "%s", text.c_str());
+  });
+  std::istringstream all(testing::internal::GetCapturedStderr());
+  std::map<std::string, int> count, expected;
+  for (std::string line; std::getline(all, line);) ++count[line];
   for (int t = 0; t < kThreads; ++t)
-    threads.emplace_back([t] {
-      for (int i = 0; i < kLines; ++i)
-        Tarn::_LogError("Tarn", "%s", std::string(100, static_cast<char>('a' + t)).c_str());
-    });
-  for (std::thread& thread : threads) thread.join();
-
-  const std::string all = testing::internal::GetCapturedStderr();
-  std::vector<int> count(kThreads, 0);
-  std::size_t start = 0;
-  for (std::size_t end; (end = all.find('\n', start)) != std::string::npos; start = end + 1) {
-    const std::string line = all.substr(start, end - start);
-    ASSERT_EQ(line.size(), 108u) << line;
-    ASSERT_EQ(line, "E/Tarn: " + std::string(100, line.back()));
-    ++count[static_cast<std::size_t>(line.back() - 'a')];
-  }
-  EXPECT_EQ(count, std::vector<int>(kThreads, kLines));
+    expected["E/Tarn: " + std::string(100, static_cast<char>('a' + t))] = kLines;
+  EXPECT_EQ(count, expected);
 }
 
 }  // namespace

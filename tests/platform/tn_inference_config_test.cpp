@@ -6,6 +6,7 @@
 #include <fstream>
 #include <limits>
 #include <regex>
+#include <sstream>
 
 #include "platform/tn_cnn/src/engine/tn_weight_rounding.h"
 #include "tests/support/log_lines.h"
@@ -23,43 +24,41 @@ using Precisions = std::map<std::string, WeightPrecision>;
 
 TEST(InferenceConfigText, SettingsAreReadAndFaultsNamed) {
   struct Case {
-    const char* line;
-    Precisions precisions;
-    int threads;
-    const char* fault;
+    const char *line, *fault;
+    Precisions precisions = {};
+    int threads = 0;
   };
   constexpr auto f16 = WeightPrecision::kF16, bf16 = WeightPrecision::kBf16, f32 = WeightPrecision::kF32;
+  const char* const escape = "a backslash is not followed by ";
   const Case cases[] = {
-      {"layer conv1 f16", {{"conv1", f16}}, 0, nullptr},
-      {"\tlayer  conv1\tbf16   # rest # of it \"\r", {{"conv1", bf16}}, 0, nullptr},
-      {"layer conv1 f32#1", {{"conv1", f32}}, 0, nullptr},
-      {"layer pool1 -", {{"pool1", f32}}, 0, nullptr},
-      {"layer \"a \\\"b\\\\ # \\x09\" f16", {{"a \"b\\ # \t", f16}}, 0, nullptr},
-      {"layer \"\" f16", {{"", f16}}, 0, nullptr},
-      {"threads 3", {}, 3, nullptr},
-      {"threads auto", {}, 0, nullptr},
-      {"", {}, 0, nullptr},
-      {"layer", {}, 0, "lacks the layer's name"},
-      {"layer conv1", {}, 0, "lacks the precision"},
-      {"layer conv1 # f16", {}, 0, "lacks the precision"},
-      {"layer conv1 f8", {}, 0, "the precision is f8, not f32, f16 or bf16"},
-      {"layer conv1 f16 f32", {}, 0, "does not end before f32"},
-      {"layer a b f16", {}, 0, "the precision is b, not f32, f16 or bf16"},
-      {"layer \"conv1 f16", {}, 0, "a quote is not closed"},
-      {"layer \"conv1\"f16", {}, 0, "no blank follows the name conv1"},
-      {"layer con\"v1 f16", {}, 0, "a quote stands inside the word \"con\\\"v1\""},
-      {"layer \"a\\n\" f16", {}, 0, "a backslash is not followed by "},
-      {"layer \"a\\x1", {}, 0, "a backslash is not followed by "},
-      {"layer \"a\\x1g\" f16", {}, 0, "a backslash is not followed by "},
-      {"layer \"a\\", {}, 0, "a backslash is not followed by "},
-      {"threads", {}, 0, "lacks the number of threads"},
-      {"threads 0", {}, 0, "the number of threads is 0, not auto or 1 to 1024"},
-      {"threads 1025", {}, 0, "the number of threads is 1025, "},
-      {"threads 2x", {}, 0, "the number of threads is 2x, "},
-      {"threads 99999999999", {}, 0, "the number of threads is 99999999999, "},
-      {"threads 2 3", {}, 0, "does not end before 3"},
-      {"Layer conv1 f16", {}, 0, "begins with Layer, not layer or threads"},
-      {"\xEF\xBB\xBFlayer conv1 f16", {}, 0, "begins with \xEF\xBB\xBFlayer, "},
+      {"layer conv1 f16", nullptr, {{"conv1", f16}}},
+      {"\tlayer  conv1\tbf16   # rest # of it \"\r", nullptr, {{"conv1", bf16}}},
+      {"layer conv1 f32#1", nullptr, {{"conv1", f32}}},
+      {"layer pool1 -", nullptr, {{"pool1", f32}}},
+      {"layer \"a \\\"b\\\\ # \\x09\" f16", nullptr, {{"a \"b\\ # \t", f16}}},
+      {"layer \"\" f16", nullptr, {{"", f16}}},
+      {"threads 3", nullptr, {}, 3},
+      {"threads auto", nullptr},
+      {"", nullptr},
+      {"layer", "lacks the layer's name"},
+      {"layer conv1 # f16", "lacks the precision"},
+      {"layer conv1 f8", "the precision is f8, not f32, f16 or bf16"},
+      {"layer conv1 f16 f32", "does not end before f32"},
+      {"layer \"conv1 f16", "a quote is not closed"},
+      {"layer \"conv1\"f16", "no blank follows the name conv1"},
+      {"layer con\"v1 f16", "a quote stands inside the word \"con\\\"v1\""},
+      {"layer \"a\\n\" f16", escape},
+      {"layer \"a\\x1", escape},
+      {"layer \"a\\x1g\" f16", escape},
+      {"layer \"a\\", escape},
+      {"threads", "lacks the number of threads"},
+      {"threads 0", "the number of threads is 0, not auto or 1 to 1024"},
+      {"threads 1025", "the number of threads is 1025, "},
+      {"threads 2x", "the number of threads is 2x, "},
+      {"threads 99999999999", "the number of threads is 99999999999, "},
+      {"threads 2 3", "does not end before 3"},
+      {"Layer conv1 f16", "begins with Layer, not layer or threads"},
+      {"\xEF\xBB\xBFlayer conv1 f16", "begins with \xEF\xBB\xBFlayer, "},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.line);
@@ -70,15 +69,13 @@ TEST(InferenceConfigText, SettingsAreReadAndFaultsNamed) {
             "\nlayer after bf16",
         "here");
     Precisions expected = c.precisions;
-    expected["before"] = f16;
-    expected["after"] = bf16;
+    expected.insert({{"before", f16}, {"after", bf16}});
     EXPECT_EQ(config.get_precisions(), expected);
     EXPECT_EQ(config.get_num_threads(), c.threads);
     const Lines lines = log.take();
     ASSERT_EQ(lines.size(), c.fault == nullptr ? 0u : 1u);
-    if (c.fault != nullptr) {
-      EXPECT_EQ(lines[0].rfind(std::string("here:5: ") + c.fault, 0), 0u) << lines[0];
-    }
+    if (c.fault == nullptr) continue;
+    EXPECT_EQ(lines[0].rfind(std::string("here:5: ") + c.fault, 0), 0u) << lines[0];
   }
 }
 
@@ -162,14 +159,12 @@ TEST(ConfigPrinter, NamesOfAnyKindComeBackFromAlignedColumns) {
         << names[i];
 
   // All lines of the table have the same width; the one with umlauts has two bytes more.
+  std::istringstream lines(text);
   std::size_t width = 0, rows = 0;
-  for (std::size_t at = text.find("\nlayer "), end; at != std::string::npos;
-       at = text.find("\nlayer ", end)) {
-    end = text.find('\n', ++at);
-    const std::string row = text.substr(at, end - at);
-    if (width == 0) width = row.size();
+  for (std::string row; std::getline(lines, row);) {
+    if (row.rfind("layer ", 0) != 0) continue;
+    if (rows++ == 0) width = row.size();
     EXPECT_EQ(row.size(), width + (row.find("größe") == std::string::npos ? 0u : 2u)) << row;
-    ++rows;
   }
   EXPECT_EQ(rows, names.size());
   EXPECT_NE(text.find("# total: layers 10, "), std::string::npos);
@@ -184,15 +179,13 @@ float valueOf(unsigned code, int significand, int bias) {
 }
 
 TEST(WeightRounding, GoesToTheNearestAndOnTiesToTheEven) {
-  struct Format {
+  static const struct {
     WeightPrecision precision;
     int significand, bias;
     unsigned infinity;  // the code after the largest finite one
-  };
-  static const Format formats[] = {{WeightPrecision::kF16, 10, 15, 0x7C00},
-                                   {WeightPrecision::kBf16, 7, 127, 0x7F80}};
+  } formats[] = {{WeightPrecision::kF16, 10, 15, 0x7C00}, {WeightPrecision::kBf16, 7, 127, 0x7F80}};
   constexpr float kInfinity = std::numeric_limits<float>::infinity();
-  for (const Format& f : formats) {
+  for (const auto& f : formats) {
     SCOPED_TRACE(to_string(f.precision));
     const auto expect = [&](float value, float rounded) {
       ASSERT_EQ(TarnCPU::roundWeight(value, f.precision), rounded) << value;
