@@ -1,5 +1,5 @@
-// Calls without memory: each block that a call takes is refused in turn. The sanitizers' build checks
-// that the calls do not leak then.
+// How many blocks of memory calls take, and what happens when each of these is refused in turn. The
+// sanitizers' build checks that nothing leaks then.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -11,6 +11,7 @@
 #include "common/tn_sanitizers.h"
 #include "tests/support/allocation_count.h"
 #include "tests/support/digest.h"
+#include "tests/support/test_support.h"
 #include "tests/tracking/tracking_test_support.h"
 #include "tn_boxtracker.h"
 #include "tn_cnn.h"
@@ -22,6 +23,7 @@
 namespace {
 
 using namespace Tarn;
+using tn_test::allocationCount;
 using tn_test::Boxes;
 using tn_test::Bytes;
 using tn_test::Digest;
@@ -66,9 +68,9 @@ void expectAllOrNothing(const Arguments&... arguments) {
     for (std::size_t nth = 1; is_refused; nth += nth < 200 ? 1 : 17) {
       SCOPED_TRACE(testing::Message() << "block " << nth << (and_later ? " and later ones" : ""));
       Subject failed(arguments...), again(arguments...);
-      const std::size_t before = tn_test::allocationCount();
+      const std::size_t before = allocationCount();
       const bool done = succeedsWithout(failed, nth, and_later);
-      is_refused = tn_test::allocationCount() - before >= nth;
+      is_refused = allocationCount() - before >= nth;
       ASSERT_EQ(described(failed), done ? all : nothing);
       if (done) continue;
       ++failures;
@@ -329,17 +331,25 @@ struct Network {
       static_cast<float*>(image_.data)[i] = static_cast<float>(i % 7) - 3.0f;
     while (done_ < step) act();
   }
-  // An error is one log line, except that create_extractor throws.
+  // A step that fails logs one line, except that create_extractor throws.
   void act() {
-    lines_ = 0;
-    const auto count = [](Tarn::LogLevel, const char*, const char*, void* lines) {
-      ++*static_cast<int*>(lines);  // keeping them would take memory
+    int lines = 0;
+    const auto count = [](Tarn::LogLevel, const char*, const char*, void* user) {
+      ++*static_cast<int*>(user);  // keeping them would take memory
     };
-    Tarn::setLogSink(count, &lines_);
-    const bool passed = take(done_);
+    Tarn::setLogSink(count, &lines);
+    bool passed = done_ == 2;
+    if (done_ == 0) passed = loader_.LoadFile(TN_TEST_NETWORKS "/small.onnx", false);
+    if (done_ == 1) {
+      net_.load_tarn_net_with_inference_config(loader_, nullptr);
+      passed = !net_.empty();
+    }
+    if (done_ == 3) passed = extractor_->input(0, image_) == 0;
+    if (done_ == 4) passed = extractor_->extract(extractor_->get_last_layer_index(), out_) == 0;
     Tarn::setLogSink(nullptr);
-    is_told_ = lines_ == (passed ? 0 : 1);
+    is_told_ = lines == (passed ? 0 : 1);
     if (!passed) throw std::bad_alloc();
+    if (done_ == 2) extractor_.emplace(net_.create_extractor());
     ++done_;
   }
   void describe(Digest& digest) {
@@ -351,22 +361,8 @@ struct Network {
   static constexpr int kSteps = 5;
 
  private:
-  bool take(int step) {
-    if (step == 0) return loader_.LoadFile(TN_TEST_NETWORKS "/small.onnx", false);
-    if (step == 1) net_.load_tarn_net_with_inference_config(loader_, nullptr);
-    if (step == 1) return !net_.empty();
-    if (step == 3) return extractor_->input(0, image_) == 0;
-    if (step == 4) return extractor_->extract(extractor_->get_last_layer_index(), out_) == 0;
-    try {
-      extractor_.emplace(net_.create_extractor());
-    } catch (const std::bad_alloc&) {
-      ++lines_;
-    }
-    return extractor_.has_value();
-  }
-
   const int step_;
-  int done_ = 0, lines_ = 0;
+  int done_ = 0;
   bool is_told_ = true;
   TarnCPU::KRNetLoader loader_;
   TarnCPU::TarnNet net_;
@@ -374,7 +370,7 @@ struct Network {
   TarnCPU::Mat image_{6, 6, 3}, out_;
 };
 
-TEST(OutOfMemory, ANetworkTakesAStepLaterOn) {
+TEST(OutOfMemory, ANetworksStepCanBeTakenAgain) {
   // With memory at first: the engine cannot repeat its own set-up at its first use in a process.
   Network(Network::kSteps);
   for (int step = 0; step < Network::kSteps; ++step) {
@@ -384,5 +380,31 @@ TEST(OutOfMemory, ANetworkTakesAStepLaterOn) {
 }
 
 #endif
+
+// Also where rows are too short for vectors, and at any height.
+TEST(Allocation, AResizerTakesOneBlockACall) {
+  Bytes src(4 * 300 * 200), dst(4 * 200 * 300);
+  tn_test::ForEachTarget([&] {
+    for (const auto& [sw, sh, dw, dh] :
+         {std::array{300, 200, 200, 300}, {3, 200, 200, 7}, {1, 1, 9, 9}}) {
+      SCOPED_TRACE(testing::Message() << sw << " to " << dw);
+      for (auto resize :
+           {TarnCPU::resize_bilinear_c1, TarnCPU::resize_bilinear_c2, TarnCPU::resize_bilinear_c3,
+            TarnCPU::resize_bilinear_c4, TarnCPU::resize_nearest_c1}) {
+        const std::size_t before = allocationCount();
+        resize(src.data(), sw, sh, dst.data(), dw, dh);
+        EXPECT_EQ(allocationCount() - before, 1u);
+      }
+      for (auto crop : {TarnCPU::crop_resize_nearest_c1, TarnCPU::crop_resize_nearest_c3,
+                        TarnCPU::crop_resize_nearest_c4}) {
+        const std::size_t before = allocationCount();
+        crop(src.data(), sw, sh, dst.data(), dw, dh, -5, -5, sw, sh);
+        EXPECT_EQ(allocationCount() - before, 1u);
+        crop(src.data(), sw, sh, dst.data(), dw, dh, sw, 0, sw + 9, 9);
+        EXPECT_EQ(allocationCount() - before, 1u) << "nothing inside";
+      }
+    }
+  });
+}
 
 }  // namespace
