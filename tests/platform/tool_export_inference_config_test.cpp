@@ -24,7 +24,7 @@ void note(const std::string& call) {
   platform.calls += call + "; ";
   std::fprintf(stderr, "%s; ", call.c_str());  // for tests of how the program ends
 }
-std::string text(int number) { return std::to_string(number); }
+std::string text(std::ptrdiff_t number) { return std::to_string(number); }
 
 }  // namespace
 
@@ -59,9 +59,8 @@ void TarnNetExtractor::set_num_threads(int threads) { note("set_num_threads " + 
 void TarnNetExtractor::set_light_mode(bool light) { note(light ? "light" : "heavy"); }
 int TarnNetExtractor::input(int index, const Mat& blob) {
   const float* const values = static_cast<const float*>(blob.data);
-  const int count = blob.w * blob.h * blob.c;
-  const bool zero = std::all_of(values, values + count, [](float value) { return value == 0.0f; });
-  note("input " + text(index) + ": " + text(count) + (zero ? " zeros" : " values"));
+  const auto zeros = std::count(values, values + blob.w * blob.h * blob.c, 0.0f);
+  note("input " + text(index) + ": " + text(zeros) + " zeros");
   return platform.code;
 }
 int TarnNetExtractor::get_last_layer_index() const {
@@ -111,21 +110,20 @@ namespace {
 using TarnCPU::LayerInferenceConfig;
 using TarnCPU::ToolExportInferenceConfig;
 
-class ExportInferenceConfig : public testing::Test {
- protected:
+struct ExportInferenceConfig : testing::Test {
   ExportInferenceConfig() { platform = Platform(); }
-  ~ExportInferenceConfig() override { std::filesystem::remove(path_); }
+  ~ExportInferenceConfig() override { std::filesystem::remove(path); }
   std::string written() const {
-    std::ifstream in(path_);
+    std::ifstream in(path);
     return std::string(std::istreambuf_iterator<char>(in), {});
   }
-  const std::string path_ = tn_test::TempPath();
+  const std::string path = tn_test::TempPath();
 };
 
 TEST_F(ExportInferenceConfig, CallsThePlatformInOrder) {
   LayerInferenceConfig config;
   config.set_num_threads(5);
-  ToolExportInferenceConfig().exportConfig("model.onnx", 3, 224, 220, path_, &config);
+  ToolExportInferenceConfig().exportConfig("model.onnx", 3, 224, 220, path, &config);
   EXPECT_EQ(platform.calls,
             "loader; LoadFile model.onnx false; net; load with threads 5; "
             "from_float_array 220 224 3 layout 1; extractor; set_num_threads 1; light; "
@@ -138,7 +136,7 @@ TEST_F(ExportInferenceConfig, CallsThePlatformInOrder) {
 TEST_F(ExportInferenceConfig, IgnoresRunsThatFailAndReplacesFiles) {
   platform.text = "a longer text\nof two lines\n";
   ToolExportInferenceConfig tool, other;
-  tool.exportConfig("model.onnx", 3, 224, 224, path_, nullptr);
+  tool.exportConfig("model.onnx", 3, 224, 224, path, nullptr);
   EXPECT_EQ(written(), platform.text);
   const std::string calls = platform.calls;
   EXPECT_NE(calls.find("load without config; from_float_array 224 224 3 layout 1"), std::string::npos);
@@ -147,7 +145,7 @@ TEST_F(ExportInferenceConfig, IgnoresRunsThatFailAndReplacesFiles) {
   platform.code = -1;
   platform.text = std::string("100%s\0rest", 10);
   EXPECT_EQ(&(other = tool), &other);
-  other.exportConfig("model.onnx", 3, 224, 224, path_, nullptr);
+  other.exportConfig("model.onnx", 3, 224, 224, path, nullptr);
   EXPECT_EQ(written(), "100%s") << "up to the first zero byte";
   EXPECT_EQ(platform.calls, calls);
 }
@@ -165,11 +163,11 @@ TEST_F(ExportInferenceConfigDeathTest, StopsIfTheModelDoesNotLoadAndIfTheFileCan
   const std::string text = failedAfter("^loader; LoadFile none.onnx false", "model file", 27);
   const auto without_model = [&] {
     platform.loads = false;
-    tool.exportConfig("none.onnx", 1, 1, 1, path_, nullptr);
+    tool.exportConfig("none.onnx", 1, 1, 1, path, nullptr);
   };
   EXPECT_DEATH(without_model(), text);
-  EXPECT_FALSE(std::filesystem::exists(path_));
-  EXPECT_DEATH(tool.exportConfig("m", 1, 1, 1, path_ + "/no/file", nullptr),
+  EXPECT_FALSE(std::filesystem::exists(path));
+  EXPECT_DEATH(tool.exportConfig("m", 1, 1, 1, path + "/no/file", nullptr),
                failedAfter("add_tail; get_config_string", "file", 12));
   EXPECT_DEATH(tool.saveToFile("", "text"), failedAfter("", "file", 12).substr(2));
 }
