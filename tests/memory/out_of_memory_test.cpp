@@ -32,31 +32,18 @@ using tn_test::ManualClock;
 constexpr int kWidth = 640, kHeight = 480;
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 
-// Whether the call succeeds when its nth block of memory, and maybe all later ones, cannot be had.
-template <class Subject>
-bool succeedsWithout(Subject& subject, std::size_t nth, bool and_later) {
-  const tn_test::FailingAllocation failing(nth, and_later);
-  try {
-    subject.act();
-    return true;
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-}
-
-template <class Subject>
-std::uint64_t described(Subject& subject) {
-  Digest digest;
-  subject.describe(digest);
-  return digest.value();
-}
-
 // A Subject prepares itself in its constructor; act is the call in question; describe gives the results
 // of act and of some calls after it. Refuses each of the first 200 blocks that act takes, and one in 17
-// of the rest, which only networks have. Then either act does not need the block, or it throws
-// std::bad_alloc, what follows is as if it had not been called, and it can be called again.
+// of the rest, which only networks have; alone and with all later ones. Then either act does not need
+// the block, or it throws std::bad_alloc, what follows is as if it had not been called, and it can be
+// called again.
 template <class Subject, class... Arguments>
 void expectAllOrNothing(const Arguments&... arguments) {
+  const auto described = [](Subject& subject) {
+    Digest digest;
+    subject.describe(digest);
+    return digest.value();
+  };
   Subject never(arguments...), once(arguments...);
   const std::uint64_t nothing = described(never);
   once.act();
@@ -67,14 +54,24 @@ void expectAllOrNothing(const Arguments&... arguments) {
     int failures = 0;
     for (std::size_t nth = 1; is_refused; nth += nth < 200 ? 1 : 17) {
       SCOPED_TRACE(testing::Message() << "block " << nth << (and_later ? " and later ones" : ""));
+      const auto succeeds = [&](Subject& subject) {
+        const std::size_t before = allocationCount();
+        const tn_test::FailingAllocation failing(nth, and_later);
+        bool done = true;
+        try {
+          subject.act();
+        } catch (const std::bad_alloc&) {
+          done = false;
+        }
+        is_refused = allocationCount() - before >= nth;
+        return done;
+      };
       Subject failed(arguments...), again(arguments...);
-      const std::size_t before = allocationCount();
-      const bool done = succeedsWithout(failed, nth, and_later);
-      is_refused = allocationCount() - before >= nth;
+      const bool done = succeeds(failed);
       ASSERT_EQ(described(failed), done ? all : nothing);
       if (done) continue;
       ++failures;
-      ASSERT_FALSE(succeedsWithout(again, nth, and_later));
+      ASSERT_FALSE(succeeds(again));
       again.act();
       ASSERT_EQ(described(again), all);
     }

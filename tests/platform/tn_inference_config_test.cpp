@@ -170,12 +170,12 @@ TEST(ConfigPrinter, NamesOfAnyKindComeBackFromAlignedColumns) {
   EXPECT_NE(text.find("# total: layers 10, "), std::string::npos);
 }
 
-// The positive values of a format with `significand` stored bits below its exponent, in order.
-float valueOf(unsigned code, int significand, int bias) {
+// The positive value of a code with `significand` stored bits below its exponent.
+double valueOf(unsigned code, int significand, int bias) {
   const unsigned low = code & ((1u << significand) - 1);
   const int exponent = static_cast<int>(code >> significand);
   const double scale = std::ldexp(1.0, std::max(exponent, 1) - bias - significand);
-  return static_cast<float>((exponent == 0 ? low : low + (1u << significand)) * scale);
+  return (exponent == 0 ? low : low + (1u << significand)) * scale;
 }
 
 TEST(WeightRounding, GoesToTheNearestAndOnTiesToTheEven) {
@@ -194,13 +194,10 @@ TEST(WeightRounding, GoesToTheNearestAndOnTiesToTheEven) {
       ASSERT_TRUE(std::signbit(negative)) << -value;
     };
     for (unsigned code = 0; code < f.infinity; ++code) {
-      const float low = valueOf(code, f.significand, f.bias);
-      const bool last = code + 1 == f.infinity;
-      const float high = last ? kInfinity : valueOf(code + 1, f.significand, f.bias);
-      // What would follow the largest value decides from where on values become infinite.
-      const double next = last ? 2.0 * valueOf(f.infinity - (1u << f.significand), f.significand, f.bias)
-                               : static_cast<double>(high);
-      const float middle = static_cast<float>((low + next) / 2);
+      const double exact = valueOf(code, f.significand, f.bias);
+      const double next = valueOf(code + 1, f.significand, f.bias);  // even where that is infinite
+      const float low = static_cast<float>(exact), middle = static_cast<float>((exact + next) / 2);
+      const float high = code + 1 == f.infinity ? kInfinity : static_cast<float>(next);
       expect(low, low);
       expect(middle, code % 2 == 0 ? low : high);
       expect(std::nextafter(middle, 0.0f), low);
