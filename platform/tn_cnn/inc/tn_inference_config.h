@@ -1,7 +1,8 @@
 /// \file
-/// How a network is to run: the precision of each layer's weights and the number of threads.
+/// Settings of a network: the precision of each layer's weights, and the number of threads.
 ///
-/// docs/inference-config.md has the text form, which ConfigPrinter writes and this class reads.
+/// docs/inference-config.md describes their text form. ConfigPrinter writes it, LayerInferenceConfig
+/// reads it.
 #ifndef TN_INFERENCE_CONFIG_H_
 #define TN_INFERENCE_CONFIG_H_
 
@@ -15,10 +16,10 @@ namespace TarnCPU {
 // The names are those that callers know.
 // NOLINTBEGIN(readability-identifier-naming)
 
-/// What a layer's weights and biases are rounded to, to nearest with ties to even, when the network is
-/// built. The arithmetic stays that of f32 at every setting.
+/// The precision to which a layer's weights and biases are rounded when the network is built, to nearest
+/// with ties to even. The arithmetic is f32 at every setting.
 enum class WeightPrecision {
-  kF32,   ///< as they are in the model file
+  kF32,   ///< not rounded
   kF16,   ///< IEEE half precision: 11 significant bits; beyond 65504 they become infinite
   kBf16,  ///< the upper half of a float: 8 significant bits, the range of f32
 };
@@ -26,36 +27,35 @@ enum class WeightPrecision {
 /// "f32", "f16" or "bf16".
 TN_CNN_API const char* to_string(WeightPrecision precision);
 
-/// Plain settings with value semantics; one object is to be used by one thread at a time, different ones
-/// are independent.
+/// Settings with value semantics. Use an object in one thread at a time.
 class LayerInferenceConfig {
  public:
-  /// All layers f32, threads left to the engine.
+  /// All layers f32; the engine chooses the number of threads.
   TN_CNN_API LayerInferenceConfig();
 
-  /// Reads a file of settings. A file that cannot be read gives the default settings and one error line
-  /// in the log; what is in it is treated as by from_text, with the path in front.
+  /// Reads a file like from_text, with the path as source. A file that cannot be read or has more than
+  /// 64 MiB gives the default settings and one error line in the log.
   TN_CNN_API static LayerInferenceConfig from_file(const std::string& path);
-  /// Reads settings. Each line that does not parse gets one error line in the log, which begins with
-  /// "source:line: ", and is skipped; all others apply; "-" says f32. Of two lines for the same setting
-  /// the later one counts, with a log line too.
+  /// Reads settings. A line that does not parse is skipped and gives one error line in the log, which
+  /// begins with "source:line: "; all other lines apply. Of two lines for the same setting the later one
+  /// applies, with a log line too.
   TN_CNN_API static LayerInferenceConfig from_text(const std::string& text,
                                                    const std::string& source = "inference config");
 
-  /// Layers go by the names that Statistician and ConfigPrinter report. Whether a network has such a
-  /// layer shows when it is built.
+  /// Sets a layer's precision. Layers have the names that Statistician and ConfigPrinter report. A name
+  /// that the network does not have gives a log line when the network is built.
   TN_CNN_API void set_precision(const std::string& layer, WeightPrecision precision);
-  /// kF32 for layers of which nothing was said.
+  /// kF32 for a layer that was not set.
   TN_CNN_API WeightPrecision get_precision(const std::string& layer) const;
-  /// All layers of which something was said.
+  /// All layers that were set.
   TN_CNN_API const std::map<std::string, WeightPrecision>& get_precisions() const;
 
   /// The largest number that set_num_threads takes.
   static constexpr int kMostThreads = 1024;
-  /// How many threads extractors start out with; 0 leaves the number to the engine. Numbers below 0 or
-  /// above kMostThreads change nothing and give one error line in the log.
+  /// The number of threads with which extractors start; 0 leaves it to the engine. A number below 0 or
+  /// above kMostThreads changes nothing and gives one error line in the log.
   TN_CNN_API void set_num_threads(int threads);
-  /// What set_num_threads took last; 0 at first.
+  /// The number set last; 0 by default.
   TN_CNN_API int get_num_threads() const;
 
  private:

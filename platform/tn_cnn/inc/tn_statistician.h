@@ -1,5 +1,5 @@
 /// \file
-/// Reports on a network's run, and the printer that turns them into the text of an inference config.
+/// Reports on a network's run, and a printer that writes them as the text of an inference config.
 #ifndef TN_STATISTICIAN_H_
 #define TN_STATISTICIAN_H_
 
@@ -17,53 +17,53 @@ namespace TarnCPU {
 
 /// One run of a network.
 struct NetworkReport {
-  int configured_threads = 0;  ///< what the network's LayerInferenceConfig asks for; 0: nothing
-  int threads = 0;             ///< what this run had
+  int configured_threads = 0;  ///< as the network's LayerInferenceConfig says; 0: the engine's choice
+  int threads = 0;             ///< of this run
 };
 
 /// One layer in a run.
 struct LayerReport {
-  int index = 0;     ///< as TarnNetExtractor::extract takes it; 0 is the input, so the first is 1
-  std::string name;  ///< as an inference config names it
-  std::string type;  ///< in the engine's words
+  int index = 0;                     ///< as in TarnNetExtractor::extract: 1 for the first layer
+  std::string name;                  ///< as in an inference config
+  std::string type;                  ///< the engine's name of the type
   std::vector<int> output_shape;     ///< of the layer's first output, batch first
-  double milliseconds = 0.0;         ///< wall time of this layer alone; layers are never fused
+  double milliseconds = 0.0;         ///< wall time of this layer; layers are never fused
   std::int64_t multiply_adds = 0;    ///< of convolutions and matrix products; 0 for other types
-  std::int64_t parameter_bytes = 0;  ///< weights and biases, stored at `precision`
-  bool has_weights = false;          ///< whether there is anything to round
-  WeightPrecision precision = WeightPrecision::kF32;  ///< in force
+  std::int64_t parameter_bytes = 0;  ///< size of weights and biases at `precision`
+  bool has_weights = false;          ///< whether it has weights that can be rounded
+  WeightPrecision precision = WeightPrecision::kF32;  ///< of its weights
 };
 
-/// Is told about a run, after it: the network first, then each of its layers in order.
+/// Receives the reports of a run after it: the network's first, then each layer's in order.
 class TN_CNN_API Statistician {
  public:
   virtual ~Statistician();
-  /// Told once a run. Does nothing unless overridden.
+  /// Called once per run. Does nothing unless overridden.
   virtual void on_network(const NetworkReport& report);
-  /// Told once for each layer that ran.
+  /// Called once for each layer that ran.
   virtual void on_layer(const LayerReport& report) = 0;
 };
 
-/// Collects the text of an inference config: settings that LayerInferenceConfig reads back, with what
-/// each layer was measured at as comments. To be used by one thread at a time.
+/// Writes the text of an inference config: the settings of a run, which LayerInferenceConfig reads back,
+/// and comments with what was measured for each layer. Use an object in one thread at a time.
 class TN_CNN_API ConfigPrinter : public Statistician {
  public:
   /// An empty text.
   ConfigPrinter();
-  /// Not copied: it stands for one run.
+  /// Not copied: an object belongs to one run.
   ConfigPrinter(const ConfigPrinter&) = delete;
   ConfigPrinter& operator=(const ConfigPrinter&) = delete;
   ~ConfigPrinter() override;
 
-  /// Asks for the line that names the format and its version, without which the text cannot be read
-  /// back, and for a word of explanation.
+  /// Adds the line with the format's name and version, without which the text cannot be read back, and
+  /// a line of explanation.
   void add_header();
-  /// Asks for the totals.
+  /// Adds a line with totals.
   void add_tail();
   void on_network(const NetworkReport& report) override;
   void on_layer(const LayerReport& report) override;
-  /// The text: header, settings of the network, one line a layer with aligned columns, totals; of these
-  /// whatever was asked for or reported.
+  /// The text of what was added or reported: header, settings of the network, one line per layer with
+  /// aligned columns, totals.
   std::string get_config_string() const;
 
  private:

@@ -10,7 +10,7 @@
 namespace TarnCPU {
 namespace {
 
-// Characters, taking UTF-8 for granted: columns shall look aligned.
+// The number of characters, for aligned columns; the text counts as UTF-8.
 std::size_t shownWidth(const std::string& text) {
   return static_cast<std::size_t>(std::count_if(
       text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
@@ -23,7 +23,7 @@ struct Column {
   Align align;
 };
 
-// In front of each line, and between its settings and their comment, stands what makes it one.
+// The first kSettings columns are settings, the others a comment.
 constexpr Column kColumns[] = {
     {"name", Align::kLeft},           {"weights", Align::kLeft},          {"index", Align::kRight},
     {"type", Align::kLeft},           {"output", Align::kLeft},           {"ms", Align::kRight},
@@ -45,18 +45,11 @@ std::string showMilliseconds(double milliseconds) {
   return text;
 }
 
-// A line break in a type would end the comment that it stands in.
-std::string withoutControls(std::string text) {
-  for (char& c : text)
-    if (static_cast<unsigned char>(c) < ' ') c = ' ';
-  return text;
-}
-
 Cells cellsOf(const LayerReport& layer) {
   return {quoteName(layer.name),
           layer.has_weights ? to_string(layer.precision) : kNoWeights,
           std::to_string(layer.index),
-          withoutControls(layer.type),
+          withoutControls(layer.type),  // a line break would end the comment
           joinShape(layer.output_shape),
           showMilliseconds(layer.milliseconds),
           std::to_string(layer.multiply_adds),

@@ -1,4 +1,4 @@
-// Words that the writer and the reader of inference configs agree on.
+// Text that the writer and the reader of inference configs share.
 #ifndef TN_KITS_PLATFORM_TN_CNN_SRC_TN_CONFIG_TEXT_H_
 #define TN_KITS_PLATFORM_TN_CNN_SRC_TN_CONFIG_TEXT_H_
 
@@ -10,9 +10,11 @@ constexpr char kConfigFormat[] = "tarn-inference-config 1";
 constexpr char kAutoThreads[] = "auto";
 constexpr char kNoWeights[] = "-";
 
-// A name as one word of a line: as it is, or in quotes with escapes where the reader would split it or
-// take it for something else.
+// A name as one word of a line: in quotes with escapes if the reader would not read the bare name back.
 std::string quoteName(const std::string& name);
+
+// The text with a blank for each control character, so that it stays on one line.
+std::string withoutControls(std::string text);
 
 }  // namespace TarnCPU
 

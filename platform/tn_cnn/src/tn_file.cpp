@@ -1,3 +1,4 @@
+// Reads whole files into memory, with a limit on their size.
 #include "platform/tn_cnn/src/tn_file.h"
 
 #include <algorithm>
@@ -29,7 +30,7 @@ std::vector<unsigned char> readFile(const std::string& path, std::size_t most) {
   std::vector<unsigned char> bytes;
   for (std::size_t got = 1; got != 0;) {
     const std::size_t had = bytes.size();
-    // One byte more shows that there are more.
+    // One byte above the limit shows that the file is too large.
     bytes.resize(had + std::min(std::max(kFirstStep, had), most + 1 - had));
     got = std::fread(bytes.data() + had, 1, bytes.size() - had, file.get());
     bytes.resize(had + got);
@@ -38,15 +39,6 @@ std::vector<unsigned char> readFile(const std::string& path, std::size_t most) {
       throw std::runtime_error("has more than " + std::to_string(most) + " bytes");
   }
   return bytes;
-}
-
-std::string shownPath(std::string path) {
-  const auto is_control = [](char c) {
-    const unsigned char byte = static_cast<unsigned char>(c);
-    return byte < ' ' || byte == 0x7F;
-  };
-  std::replace_if(path.begin(), path.end(), is_control, ' ');
-  return path;
 }
 
 }  // namespace TarnCPU

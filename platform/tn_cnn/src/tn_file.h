@@ -1,4 +1,4 @@
-// Whole files into memory.
+// Reads whole files into memory.
 #ifndef TN_KITS_PLATFORM_TN_CNN_SRC_TN_FILE_H_
 #define TN_KITS_PLATFORM_TN_CNN_SRC_TN_FILE_H_
 
@@ -8,12 +8,9 @@
 
 namespace TarnCPU {
 
-// All bytes of a file. Throws std::runtime_error with the reason, without the path, if it cannot be read
-// or has more than `most` bytes, and std::bad_alloc.
+// All bytes of a file. Throws std::bad_alloc, and std::runtime_error with a reason, which does not name
+// the path, if the file cannot be read or has more than `most` bytes: a file is never cut.
 std::vector<unsigned char> readFile(const std::string& path, std::size_t most);
-
-// A path as messages show it: on one line, whatever bytes it has.
-std::string shownPath(std::string path);
 
 }  // namespace TarnCPU
 

@@ -1,4 +1,4 @@
-// The settings of a network, and the reader of their text form.
+// The settings of a network, and the reader of their text form; tn_config_printer.cpp writes it.
 #include "tn_inference_config.h"
 
 #include <algorithm>
@@ -17,10 +17,10 @@ namespace {
 
 constexpr WeightPrecision kPrecisions[] = {WeightPrecision::kF32, WeightPrecision::kF16,
                                            WeightPrecision::kBf16};
-// Far above any real file; keeps devices that never end out of memory.
+// Far above any real file. Without a limit, a device that never ends would fill the memory.
 constexpr std::size_t kMostConfigBytes = std::size_t{64} << 20;
 
-// A line's words. Throws std::runtime_error for one that cannot be split.
+// Splits a line into words. Throws std::runtime_error if that fails.
 class Words {
  public:
   explicit Words(std::string_view line) : rest_(line) {}
@@ -68,7 +68,7 @@ class Words {
     throw std::runtime_error("a quote is not closed");
   }
 
-  // The character that the escape at `i` means; leaves `i` at the escape's end.
+  // The character of the escape at `i`; moves `i` to the escape's last character.
   char escaped(std::size_t& i) {
     const std::string_view escape = rest_.substr(i, 4);
     ++i;
@@ -107,7 +107,7 @@ int parseThreads(const std::string& word) {
 class Reader {
  public:
   Reader(LayerInferenceConfig& config, const std::string& source)
-      : config_(config), source_(shownPath(source)) {}
+      : config_(config), source_(withoutControls(source)) {}
 
   void read(std::string_view text) {
     constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
@@ -137,7 +137,7 @@ class Reader {
     }
   }
 
-  // What a text without its version means is anybody's guess, so nothing of it is taken.
+  // Without a known version the meaning of the text is unknown, so none of its settings apply.
   void readVersion(const std::string& keyword, Words& words) {
     refused_ = true;
     std::string version;
@@ -202,7 +202,7 @@ LayerInferenceConfig LayerInferenceConfig::from_file(const std::string& path) {
     const std::vector<unsigned char> bytes = readFile(path, kMostConfigBytes);
     return from_text(std::string(bytes.begin(), bytes.end()), path);
   } catch (const std::runtime_error& fault) {
-    Tarn::_LogError("Tarn", "%s: %s", shownPath(path).c_str(), fault.what());
+    Tarn::_LogError("Tarn", "%s: %s", withoutControls(path).c_str(), fault.what());
   }
   return {};
 }

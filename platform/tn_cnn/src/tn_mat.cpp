@@ -1,3 +1,4 @@
+// Tensors: their memory, its sharing, and views of it. tn_mat_pixels.cpp makes them from pixels.
 #include "tn_mat.h"
 
 #include <cstddef>
@@ -12,7 +13,7 @@
 #include <malloc.h>
 #endif
 
-// Callers match crash reports by this place, which therefore stays although the code moves.
+// Callers match crash reports by this file name and by the line given below, so neither changes.
 #define TN_MAT_SOURCE "platform/tn_cnn/src/tn_mat"
 
 namespace TarnCPU {
@@ -21,7 +22,7 @@ namespace {
 using Count = std::atomic<std::int32_t>;
 constexpr std::size_t kAlignment = 64;
 
-// What lies behind the elements, in the same block.
+// The end of each block, behind the elements.
 struct Tail {
   Count count;
   std::size_t element_bytes;
@@ -30,7 +31,7 @@ static_assert(sizeof(Tail) <= kAlignment && offsetof(Tail, count) == 0, "the cou
 
 std::size_t roundUp(std::size_t bytes) { return (bytes + kAlignment - 1) / kAlignment * kAlignment; }
 
-// The library's own memory.
+// The memory of tensors without an Allocator.
 void* allocateAligned(std::size_t bytes) {
 #if defined(_WIN32)
   return _aligned_malloc(bytes, kAlignment);
@@ -47,9 +48,9 @@ void releaseAligned(void* pointer) {
 #endif
 }
 
-// A video loop drops a large tensor and asks for the next one of the same size. Given back in between,
-// its pages would have to be cleared and mapped again, which takes several times as long as filling
-// them; so the last large block that was dropped is kept for the next tensor of its size.
+// A video loop frees a large tensor and allocates one of the same size for the next frame. If the pages
+// went back to the system in between, it would map and clear them again, which takes several times as
+// long as filling them. So the last large block that was freed is kept for the next tensor of its size.
 constexpr std::size_t kLargeBytes = std::size_t{1} << 18;
 std::atomic<Tail*> kept_block{nullptr};
 
@@ -61,7 +62,7 @@ void discard(Tail* tail) {
   if (tail != nullptr) releaseAligned(blockOf(tail));
 }
 
-// Room for the elements and their tail, which is yet to be made; null if there is none.
+// Memory for the elements and their tail, which the caller constructs; null if there is none.
 unsigned char* takeBlock(Allocator* allocator, std::size_t element_bytes) {
   if (allocator != nullptr)
     return static_cast<unsigned char*>(allocator->allocate(element_bytes + kAlignment));
@@ -76,7 +77,7 @@ unsigned char* takeBlock(Allocator* allocator, std::size_t element_bytes) {
 void giveBack(Allocator* allocator, Tail* tail) {
   if (allocator != nullptr) return allocator->release(blockOf(tail));
 #if defined(TN_ADDRESS_SANITIZER)
-  // A kept block would hide reads of tensors that are gone.
+  // A kept block would hide reads of freed tensors.
   discard(tail);
 #else
   if (tail->element_bytes < kLargeBytes) return discard(tail);
@@ -84,7 +85,7 @@ void giveBack(Allocator* allocator, Tail* tail) {
 #endif
 }
 
-// Bytes of w * h * c elements in whole alignment units; 0 where that is more than memory can hold.
+// Bytes of w * h * c elements, rounded up to the alignment; 0 on overflow.
 std::size_t elementBytes(int w, int h, int c, std::size_t elem_size) {
   constexpr std::size_t kMost = SIZE_MAX / 2;
   std::size_t bytes = elem_size;
@@ -136,7 +137,7 @@ Mat& Mat::operator=(Mat&& other) noexcept {
 
 Mat::~Mat() {
   if (refcount == nullptr) return;
-  // The last owner frees what the others have written.
+  // Acquire and release: the last owner must see all writes of the others before it frees the block.
   if (refcount->fetch_sub(1, std::memory_order_acq_rel) == 1)
     giveBack(allocator, reinterpret_cast<Tail*>(refcount));
 }

@@ -1,4 +1,4 @@
-// The network classes: what callers see of an engine, with every fault turned into one log line.
+// The network classes: the interface to an engine, where every fault becomes one log line.
 #include "tn_net.h"
 
 #include <algorithm>
@@ -11,18 +11,19 @@
 
 #include "common/tn_one_line.h"
 #include "platform/tn_cnn/src/engine/tn_engine.h"
+#include "platform/tn_cnn/src/tn_config_text.h"
 #include "platform/tn_cnn/src/tn_file.h"
 #include "tn_core.h"
 
 namespace TarnCPU {
 namespace {
 
-// Model files are at most as large as their length fields can say.
+// The format, protocol buffers, allows no more.
 constexpr std::size_t kMostModelBytes = 0x7FFFFFFF;
 constexpr char kMemoryModel[] = "model in memory";
 constexpr int kOk = 0, kFailed = -1;
 
-// where: gives what the line begins with.
+// where: a function that gives the start of the line; it may run out of memory.
 template <class Where>
 void logFault(const Where& where, const char* fault) {
   try {
@@ -32,7 +33,7 @@ void logFault(const Where& where, const char* fault) {
   }
 }
 
-// A copy in planes.
+// A copy of a tensor in CHW order.
 Mat planesOf(const Mat& blob) {
   Mat planes(blob.w, blob.h, blob.c);
   const float* const from = static_cast<const float*>(blob.data);
@@ -48,7 +49,7 @@ Mat planesOf(const Mat& blob) {
   return planes;
 }
 
-// Runs `body`; a fault becomes one log line and false.
+// Runs `body`. An exception becomes one log line and the result false.
 template <class Where, class Body>
 bool succeeds(const Where& where, const Body& body) {
   try {
@@ -80,7 +81,7 @@ struct TarnNetExtractor::State {
   RunRequest request;
   RunResult result;  // of the last run since an input changed
 
-  // What messages begin with.
+  // The start of a log line.
   std::string where(const char* call, int index) const {
     return (net ? net->path : "network") + ": " + call + " " + std::to_string(index);
   }
@@ -137,11 +138,11 @@ KRNetLoader::~KRNetLoader() = default;
 
 bool KRNetLoader::LoadFile(const char* path, bool flag) {
   model_.reset();
-  const auto where = [&] { return path == nullptr ? "LoadFile" : shownPath(path); };
+  const auto where = [&] { return path == nullptr ? "LoadFile" : withoutControls(path); };
   return succeeds(where, [&] {
     if (path == nullptr) throw std::runtime_error("no path was given");
     auto model = std::make_unique<Model>();
-    model->path = shownPath(path);
+    model->path = withoutControls(path);
     model->bytes = readFile(path, kMostModelBytes);
     load(std::move(model), flag);
   });
@@ -230,7 +231,7 @@ int TarnNetExtractor::extract(int index, Mat& out, Statistician* stats) {
   const auto where = [&] { return state_->where("extract", index); };
   const bool done = succeeds(where, [&] {
     out = state_->blob(index, stats != nullptr);
-    // No run made the input.
+    // The input is not the result of a run.
     if (stats != nullptr && index != 0) state_->tell(index, *stats);
   });
   return done ? kOk : kFailed;

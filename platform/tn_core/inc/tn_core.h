@@ -1,5 +1,5 @@
 /// \file
-/// Logging of the pipeline: one line a call, to standard error or to a callback.
+/// Logging: one line per call, to standard error or to a callback.
 #ifndef TN_CORE_H_
 #define TN_CORE_H_
 
@@ -24,34 +24,35 @@
 
 namespace Tarn {
 
-/// What a line is worth: letters "E" and "V" on standard error.
+/// The level of a line, shown as the letter "E" or "V" on standard error.
 enum class LogLevel {
-  kError,    ///< something went wrong; always delivered
-  kVerbose,  ///< a detail, dropped unless asked for
+  kError,    ///< a fault; always delivered
+  kVerbose,  ///< a detail; dropped unless verbose logging is on
 };
 
-/// Receives one finished line: `message` has no line break added and is valid during the call only.
-/// Calls come one at a time, on the logging thread. A sink must not throw; what it logs itself is
-/// dropped, since a sink that logs would never end.
+/// Receives one line. `message` has no line break at its end and is valid during the call only. Calls
+/// come one at a time, on the logging thread. A sink must not throw. Lines that it logs itself are
+/// dropped, since they would call it again without end.
 using LogSink = void (*)(LogLevel level, const char* tag, const char* message, void* user);
 
 /// Logs an error. Always delivered.
-/// tag: who speaks, at most a word; null counts as "". format: as for printf, null counts as "".
+/// tag: the part of the program that logs, one word; null counts as "". format: as for printf, null
+///   counts as "".
 /// A line break at the end of the message is dropped. By default the line goes to standard error as
-/// "E/<tag>: <message>\n" in a single write.
-/// Any thread; lines are never torn or mixed. A message of any length is kept whole.
-/// Errors: none are reported; a line that cannot be formatted or allocated is delivered as its format.
+/// "E/<tag>: <message>\n" in a single write. Messages may have any length.
+/// Threads: any; lines are never mixed.
+/// Errors: none are reported. If formatting fails or memory runs out, `format` itself is delivered.
 TN_CORE_API void _LogError(const char* tag, const char* format, ...) TN_CORE_PRINTF(2, 3);
 
-/// Logs a detail, as _LogError does, with level letter "V"; dropped unless verbose logging is on.
+/// Logs a detail like _LogError, with the letter "V"; dropped unless verbose logging is on.
 TN_CORE_API void _LogVerbose(const char* tag, const char* format, ...) TN_CORE_PRINTF(2, 3);
 
-/// Sends all later lines to `sink`; null brings standard error back. `user` is handed through.
-/// When the call returns, no thread is inside the earlier sink, unless it is called from that sink.
+/// Sends all later lines to `sink`, with `user`; null restores standard error. When the call returns, no
+/// thread is inside the earlier sink, unless that sink made the call.
 TN_CORE_API void setLogSink(LogSink sink, void* user = nullptr);
 
-/// Turns verbose lines on or off. Until it is called they are on only when the environment variable
-/// TN_LOG is "verbose" as the library logs for the first time.
+/// Turns verbose lines on or off. Before the first call they are on only if the environment variable
+/// TN_LOG was "verbose" when the library logged for the first time.
 TN_CORE_API void setVerboseLogging(bool on);
 
 }  // namespace Tarn

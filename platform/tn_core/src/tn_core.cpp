@@ -1,3 +1,4 @@
+// Log lines: formatted, filtered, and delivered one at a time.
 #include "tn_core.h"
 
 #include <atomic>
@@ -12,7 +13,7 @@
 namespace Tarn {
 namespace {
 
-// A plain record that is never destroyed: other libraries may log while the process shuts down.
+// Never destroyed: other libraries may log while the process shuts down.
 struct Logger {
   std::mutex mutex;
   LogSink sink = nullptr;
@@ -26,13 +27,13 @@ struct Logger {
 };
 
 Logger& logger() {
-  // Off the heap: that it is exhausted can be the first thing that there is to tell.
+  // Not on the heap: the first line of a process may report that memory is exhausted.
   alignas(Logger) static unsigned char place[sizeof(Logger)];
   static Logger* const the_logger = new (place) Logger;
   return *the_logger;
 }
 
-// Set while this thread is inside a sink, where the mutex is already held.
+// Whether this thread is inside a sink, and so already holds the mutex.
 thread_local bool in_sink = false;
 
 std::string formatMessage(const char* format, std::va_list arguments) {
@@ -56,7 +57,7 @@ void writeToStderr(LogLevel level, const char* tag, const char* message) {
   try {
     std::string line = {letter, '/'};
     line.append(tag).append(": ").append(message).append("\n");
-    // One call a line: standard error is unbuffered, and other writers may share it.
+    // One write per line: standard error is unbuffered, and other writers may use it too.
     std::fwrite(line.data(), 1, line.size(), stderr);
   } catch (const std::bad_alloc&) {
     std::fprintf(stderr, "%c/%s: %s\n", letter, tag, message);
@@ -85,7 +86,7 @@ void logLine(LogLevel level, const char* tag, const char* format, std::va_list a
     message = formatMessage(format, arguments);
     text = message.c_str();
   } catch (const std::bad_alloc&) {
-    // An error that cannot be told in full is told in part.
+    // Without memory for the message, the bare format is logged.
   }
   deliver(level, tag, text);
 }
