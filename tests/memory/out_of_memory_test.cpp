@@ -362,7 +362,7 @@ struct Network {
 
 TEST(OutOfMemory, ANetworksStepCanBeTakenAgain) {
   // With memory at first: the engine cannot repeat its own set-up at its first use in a process.
-  Network(Network::kSteps);
+  const Network first(Network::kSteps);
   for (int step = 0; step < Network::kSteps; ++step) {
     SCOPED_TRACE(testing::Message() << "step " << step);
     expectAllOrNothing<Network>(step);
