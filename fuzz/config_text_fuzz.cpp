@@ -1,5 +1,5 @@
-// Texts of inference configs: whatever the bytes are, the settings that come out are sane, each fault is
-// one log line with its place, and settings written as text come back.
+// Texts of inference configs: any bytes give valid settings, each fault gives one log line with its
+// place, and settings written as text read back.
 #include <string>
 
 #include "fuzz/fuzz_input.h"

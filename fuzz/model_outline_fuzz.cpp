@@ -1,4 +1,4 @@
-// Model files before an engine takes them up: any bytes are outlined or refused with a reason.
+// The outline of model files: any bytes give inputs with sane shapes, or are refused with a reason.
 #include <stdexcept>
 #include <string>
 
