@@ -83,12 +83,12 @@ inline bool windowsFit(std::ptrdiff_t row_bytes) {
 }
 
 // The sources of samples: byte k of the kC bytes of output pixel x comes from byte k of source pixel
-// pixelOf(x). Repeats the last one up to `padded`, for vectors whose excess is not stored.
+// pixel_of(x). Repeats the last one up to `padded`, for vectors whose excess is not stored.
 template <int kC, class PixelOf>
-void fillSources(const PixelOf& pixelOf, std::size_t samples, std::size_t padded,
+void fillSources(const PixelOf& pixel_of, std::size_t samples, std::size_t padded,
                  std::int32_t* sources) {
   for (std::size_t i = 0; i < samples; ++i)
-    sources[i] = pixelOf(i / kC) * kC + static_cast<std::int32_t>(i % kC);
+    sources[i] = pixel_of(i / kC) * kC + static_cast<std::int32_t>(i % kC);
   std::fill(sources + samples, sources + padded, sources[samples - 1]);
 }
 

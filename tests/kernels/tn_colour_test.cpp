@@ -17,7 +17,6 @@ namespace {
 using namespace TarnCPU;
 using tn_test::ForEachTarget;
 using tn_test::Guarded;
-using tn_test::RandomBytes;
 
 using Kernel = void (*)(const unsigned char*, unsigned char*, int);
 

@@ -1,4 +1,4 @@
-// Properties of turns, flips and cuts that can be said without their plain forms.
+// Properties of turns and cuts that can be said without their plain forms.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -11,7 +11,6 @@
 namespace {
 
 using TarnCPU::TN_CV;
-using tn_test::ForEachTarget;
 using tn_test::Guarded;
 using tn_test::RandomBytes;
 
@@ -47,19 +46,6 @@ TEST(Turns, MultiplesOfFourTurnAndTurnBack) {
     EXPECT_EQ(std::memcmp(back.data(), src.data(), src.size()), 0) << c;
     EXPECT_EQ(std::memcmp(four.data(), src.data(), src.size()), 0) << c;
   }
-}
-
-// Of pictures larger than the caches, rows are copied past them.
-TEST(Flips, RowsOfALargePictureAreTurnedRound) {
-  const int w = 1301, h = 1211, row = 4 * w;
-  const Guarded src = RandomBytes(static_cast<std::size_t>(row * h));
-  Guarded dst(src.size());
-  TN_CV::flip_vertical(src.data(), w, h, dst.data(), 4);
-  for (int y = 0; y < h; ++y)
-    ASSERT_EQ(
-        std::memcmp(dst.data() + y * row, src.data() + (h - 1 - y) * row, static_cast<std::size_t>(row)),
-        0)
-        << y;
 }
 
 // 65536 rows of 65536 pixels are 2^32 of them: the start comes round to the first row, before it too.
