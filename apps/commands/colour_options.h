@@ -2,28 +2,15 @@
 #ifndef TN_KITS_APPS_COMMANDS_COLOUR_OPTIONS_H_
 #define TN_KITS_APPS_COMMANDS_COLOUR_OPTIONS_H_
 
-#include <CLI/CLI.hpp>
-#include <optional>
-#include <vector>
+#include <string>
 
-#include "apps/video/picture_converter.h"
-#include "tn_colormatrix.h"
+#include "apps/commands/command_line.h"
+#include "apps/tensor/colour_choice.h"
 
 namespace tarnkit {
 
-struct ColourOptions {
-  std::optional<Tarn::YuvStandard> standard;
-  std::optional<Tarn::YuvRange> range;
-  Tarn::ChannelOrder order = Tarn::ChannelOrder::kRgb;
-  std::vector<float> mean = {0.0f, 0.0f, 0.0f};
-  std::vector<float> scale;  // empty if not given
-};
-// default_scale: what the help says it is.
-void addColourOptions(CLI::App& app, ColourOptions& options, const std::string& default_scale = "1,1,1");
-// What was not given comes from the video's colour; a scale that was not is `default_scale`. Throws
-// Failure for a mean or scale that is not finite.
-Tarn::YuvToRgbOptions resolveColour(const ColourOptions& options, const YuvColour& video,
-                                    float default_scale = 1.0f);
+// tensor: the options are listed with its others. default_scale: what the help says it is.
+void addColourOptions(Options tensor, ColourChoice& choice, const std::string& default_scale = "1,1,1");
 
 }  // namespace tarnkit
 

@@ -1,27 +1,21 @@
-// The tool's commands: each adds its options to the command line and says what to run when chosen.
+// The tool's commands. Each function adds its command with its options to the command line.
 #ifndef TN_KITS_APPS_COMMANDS_COMMAND_H_
 #define TN_KITS_APPS_COMMANDS_COMMAND_H_
 
-#include <CLI/CLI.hpp>
-#include <functional>
+#include "apps/commands/command_line.h"
 
 namespace tarnkit {
 
-struct Command {
-  CLI::App* options;
-  std::function<int()> run;  // returns the exit status; throws Failure
-};
-
-Command makeTrackCommand(CLI::App& tool);         // track.cpp
-Command makeRunCommand(CLI::App& tool);           // run.cpp
-Command makeTensorCommand(CLI::App& tool);        // tensor.cpp
-Command makeConvertCommand(CLI::App& tool);       // convert.cpp
-Command makePrepareCommand(CLI::App& tool);       // prepare.cpp
-Command makeWarpCommand(CLI::App& tool);          // warp.cpp
-Command makeLayersCommand(CLI::App& tool);        // layers.cpp
-Command makeExportConfigCommand(CLI::App& tool);  // export_config.cpp
-Command makeScoreCommand(CLI::App& tool);         // score.cpp
-Command makeSampleCommand(CLI::App& tool);        // sample.cpp
+void addTrackCommand(CommandLine& tool);         // track.cpp
+void addRunCommand(CommandLine& tool);           // run.cpp
+void addTensorCommand(CommandLine& tool);        // tensor.cpp
+void addConvertCommand(CommandLine& tool);       // convert.cpp
+void addPrepareCommand(CommandLine& tool);       // prepare.cpp
+void addWarpCommand(CommandLine& tool);          // warp.cpp
+void addLayersCommand(CommandLine& tool);        // layers.cpp
+void addExportConfigCommand(CommandLine& tool);  // export_config.cpp
+void addScoreCommand(CommandLine& tool);         // score.cpp
+void addSampleCommand(CommandLine& tool);        // sample.cpp
 
 }  // namespace tarnkit
 

@@ -1,5 +1,4 @@
 // tarnkit export-config: the inference config of a network, to be edited and fed back.
-#include <memory>
 #include <string>
 
 #include "apps/commands/command.h"
@@ -43,19 +42,17 @@ int exportConfig(const ExportConfigOptions& options) {
 
 }  // namespace
 
-Command makeExportConfigCommand(CLI::App& tool) {
-  const auto options = std::make_shared<ExportConfigOptions>();
-  CLI::App* const app =
-      tool.add_subcommand("export-config", "Write down how a network runs, to be edited and fed back");
-  app->footer(
+void addExportConfigCommand(CommandLine& tool) {
+  auto [options, values] = tool.add(
+      "export-config", "Write down how a network runs, to be edited and fed back",
       "The network runs once, on zeros and one thread. The text has a line for each layer, with the\n"
       "precision of its weights, which can be changed, and what the layer was measured at.\n\n"
-      "Example: tarnkit export-config net.onnx --input 3x224x224 -o net.txt");
-  addModelOptions(*app, options->model);
-  app->add_option("-o,--output", options->output, "File to write; - writes standard output")
-      ->required()
-      ->type_name("OUT.txt");
-  return {app, [options] { return exportConfig(*options); }};
+      "Example: tarnkit export-config net.onnx --input 3x224x224 -o net.txt",
+      exportConfig);
+  addModelOptions(options, values.model);
+  options.add("-o,--output", values.output, "File to write; - writes standard output")
+      .required()
+      .typeName("OUT.txt");
 }
 
 }  // namespace tarnkit

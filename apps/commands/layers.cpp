@@ -1,6 +1,5 @@
 // tarnkit layers: what each layer of a network takes.
 #include <cstdint>
-#include <memory>
 #include <string>
 
 #include "apps/commands/command.h"
@@ -49,17 +48,16 @@ int layers(const LayersOptions& options) {
 
 }  // namespace
 
-Command makeLayersCommand(CLI::App& tool) {
-  const auto options = std::make_shared<LayersOptions>();
-  CLI::App* const app = tool.add_subcommand("layers", "Show what each layer of a network takes");
-  app->footer(
+void addLayersCommand(CommandLine& tool) {
+  auto [options, values] = tool.add(
+      "layers", "Show what each layer of a network takes",
       "Times are medians over the runs, on zeros. Without a config that says otherwise, the network\n"
       "gets as many threads as the machine has processors.\n\n"
-      "Example: tarnkit layers net.onnx --input 3x224x224");
-  addModelOptions(*app, options->model);
-  app->add_option("--runs", options->runs, "How often to run the network, after once to warm up")
-      ->capture_default_str();
-  return {app, [options] { return layers(*options); }};
+      "Example: tarnkit layers net.onnx --input 3x224x224",
+      layers);
+  addModelOptions(options, values.model);
+  options.add("--runs", values.runs, "How often to run the network, after once to warm up")
+      .showDefault();
 }
 
 }  // namespace tarnkit

@@ -1,10 +1,11 @@
+// The options of commands that run a model file on zeros, and its loading.
 #include "apps/commands/model_options.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdint>
 #include <vector>
 
+#include "apps/commands/options.h"
 #include "apps/networks/config_file.h"
 #include "apps/networks/shape_text.h"
 #include "apps/support/failure.h"
@@ -14,22 +15,6 @@ namespace {
 
 // A quarter of a gigabyte of floats: more than any picture, less than what ends in an error of memory.
 constexpr std::int64_t kMostElements = std::int64_t{1} << 26;
-
-TensorSize parseTensorSize(const std::string& text) {
-  TensorSize size;
-  const char* at = text.data();
-  const char* const end = at + text.size();
-  for (int* value : {&size.channels, &size.height, &size.width}) {
-    const auto [stop, error] = std::from_chars(at, end, *value);
-    const bool last = value == &size.width;
-    if (error != std::errc() || (last ? stop != end : stop == end || (*stop != 'x' && *stop != 'X')))
-      throw CLI::ValidationError("--input", "'" + text +
-                                                "' is not of the form CHANNELSxHEIGHTxWIDTH, 3x224x224 "
-                                                "for instance");
-    at = stop + 1;
-  }
-  return size;
-}
 
 TensorSize declaredInput(const std::string& model, const TarnCPU::TarnNet& net) {
   const char* const advice = "; give it with --input";
@@ -62,14 +47,17 @@ TensorSize resolveInput(const ModelOptions& options, const TarnCPU::TarnNet& net
 
 }  // namespace
 
-void addModelOptions(CLI::App& app, ModelOptions& options) {
-  app.add_option("MODEL", options.model, "ONNX file of the network")->required();
-  app.add_option_function<std::string>(
-         "--input", [&options](const std::string& text) { options.input = parseTensorSize(text); },
-         "Size of the network's input; by default what the model file says")
-      ->type_name("CxHxW");
-  app.add_option("--config", options.config, "Inference config to build the network with")
-      ->type_name("FILE");
+void addModelOptions(Options options, ModelOptions& values) {
+  options.add("MODEL", values.model, "ONNX file of the network").required();
+  const auto take_input = [&values](const std::string& text) {
+    const std::vector<int> sides =
+        parseIntegers("--input", text, 3, "xX", "CHANNELSxHEIGHTxWIDTH, 3x224x224 for instance");
+    values.input = TensorSize{sides[0], sides[1], sides[2]};
+  };
+  options
+      .addText("--input", take_input, "Size of the network's input; by default what the model file says")
+      .typeName("CxHxW");
+  options.add("--config", values.config, "Inference config to build the network with").typeName("FILE");
 }
 
 LoadedModel loadModel(const ModelOptions& options, const CapturedLog& log) {

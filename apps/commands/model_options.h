@@ -2,10 +2,10 @@
 #ifndef TN_KITS_APPS_COMMANDS_MODEL_OPTIONS_H_
 #define TN_KITS_APPS_COMMANDS_MODEL_OPTIONS_H_
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 
+#include "apps/commands/command_line.h"
 #include "apps/support/captured_log.h"
 #include "tn_cnn.h"
 
@@ -19,7 +19,7 @@ struct ModelOptions {
   std::string model, config;
   std::optional<TensorSize> input;
 };
-void addModelOptions(CLI::App& app, ModelOptions& options);
+void addModelOptions(Options options, ModelOptions& values);
 
 struct LoadedModel {
   TarnCPU::TarnNet net;

@@ -1,75 +1,39 @@
+// Options that several commands have, and checks of their values.
 #include "apps/commands/options.h"
 
 #include <charconv>
-#include <map>
+#include <cstring>
 
 #include "apps/support/failure.h"
 
 namespace tarnkit {
-namespace {
 
-Size parseSize(const std::string& option, const std::string& text) {
-  Size size;
-  const char* const end = text.data() + text.size();
-  const auto width = std::from_chars(text.data(), end, size.width);
-  if (width.ec == std::errc() && width.ptr != end && (*width.ptr == 'x' || *width.ptr == 'X')) {
-    const auto height = std::from_chars(width.ptr + 1, end, size.height);
-    if (height.ec == std::errc() && height.ptr == end) return size;
-  }
-  throw CLI::ValidationError(option,
-                             "'" + text + "' is not of the form WIDTHxHEIGHT, 640x480 for instance");
-}
-
-}  // namespace
-
-CLI::Option* addSizeOption(CLI::App& app, const std::string& name, Size& size, const std::string& help) {
-  return app
-      .add_option_function<std::string>(
-          name, [&size, name](const std::string& text) { size = parseSize(name, text); }, help)
-      ->type_name("WxH");
-}
-
-std::array<int, 4> parseFourIntegers(const std::string& option, const std::string& text,
-                                     const char* form) {
-  std::array<int, 4> values = {};
+std::vector<int> parseIntegers(const std::string& option, const std::string& text, std::size_t count,
+                               const char* separators, const std::string& form) {
+  std::vector<int> values(count);
   const char *at = text.data(), *const end = text.data() + text.size();
   for (int& value : values) {
     const auto [stop, error] = std::from_chars(at, end, value);
-    const bool last = &value == &values.back();
-    if (error != std::errc() || (last ? stop != end : stop == end || *stop != ','))
-      throw CLI::ValidationError(option, "'" + text + "' is not of the form " + form);
+    const bool is_last = &value == &values.back();
+    const bool is_followed = is_last ? stop == end : stop != end && std::strchr(separators, *stop);
+    if (error != std::errc() || !is_followed)
+      throw UsageError(option, "'" + text + "' is not of the form " + form);
     at = stop + 1;
   }
   return values;
 }
 
-void requireSize(const std::string& option, const Size& size, int largest, Sides sides) {
-  const std::string shown = std::to_string(size.width) + "x" + std::to_string(size.height);
-  if (size.width < 1 || size.height < 1 || size.width > largest || size.height > largest)
-    throw Failure(option, shown + ": width and height must be from 1 to " + std::to_string(largest));
-  if (sides == Sides::kEven && (size.width % 2 != 0 || size.height % 2 != 0))
-    throw Failure(option, shown + ": width and height must be even");
-}
-
-void requireShare(const std::string& option, double value) {
-  if (!(value >= 0.0 && value <= 1.0)) throw Failure(option, "must be from 0 to 1");
-}
-
-void requirePositive(const std::string& option, std::int64_t count) {
-  if (count < 1) throw Failure(option, std::to_string(count) + ": must be 1 or more");
-}
-
-void addTrackerOptions(CLI::App& app, TrackerOptions& options, const std::string& fps_help) {
-  Tarn::TarnBoundingBoxesTrackerParams& params = options.params;
-  const std::string group = "Tracking";
-  addChoice(app, "--filter", options.filter,
-            std::map<std::string, Filter>{{"kalman", Filter::kKalman}, {"one-euro", Filter::kOneEuro}},
-            "What smooths each track: kalman (a motion model; the default) or one-euro "
-            "(a low-pass filter that follows fast movement)")
-      ->group(group);
-  options.fps = app.add_option("--fps", params.fps, fps_help)->group(group);
+void addTrackerOptions(Options options, TrackerOptions& values, const std::string& fps_help) {
+  Tarn::TarnBoundingBoxesTrackerParams& params = values.params;
+  Options tracking = options.group("Tracking");
+  tracking.addChoice(
+      "--filter", values.filter,
+      std::map<std::string, Filter>{{"kalman", Filter::kKalman}, {"one-euro", Filter::kOneEuro}},
+      "What smooths each track: kalman (a motion model; the default) or one-euro "
+      "(a low-pass filter that follows fast movement)");
+  tracking.add("--fps", values.fps, fps_help);
   const auto add = [&](const char* name, auto& value, const char* help) {
-    app.add_option(name, value, help)->capture_default_str()->group(group);
+    tracking.add(name, value, help).showDefault();
   };
   add("--iou-threshold", params.iouThreshold,
       "A detection can only continue a track that it overlaps by more than this, 0 to 1");
@@ -86,12 +50,20 @@ void addTrackerOptions(CLI::App& app, TrackerOptions& options, const std::string
   add("--d-cutoff", params.dCutoff, "One-Euro: cut-off frequency of the speed, Hz");
 }
 
-void applyTrackerParams(const TrackerOptions& options) {
-  try {
-    Tarn::setTrackerParams(options.params);
-  } catch (const std::invalid_argument& refusal) {
-    throw Failure("tracker parameters", refusal.what());
-  }
+void requireSize(const std::string& option, const Size& size, int largest, Sides sides) {
+  if (size.width < 1 || size.height < 1 || size.width > largest || size.height > largest)
+    throw Failure(option,
+                  sizeText(size) + ": width and height must be from 1 to " + std::to_string(largest));
+  if (sides == Sides::kEven && (size.width % 2 != 0 || size.height % 2 != 0))
+    throw Failure(option, sizeText(size) + ": width and height must be even");
+}
+
+void requireShare(const std::string& option, double value) {
+  if (!(value >= 0.0 && value <= 1.0)) throw Failure(option, "must be from 0 to 1");
+}
+
+void requirePositive(const std::string& option, std::int64_t count) {
+  if (count < 1) throw Failure(option, std::to_string(count) + ": must be 1 or more");
 }
 
 }  // namespace tarnkit

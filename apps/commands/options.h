@@ -1,61 +1,48 @@
-// Options that several commands have.
+// Options that several commands have, and checks of their values.
 //
-// A value of the wrong form is a usage error, reported by the parser. A value of the right form that
-// cannot work (a size of 0, a parameter that the library refuses) is bad input: a Failure.
+// A value of the wrong form is wrong usage, a UsageError. A value of the right form that cannot work (a
+// size of 0, a parameter that the library refuses) is bad input, a Failure.
 #ifndef TN_KITS_APPS_COMMANDS_OPTIONS_H_
 #define TN_KITS_APPS_COMMANDS_OPTIONS_H_
 
-#include <CLI/CLI.hpp>
-#include <array>
-#include <map>
+#include <cstdint>
 #include <string>
 #include <vector>
 
+#include "apps/commands/command_line.h"
+#include "apps/support/size.h"
+#include "apps/tensor/placement.h"
 #include "apps/tracking/frame_tracker.h"
-#include "tn_boxtracker.h"
 
 namespace tarnkit {
 
-struct Size {
-  int width = 0, height = 0;
-};
+// `count` integers with one of the separators between them. form: what the user is told was expected.
+std::vector<int> parseIntegers(const std::string& option, const std::string& text, std::size_t count,
+                               const char* separators, const std::string& form);
 
-CLI::Option* addSizeOption(CLI::App& app, const std::string& name, Size& size, const std::string& help);
-
-// A choice by name; the parser lists the names for a wrong one.
-template <class Target, class Value>
-CLI::Option* addChoice(CLI::App& app, const std::string& name, Target& target,
-                       const std::map<std::string, Value>& choices, const std::string& help) {
-  std::vector<std::string> names;
-  for (const auto& choice : choices) names.push_back(choice.first);
-  return app
-      .add_option_function<std::string>(
-          name, [&target, choices](const std::string& text) { target = choices.at(text); }, help)
-      ->check(CLI::IsMember(names));
+// WIDTHxHEIGHT. Target: a Size, or an optional one.
+template <class Target>
+Option addSize(Options options, const std::string& name, Target& size, const std::string& help) {
+  const auto take = [&size, name](const std::string& text) {
+    const std::vector<int> sides =
+        parseIntegers(name, text, 2, "xX", "WIDTHxHEIGHT, 640x480 for instance");
+    size = Size{sides[0], sides[1]};
+  };
+  return options.addText(name, take, help).typeName("WxH");
 }
 
-// "1,2,3,4", the value of `option`; `form` tells the user what was expected, "L,T,R,B" for instance.
-std::array<int, 4> parseFourIntegers(const std::string& option, const std::string& text,
-                                     const char* form);
+// For --filter, --fps and the trackers' parameters, under a heading of their own.
+void addTrackerOptions(Options options, TrackerOptions& values, const std::string& fps_help);
 
 enum class Sides { kAny, kEven };
 // Throws Failure unless both sides are from 1 to `largest`, and even if asked for.
 void requireSize(const std::string& option, const Size& size, int largest, Sides sides);
 
-// Throws Failure unless the value is from 0 to 1; no number is not.
+// Throws Failure unless the value is from 0 to 1; NaN is not.
 void requireShare(const std::string& option, double value);
 
 // Throws Failure for a count below 1.
 void requirePositive(const std::string& option, std::int64_t count);
-
-struct TrackerOptions {
-  Filter filter = Filter::kKalman;
-  Tarn::TarnBoundingBoxesTrackerParams params = Tarn::getTrackerParams();
-  CLI::Option* fps = nullptr;  // to ask whether it was given
-};
-void addTrackerOptions(CLI::App& app, TrackerOptions& options, const std::string& fps_help);
-// Hands the parameters to the library; throws Failure with the reason if it refuses them.
-void applyTrackerParams(const TrackerOptions& options);
 
 }  // namespace tarnkit
 

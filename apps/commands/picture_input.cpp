@@ -1,3 +1,4 @@
+// The input of commands that take one picture or one raw frame.
 #include "apps/commands/picture_input.h"
 
 #include <map>
@@ -8,17 +9,16 @@
 
 namespace tarnkit {
 
-void addPictureInput(CLI::App& app, PictureInput& input) {
+void addPictureInput(Options options, PictureInput& input) {
   static const std::map<std::string, RawFormat> formats = {
       {"nv12", RawFormat::kNv12}, {"nv21", RawFormat::kNv21}, {"i420", RawFormat::kI420}};
-  app.add_option("IN", input.path, "PNG or JPEG, or one raw frame; - reads standard input")->required();
-  CLI::Option* const format = addChoice(app, "--format", input.format, formats,
-                                        "IN is a raw 4:2:0 frame with chroma as UVUV... (nv12), VUVU... "
-                                        "(nv21) or a U and a V plane (i420)");
-  CLI::Option* const frame =
-      addSizeOption(app, "--frame", input.frame, "Size of the raw frame, both even");
-  format->needs(frame);
-  frame->needs(format);
+  options.add("IN", input.path, "PNG or JPEG, or one raw frame; - reads standard input").required();
+  Option format = options.addChoice("--format", input.format, formats,
+                                    "IN is a raw 4:2:0 frame with chroma as UVUV... (nv12), VUVU... "
+                                    "(nv21) or a U and a V plane (i420)");
+  Option frame = addSize(options, "--frame", input.frame, "Size of the raw frame, both even");
+  format.needs(frame);
+  frame.needs(format);
 }
 
 std::vector<std::uint8_t> readRawInput(const PictureInput& input) {
@@ -33,7 +33,7 @@ std::vector<std::uint8_t> readRawInput(const PictureInput& input) {
                       (bytes.size() < expected ? "only " + std::to_string(bytes.size()) + " of"
                                                : std::string("more than")) +
                       " the " + std::to_string(expected) + " bytes of one frame of " +
-                      std::to_string(width) + "x" + std::to_string(height));
+                      sizeText(input.frame));
   return bytes;
 }
 

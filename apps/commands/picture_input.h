@@ -2,7 +2,6 @@
 #ifndef TN_KITS_APPS_COMMANDS_PICTURE_INPUT_H_
 #define TN_KITS_APPS_COMMANDS_PICTURE_INPUT_H_
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -20,7 +19,7 @@ struct PictureInput {
   Size frame;                       // of a raw frame
 };
 // IN, --format and --frame.
-void addPictureInput(CLI::App& app, PictureInput& input);
+void addPictureInput(Options options, PictureInput& input);
 
 // The picture, in colours where the input is a raw frame. Throws Failure.
 Picture readInput(const PictureInput& input);

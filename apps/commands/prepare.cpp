@@ -1,7 +1,6 @@
 // tarnkit prepare: one picture or raw frame to a network's input, as the library prepares frames.
 #include <cstdint>
 #include <map>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -20,8 +19,6 @@
 
 namespace tarnkit {
 namespace {
-
-constexpr int kLargestTensor = 8192;
 
 constexpr std::uint32_t kQuarterTurns = TN_ORIENT_ANTI_ROTATE_90 | TN_ORIENT_ROTATE_90;
 constexpr std::uint32_t kHalfTurns = TN_ORIENT_ROTATE_180 | TN_ORIENT_ROTATE_180_B;
@@ -74,7 +71,7 @@ void requireTurnableSize(const PrepareOptions& options) {
   const bool half_of_yuv = (options.orient & kHalfTurns) != 0 && options.input.format.has_value();
   const auto [width, height] = options.size;
   if ((quarter || half_of_yuv) && (width != height || width % 4 != 0))
-    throw Failure("--size", std::to_string(width) + "x" + std::to_string(height) +
+    throw Failure("--size", sizeText(options.size) +
                                 ": must be a square with a side that is a multiple of 4 for this turn");
 }
 
@@ -105,58 +102,61 @@ int prepare(const PrepareOptions& options) {
 }
 
 Crop parseCrop(const std::string& text) {
-  const auto [left, top, right, bottom] = parseFourIntegers("--crop", text, "LEFT,TOP,RIGHT,BOTTOM");
-  if (right < left || bottom < top)
+  const std::vector<int> at = parseIntegers("--crop", text, 4, ",", "LEFT,TOP,RIGHT,BOTTOM");
+  const Crop crop = {at[0], at[1], at[2], at[3]};
+  if (crop.right < crop.left || crop.bottom < crop.top)
     throw Failure("--crop", text +
                                 ": has no pixels: right and bottom are the last ones, not below left "
                                 "and top");
-  return {left, top, right, bottom};
+  return crop;
 }
 
 }  // namespace
 
-Command makePrepareCommand(CLI::App& tool) {
-  const auto options = std::make_shared<PrepareOptions>();
-  CLI::App* const app = tool.add_subcommand(
-      "prepare", "Turn one picture or raw frame upright and into a network's input tensor");
-  app->footer(
+void addPrepareCommand(CommandLine& tool) {
+  static const std::map<std::string, bool> orders = {{"rgb", false}, {"bgr", true}};
+  static const std::map<std::string, bool> paddings = {{"grey", true}, {"black", false}};
+  auto [options, values] = tool.add(
+      "prepare", "Turn one picture or raw frame upright and into a network's input tensor",
       "The values, 0 to 255, are those of the library's getInMat, or getInMat_m1 for --crop. NV12 and\n"
       "NV21 frames have colours in their upper half only, and come whole whatever the crop. JPEG\n"
       "pictures are taken as stored: the orientation that the camera noted in them turns nothing.\n\n"
       "Examples: tarnkit prepare photo.png -o in.npy --size 640x640 --orient 2 --order bgr\n"
       "          tarnkit prepare camera.yuv -o in.png --size 320x320 --format i420 --frame 1920x1080 "
       "\\\n"
-      "            --crop 400,200,719,519");
-  addPictureInput(*app, options->input);
-  app->add_option("-o,--output", options->output,
-                  "NumPy file (.npy) of float32 values of shape (3, height, width), or PNG file (.png) "
-                  "that shows the first plane in red, the second in green, the third in blue; - writes "
-                  "NumPy to standard output")
-      ->required()
-      ->type_name("OUT.npy|OUT.png")
-      ->check(tensorFileFault);
-  addSizeOption(*app, "--size", options->size,
-                "Size of the tensor; for quarter turns a square, with a side that is a multiple of 4")
-      ->required();
-  app->add_option(
-         "--orient", options->orient,
-         "What turns the stored picture upright, a sum of: 1 a quarter turn anticlockwise, 2 one "
-         "clockwise, 4 or 64 a half turn; then 8 top to bottom, 16 left to right")
-      ->type_name("BITS")
-      ->capture_default_str();
-  addChoice(*app, "--order", options->to_bgr, std::map<std::string, bool>{{"rgb", false}, {"bgr", true}},
-            "Which colour is in the first plane: red (rgb; the default) or blue (bgr)");
-  CLI::Option* const crop =
-      app->add_option_function<std::string>(
-             "--crop", [options](const std::string& text) { options->crop = parseCrop(text); },
-             "First column and row, last column and row, in pixels of the stored picture; may reach "
-             "outside it")
-          ->type_name("L,T,R,B");
-  addChoice(*app, "--pad", options->pad_grey,
-            std::map<std::string, bool>{{"grey", true}, {"black", false}},
-            "What shows where the crop reaches outside: black (the default) or grey")
-      ->needs(crop);
-  return {app, [options] { return prepare(*options); }};
+      "            --crop 400,200,719,519",
+      prepare);
+  addPictureInput(options, values.input);
+  options
+      .add("-o,--output", values.output,
+           "NumPy file (.npy) of float32 values of shape (3, height, width), or PNG file (.png) "
+           "that shows the first plane in red, the second in green, the third in blue; - writes "
+           "NumPy to standard output")
+      .required()
+      .typeName("OUT.npy|OUT.png")
+      .check(tensorFileFault);
+  addSize(options, "--size", values.size,
+          "Size of the tensor; for quarter turns a square, with a side that is a multiple of 4")
+      .required();
+  options
+      .add("--orient", values.orient,
+           "What turns the stored picture upright, a sum of: 1 a quarter turn anticlockwise, 2 one "
+           "clockwise, 4 or 64 a half turn; then 8 top to bottom, 16 left to right")
+      .typeName("BITS")
+      .showDefault();
+  options.addChoice("--order", values.to_bgr, orders,
+                    "Which colour is in the first plane: red (rgb; the default) or blue (bgr)");
+  const auto take_crop = [&crop = values.crop](const std::string& text) { crop = parseCrop(text); };
+  const Option crop =
+      options
+          .addText("--crop", take_crop,
+                   "First column and row, last column and row, in pixels of the stored picture; may "
+                   "reach outside it")
+          .typeName("L,T,R,B");
+  options
+      .addChoice("--pad", values.pad_grey, paddings,
+                 "What shows where the crop reaches outside: black (the default) or grey")
+      .needs(crop);
 }
 
 }  // namespace tarnkit

@@ -48,10 +48,7 @@ int sample(const SampleOptions& options) {
     ProgressBar progress(options.frames);
     for (std::int64_t number = 1; number <= options.frames && interruptSignal() == 0; ++number) {
       video.write(scene->draw(number));
-      std::string lines;
-      for (const MotBox& box : scene->boxes(number)) lines += motLine(number, box);
-      detections.write(lines);
-      detections.markComplete();
+      detections.writeComplete(motLines(number, scene->boxes(number)));
       progress.show(number);
     }
   }
@@ -62,29 +59,30 @@ int sample(const SampleOptions& options) {
 
 }  // namespace
 
-Command makeSampleCommand(CLI::App& tool) {
-  const auto options = std::make_shared<SampleOptions>();
-  CLI::App* const app =
-      tool.add_subcommand("sample", "Make a small video of moving figures, and the file of their boxes");
-  app->footer(
-      "Something to try the other commands on:\n"
-      "  tarnkit sample walk.mp4 --detections walk.txt\n"
-      "  tarnkit run walk.mp4 --detector mot:walk.txt -o tracked.mp4\n"
-      "  tarnkit sample figures.mp4 --scene figures --detections truth.txt\n"
-      "  tarnkit run figures.mp4 --detector onnx --tracks tracks.txt\n"
-      "  tarnkit score tracks.txt truth.txt");
-  app->add_option("OUT.mp4", options->video, "Video to write, 25 frames a second")->required();
-  app->add_option("--detections", options->detections,
-                  "File for the boxes, MOTChallenge text; - writes standard output")
-      ->required()
-      ->type_name("FILE");
-  addChoice(*app, "--scene", options->film,
-            std::map<std::string, Film>{{"walkers", Film::kWalkers}, {"figures", Film::kFigures}},
-            "walkers go on foot, never meeting (the default); figures are red, green and blue shapes "
-            "that pass in front of each other");
-  app->add_option("--frames", options->frames, "Length in frames")->capture_default_str();
-  addSizeOption(*app, "--frame", options->frame, "Size of the frames, both even (default: 640x480)");
-  return {app, [options] { return sample(*options); }};
+void addSampleCommand(CommandLine& tool) {
+  static const std::map<std::string, Film> films = {{"walkers", Film::kWalkers},
+                                                    {"figures", Film::kFigures}};
+  auto [options, values] =
+      tool.add("sample", "Make a small video of moving figures, and the file of their boxes",
+               "Something to try the other commands on:\n"
+               "  tarnkit sample walk.mp4 --detections walk.txt\n"
+               "  tarnkit run walk.mp4 --detector mot:walk.txt -o tracked.mp4\n"
+               "  tarnkit sample figures.mp4 --scene figures --detections truth.txt\n"
+               "  tarnkit run figures.mp4 --detector onnx --tracks tracks.txt\n"
+               "  tarnkit score tracks.txt truth.txt",
+               sample);
+  options.add("OUT.mp4", values.video, "Video to write, 25 frames a second").required();
+  options
+      .add("--detections", values.detections,
+           "File for the boxes, MOTChallenge text; - writes standard output")
+      .required()
+      .typeName("FILE");
+  options.addChoice(
+      "--scene", values.film, films,
+      "walkers go on foot, never meeting (the default); figures are red, green and blue shapes "
+      "that pass in front of each other");
+  options.add("--frames", values.frames, "Length in frames").showDefault();
+  addSize(options, "--frame", values.frame, "Size of the frames, both even (default: 640x480)");
 }
 
 }  // namespace tarnkit

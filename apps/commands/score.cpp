@@ -1,5 +1,4 @@
 // tarnkit score: tracks against the truth.
-#include <memory>
 #include <string>
 
 #include "apps/commands/command.h"
@@ -33,20 +32,20 @@ int score(const ScoreOptions& options) {
 
 }  // namespace
 
-Command makeScoreCommand(CLI::App& tool) {
-  const auto options = std::make_shared<ScoreOptions>();
-  CLI::App* const app = tool.add_subcommand("score", "Compare tracks with the truth");
-  app->footer(
+void addScoreCommand(CommandLine& tool) {
+  auto [options, values] = tool.add(
+      "score", "Compare tracks with the truth",
       "Both files are MOTChallenge text. Recall is the share of the truth's boxes that a track's box\n"
       "matches, precision the share of the tracks' boxes that match one; an identity switch is an\n"
       "object's match by another track than the last one that matched it. Labels are not compared.\n\n"
-      "Example: tarnkit score tracks.txt truth.txt");
-  app->add_option("TRACKS", options->tracks, "File of tracks; - reads standard input")->required();
-  app->add_option("TRUTH", options->truth, "File of the true boxes; - reads standard input")->required();
-  app->add_option("--overlap", options->overlap,
-                  "Boxes match from this share of their union on that they have in common, 0 to 1")
-      ->capture_default_str();
-  return {app, [options] { return score(*options); }};
+      "Example: tarnkit score tracks.txt truth.txt",
+      score);
+  options.add("TRACKS", values.tracks, "File of tracks; - reads standard input").required();
+  options.add("TRUTH", values.truth, "File of the true boxes; - reads standard input").required();
+  options
+      .add("--overlap", values.overlap,
+           "Boxes match from this share of their union on that they have in common, 0 to 1")
+      .showDefault();
 }
 
 }  // namespace tarnkit

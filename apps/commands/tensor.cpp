@@ -1,5 +1,4 @@
 // tarnkit tensor: one frame of a video to a NumPy file.
-#include <memory>
 #include <string>
 
 #include "apps/commands/colour_options.h"
@@ -15,13 +14,11 @@
 namespace tarnkit {
 namespace {
 
-constexpr int kLargestTensor = 8192;
-
 struct TensorOptions {
   std::string video, output;
   std::int64_t frame = 1;
   Size size;
-  ColourOptions colour;
+  ColourChoice colour;
 };
 
 int tensor(const TensorOptions& options) {
@@ -48,22 +45,20 @@ int tensor(const TensorOptions& options) {
 
 }  // namespace
 
-Command makeTensorCommand(CLI::App& tool) {
-  const auto options = std::make_shared<TensorOptions>();
-  CLI::App* const app =
-      tool.add_subcommand("tensor", "Turn one frame of a video into a network's input tensor");
-  app->footer(
+void addTensorCommand(CommandLine& tool) {
+  auto [options, values] = tool.add(
+      "tensor", "Turn one frame of a video into a network's input tensor",
       "The file holds float32 values of shape (3, height, width) and opens with numpy.load.\n\n"
       "Example: tarnkit tensor walk.mp4 --frame 1 --size 640x640 --scale 0.0039,0.0039,0.0039 -o "
-      "in.npy");
-  app->add_option("VIDEO", options->video, "Any video that FFmpeg reads")->required();
-  app->add_option("--frame", options->frame, "Which frame; the first is 1")->capture_default_str();
-  addSizeOption(*app, "--size", options->size, "Size of the tensor; both even")->required();
-  app->add_option("-o,--output", options->output, "NumPy file to write; - writes standard output")
-      ->required()
-      ->type_name("OUT.npy");
-  addColourOptions(*app, options->colour);
-  return {app, [options] { return tensor(*options); }};
+      "in.npy",
+      tensor);
+  options.add("VIDEO", values.video, "Any video that FFmpeg reads").required();
+  options.add("--frame", values.frame, "Which frame; the first is 1").showDefault();
+  addSize(options, "--size", values.size, "Size of the tensor; both even").required();
+  options.add("-o,--output", values.output, "NumPy file to write; - writes standard output")
+      .required()
+      .typeName("OUT.npy");
+  addColourOptions(options.group("Tensor"), values.colour);
 }
 
 }  // namespace tarnkit

@@ -62,12 +62,9 @@ int track(const TrackOptions& options) {
       makeFrameTracker(options.tracker.filter, options.frame.width, options.frame.height);
 
   const auto track_frame = [&](std::int64_t number, const std::vector<MotBox>& boxes) {
-    std::string lines;
-    for (const Tarn::TarnIdentifiedBox& box :
-         tracker->track(number, toFractions(boxes, options.frame.width, options.frame.height)))
-      lines += motLine(number, toPixels(box, options.frame.width, options.frame.height));
-    out.write(lines);
-    out.markComplete();
+    const auto [width, height] = options.frame;
+    out.writeComplete(motLines(
+        number, toPixels(tracker->track(number, toFractions(boxes, width, height)), width, height)));
   };
   std::int64_t previous = frames.empty() ? 0 : frames.begin()->first - 1;
   for (const auto& [number, boxes] : frames) {
@@ -85,24 +82,22 @@ int track(const TrackOptions& options) {
 
 }  // namespace
 
-Command makeTrackCommand(CLI::App& tool) {
-  const auto options = std::make_shared<TrackOptions>();
-  CLI::App* const app = tool.add_subcommand(
-      "track", "Follow detected boxes from frame to frame and give each object an identity");
-  app->footer(
+void addTrackCommand(CommandLine& tool) {
+  auto [options, values] = tool.add(
+      "track", "Follow detected boxes from frame to frame and give each object an identity",
       "Both files are MOTChallenge text, one box a line: frame,id,left,top,width,height,score,...\n"
       "Frames count from 1 and may come in any order; a frame that is missing has no boxes. The ids of\n"
       "the detections are not used.\n\n"
-      "Example: tarnkit track det.txt --frame 640x480 --max-confidence 5 -o tracks.txt");
-  app->add_option("DETECTIONS", options->detections,
-                  "File of detected boxes in pixels; - reads standard input")
-      ->required();
-  addSizeOption(*app, "--frame", options->frame, "Size of the video's frames in pixels")->required();
-  app->add_option("-o,--output", options->tracks, "File of tracks to write; - writes standard output")
-      ->required()
-      ->type_name("TRACKS");
-  addTrackerOptions(*app, options->tracker, "Frames a second of the video (default: 25)");
-  return {app, [options] { return track(*options); }};
+      "Example: tarnkit track det.txt --frame 640x480 --max-confidence 5 -o tracks.txt",
+      track);
+  options
+      .add("DETECTIONS", values.detections, "File of detected boxes in pixels; - reads standard input")
+      .required();
+  addSize(options, "--frame", values.frame, "Size of the video's frames in pixels").required();
+  options.add("-o,--output", values.tracks, "File of tracks to write; - writes standard output")
+      .required()
+      .typeName("TRACKS");
+  addTrackerOptions(options, values.tracker, "Frames a second of the video (default: 25)");
 }
 
 }  // namespace tarnkit

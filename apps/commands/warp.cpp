@@ -2,7 +2,6 @@
 #include <cmath>
 #include <cstddef>
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -45,10 +44,9 @@ int warp(const WarpOptions& options) {
   const Picture picture = toPlanar(readPicture(options.input));
   const int w = picture.width, h = picture.height, least = options.variant.smallest_side;
   if (w < least || h < least)
-    throw Failure(inputName(options.input), "is " + std::to_string(w) + "x" + std::to_string(h) +
+    throw Failure(inputName(options.input), "is " + sizeText({w, h}) +
                                                 ", too small for this variant, which takes " +
-                                                std::to_string(least) + "x" + std::to_string(least) +
-                                                " and up");
+                                                sizeText({least, least}) + " and up");
   const std::vector<float> source(picture.bytes.begin(), picture.bytes.end());
   std::vector<float> result(source.size());
   const auto view = [&](const std::vector<float>& values) {
@@ -64,33 +62,30 @@ int warp(const WarpOptions& options) {
 
 }  // namespace
 
-Command makeWarpCommand(CLI::App& tool) {
-  const auto options = std::make_shared<WarpOptions>();
-  CLI::App* const app =
-      tool.add_subcommand("warp", "Turn, scale, shift and shear one picture by an affine matrix");
-  app->footer(
+void addWarpCommand(CommandLine& tool) {
+  auto [options, values] = tool.add(
+      "warp", "Turn, scale, shift and shear one picture by an affine matrix",
       "The variants differ in what is outside the picture. affine and optimized: black, as are the\n"
       "picture's first row and column; optimized skews pictures that are not square. sse: mixtures of\n"
       "the two pixels at the edge. sse-hwc: the edge goes on.\n\n"
       "Examples: tarnkit warp face.png upright.png --matrix 0.9,0.2,0,-0.2,0.9,0 --variant sse-hwc\n"
-      "          tarnkit warp photo.jpg mirrored.npy --matrix -1,0,0,0,1,0");
-  app->add_option("IN", options->input, "PNG or JPEG; - reads standard input; alpha is dropped")
-      ->required();
-  app->add_option("OUT", options->output,
-                  "NumPy file (.npy) of float32 values of shape (3, height, width), or PNG file (.png) "
-                  "with values rounded and brought into 0 to 255; - writes NumPy to standard output")
-      ->required()
-      ->check(tensorFileFault);
-  app->add_option("--matrix", options->matrix,
-                  "The pixel at (x, y) of OUT is the one at (Ax + By + C, Dx + Ey + F) of IN, where -1 "
-                  "to 1 spans the picture from edge to edge, left to right and top to bottom")
-      ->delimiter(',')
-      ->expected(6)
-      ->type_name("A,B,C,D,E,F")
-      ->required();
-  addChoice(*app, "--variant", options->variant, variants(),
-            "Which of the library's warps (default: affine)");
-  return {app, [options] { return warp(*options); }};
+      "          tarnkit warp photo.jpg mirrored.npy --matrix -1,0,0,0,1,0",
+      warp);
+  options.add("IN", values.input, "PNG or JPEG; - reads standard input; alpha is dropped").required();
+  options
+      .add("OUT", values.output,
+           "NumPy file (.npy) of float32 values of shape (3, height, width), or PNG file (.png) "
+           "with values rounded and brought into 0 to 255; - writes NumPy to standard output")
+      .required()
+      .check(tensorFileFault);
+  options
+      .addFloats("--matrix", values.matrix, 6,
+                 "The pixel at (x, y) of OUT is the one at (Ax + By + C, Dx + Ey + F) of IN, where -1 "
+                 "to 1 spans the picture from edge to edge, left to right and top to bottom")
+      .typeName("A,B,C,D,E,F")
+      .required();
+  options.addChoice("--variant", values.variant, variants(),
+                    "Which of the library's warps (default: affine)");
 }
 
 }  // namespace tarnkit

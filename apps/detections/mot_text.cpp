@@ -121,6 +121,12 @@ std::string motLine(std::int64_t frame, const MotBox& box) {
   return line + ",-1,-1,-1\n";
 }
 
+std::string motLines(std::int64_t frame, const std::vector<MotBox>& boxes) {
+  std::string lines;
+  for (const MotBox& box : boxes) lines += motLine(frame, box);
+  return lines;
+}
+
 std::vector<Tarn::TarnBoundingBox2D> toFractions(const std::vector<MotBox>& boxes, int frame_width,
                                                  int frame_height) {
   std::vector<Tarn::TarnBoundingBox2D> fractions;
@@ -133,13 +139,16 @@ std::vector<Tarn::TarnBoundingBox2D> toFractions(const std::vector<MotBox>& boxe
   return fractions;
 }
 
-MotBox toPixels(const Tarn::TarnIdentifiedBox& box, int frame_width, int frame_height) {
-  return {box.id,
-          static_cast<double>(box.x) * frame_width,
-          static_cast<double>(box.y) * frame_height,
-          static_cast<double>(box.w) * frame_width,
-          static_cast<double>(box.h) * frame_height,
-          static_cast<double>(box.score)};
+std::vector<MotBox> toPixels(const std::vector<Tarn::TarnIdentifiedBox>& boxes, int frame_width,
+                             int frame_height) {
+  std::vector<MotBox> pixels;
+  pixels.reserve(boxes.size());
+  for (const Tarn::TarnIdentifiedBox& box : boxes)
+    pixels.push_back({box.id, static_cast<double>(box.x) * frame_width,
+                      static_cast<double>(box.y) * frame_height,
+                      static_cast<double>(box.w) * frame_width,
+                      static_cast<double>(box.h) * frame_height, static_cast<double>(box.score)});
+  return pixels;
 }
 
 }  // namespace tarnkit

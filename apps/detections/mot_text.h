@@ -35,11 +35,14 @@ MotFrames readMotFrames(std::istream& in, const std::string& name);
 // coordinates with three decimals, the score as short as it can be read back, -1 in the last three
 // fields.
 std::string motLine(std::int64_t frame, const MotBox& box);
+// The lines of all boxes of a frame.
+std::string motLines(std::int64_t frame, const std::vector<MotBox>& boxes);
 
 // Between pixels and the fractions of the frame that the trackers work on.
 std::vector<Tarn::TarnBoundingBox2D> toFractions(const std::vector<MotBox>& boxes, int frame_width,
                                                  int frame_height);
-MotBox toPixels(const Tarn::TarnIdentifiedBox& box, int frame_width, int frame_height);
+std::vector<MotBox> toPixels(const std::vector<Tarn::TarnIdentifiedBox>& boxes, int frame_width,
+                             int frame_height);
 
 }  // namespace tarnkit
 

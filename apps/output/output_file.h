@@ -29,6 +29,12 @@ class OutputFile {
   void write(const void* data, std::size_t size);
   void write(const std::string& text) { write(text.data(), text.size()); }
 
+  // The same, and what was written so far is then complete.
+  void writeComplete(const std::string& text) {
+    write(text);
+    markComplete();
+  }
+
   // Everything written so far is worth keeping.
   void markComplete() { complete_ = written_; }
 

@@ -4,6 +4,9 @@
 
 namespace tarnkit {
 
+// No side of a tensor that a command makes is longer.
+constexpr int kLargestTensor = 8192;
+
 // Pixels of the tensor.
 struct Placement {
   int left, top, width, height;

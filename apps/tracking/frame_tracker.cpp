@@ -1,6 +1,8 @@
+// The trackers of one process: their parameters and clock are the library's, which all share.
 #include "apps/tracking/frame_tracker.h"
 
 #include <cmath>
+#include <stdexcept>
 #include <string>
 
 #include "apps/support/failure.h"
@@ -46,6 +48,16 @@ class TrackerOf final : public FrameTracker {
 };
 
 }  // namespace
+
+void applyTrackerParams(const TrackerOptions& options, std::optional<float> video_fps) {
+  Tarn::TarnBoundingBoxesTrackerParams params = options.params;
+  params.fps = options.fps.value_or(video_fps.value_or(params.fps));
+  try {
+    Tarn::setTrackerParams(params);
+  } catch (const std::invalid_argument& refusal) {
+    throw Failure("tracker parameters", refusal.what());
+  }
+}
 
 std::unique_ptr<FrameTracker> makeFrameTracker(Filter filter, int frame_width, int frame_height) {
   if (filter == Filter::kOneEuro)

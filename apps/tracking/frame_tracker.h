@@ -1,9 +1,10 @@
-// The library's trackers behind one face, with a clock that follows the frame numbers.
+// The library's trackers behind one interface, with a clock that follows the frame numbers.
 #ifndef TN_KITS_APPS_TRACKING_FRAME_TRACKER_H_
 #define TN_KITS_APPS_TRACKING_FRAME_TRACKER_H_
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "tn_boxtracker.h"
@@ -11,6 +12,15 @@
 namespace tarnkit {
 
 enum class Filter { kKalman, kOneEuro };
+
+struct TrackerOptions {
+  Filter filter = Filter::kKalman;
+  Tarn::TarnBoundingBoxesTrackerParams params;
+  std::optional<float> fps;  // none: the video's, or that of `params`
+};
+// Hands the parameters to the library; throws Failure with the reason if it refuses them. video_fps: of
+// the video, where there is one.
+void applyTrackerParams(const TrackerOptions& options, std::optional<float> video_fps = {});
 
 class FrameTracker {
  public:

@@ -7,19 +7,9 @@
 #include <memory>
 #include <string>
 
-#include "apps/video/picture_converter.h"
-#include "tn_image.h"
+#include "apps/video/frame_source.h"
 
 namespace tarnkit {
-
-struct VideoInfo {
-  int width, height;             // of the frames handed out: even
-  int rate_num, rate_den;        // frames a second as a fraction; 25 / 1 where the file does not say
-  std::int64_t frames_expected;  // what the file claims, 0 if it does not
-  YuvColour colour;              // of the frames handed out
-
-  double fps() const { return static_cast<double>(rate_num) / rate_den; }
-};
 
 // Decodes the best video stream of a file in order.
 //
@@ -31,24 +21,20 @@ struct VideoInfo {
 //
 // Colour: matrix and range as the stream is tagged. Untagged it is BT.601 for fewer than 720 lines
 // and BT.709 from there on, limited range.
-class VideoReader {
+class VideoReader final : public FrameSource {
  public:
   // path: a file, a URL, or "-" for standard input. Throws Failure naming the path if it cannot be
   // opened or is no video, or if an interrupt was noted before that was known.
   explicit VideoReader(const std::string& path);
-  ~VideoReader();
-  VideoReader(const VideoReader&) = delete;
-  VideoReader& operator=(const VideoReader&) = delete;
+  ~VideoReader() override;
 
-  // Decodes the first frame if next() has not yet, and throws as it does for that frame.
-  const VideoInfo& info();
+  const VideoInfo& info() override;
 
-  // The next frame, valid until the next call; false at the end, when reading fails midway, or when an
-  // interrupt was noted while reading. Damaged packets are passed over. Throws Failure in place of the
-  // first frame if there is none that can be decoded or an interrupt was noted before it.
-  bool next(_TN_Image& frame);
-  // Bytes that may be read at that frame.
-  std::size_t frameBytes() const;
+  // False also when reading fails midway, or when an interrupt was noted while reading. Damaged packets
+  // are passed over. Throws Failure in place of the first frame if there is none that can be decoded or
+  // an interrupt was noted before it.
+  bool next(_TN_Image& frame) override;
+  std::size_t frameBytes() const override;
 
   // Throws Failure if what looked like the end was a fault of reading: all frames up to it were handed
   // out, and may be made use of before.

@@ -6,7 +6,7 @@
 #include <opencv2/core.hpp>
 #include <string>
 
-#include "apps/video/video_reader.h"
+#include "apps/video/frame_source.h"
 
 namespace tarnkit {
 

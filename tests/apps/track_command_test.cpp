@@ -116,9 +116,8 @@ TEST_F(TrackCommand, OneEuroClockFollowsTheFrameNumbers) {
   std::string expected;
   for (std::int64_t frame = 1; frame <= 21; ++frame) {
     seconds = static_cast<double>(frame) / kFps;
-    for (const Tarn::TarnIdentifiedBox& box :
-         tracker.track(tarnkit::toFractions(detections[frame], 640, 480)))
-      expected += tarnkit::motLine(frame, tarnkit::toPixels(box, 640, 480));
+    const auto boxes = tracker.track(tarnkit::toFractions(detections[frame], 640, 480));
+    expected += tarnkit::motLines(frame, tarnkit::toPixels(boxes, 640, 480));
   }
   Tarn::setTrackerClock(nullptr);
   Tarn::setTrackerParams(before);

@@ -1,0 +1,145 @@
+// A video through the whole pipeline, frame by frame.
+#include "apps/pipeline/pipeline.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+
+#include "apps/detections/mot_text.h"
+#include "apps/output/npy.h"
+#include "apps/support/failure.h"
+#include "apps/support/interrupt.h"
+
+namespace tarnkit {
+namespace {
+
+enum Stage : std::size_t { kDecode, kTensor, kNetwork, kDetect, kTrack, kDraw };
+
+// Networks mostly take colours from 0 to 1.
+constexpr float kUnitScale = 1.0f / 255.0f;
+
+void makeFolder(const std::string& folder) {
+  std::error_code error;
+  std::filesystem::create_directories(folder, error);
+  if (error) throw Failure(folder, "cannot be made: " + error.message());
+}
+
+}  // namespace
+
+Size tensorSize(const std::optional<Size>& wanted, const Detector& detector) {
+  Size size = wanted.value_or(PipelineOptions().size);
+  const std::optional<TensorNeed> need = detector.tensorNeed();
+  if (!need) return size;
+  if (need->width > 0) size.width = need->width;
+  if (need->height > 0) size.height = need->height;
+  if (wanted && sizeText(*wanted) != sizeText(size))
+    throw Failure("--size", "the network takes " + sizeText(size));
+  if (size.width > kLargestTensor || size.height > kLargestTensor || size.width % 2 != 0 ||
+      size.height % 2 != 0)
+    throw Failure("--detector", "the network takes " + sizeText(size) +
+                                    ", and sides must be even, at most " +
+                                    std::to_string(kLargestTensor));
+  return size;
+}
+
+Pipeline::Pipeline(FrameSource& frames, Detector& detector, const PipelineOptions& options)
+    : frames_(frames),
+      detector_(detector),
+      options_(options),
+      has_network_(detector.tensorNeed().has_value()),
+      times_({"decode", "tensor", "network", "detect", "track", "draw and encode"}),
+      has_frame_(takeFrame()),
+      info_(frames.info()) {
+  applyTrackerParams(options_.tracker, static_cast<float>(info_.fps()));
+  tensor_maker_.emplace(info_.width, info_.height, options_.size.width, options_.size.height,
+                        resolveColour(options_.colour, info_.colour, has_network_ ? kUnitScale : 1.0f),
+                        has_network_ ? Fit::kLetterbox : Fit::kStretch);
+  if (!options_.tensors.empty()) makeFolder(options_.tensors);
+  if (!options_.tracks.empty()) track_file_.emplace(options_.tracks);
+  if (options_.pictures.any())
+    pictures_.emplace(options_.pictures, info_,
+                      [this](int label) { return detector_.labelName(label); });
+  tracker_ = makeFrameTracker(options_.tracker.filter, info_.width, info_.height);
+}
+
+bool Pipeline::takeFrame() {
+  if (interruptSignal() != 0 || (options_.frames && done_ >= *options_.frames)) return false;
+  times_.start();
+  if (!frames_.next(frame_)) return false;
+  times_.finish(kDecode);
+  return true;
+}
+
+void Pipeline::writeTensor(const _TN_Image& tensor) const {
+  char name[32];
+  std::snprintf(name, sizeof(name), "%06lld.npy", static_cast<long long>(done_));
+  writeNpy((std::filesystem::path(options_.tensors) / name).string(),
+           static_cast<const float*>(tensor.data), 3, tensor.height, tensor.width);
+}
+
+bool Pipeline::step() {
+  if (!has_frame_ && !takeFrame()) return false;
+  has_frame_ = false;
+  ++done_;
+  times_.start();
+  const _TN_Image& tensor = tensor_maker_->make({frame_, frames_.frameBytes()});
+  times_.finish(kTensor);
+  if (!options_.tensors.empty()) writeTensor(tensor);
+
+  const DetectorInput input = {done_, frame_, tensor, tensor_maker_->placement()};
+  times_.start();
+  if (has_network_) {
+    detector_.runNetwork(input);
+    times_.finish(kNetwork);
+  }
+  const std::vector<Tarn::TarnBoundingBox2D> detections = detector_.detect(input);
+  times_.finish(kDetect);
+  tracks_ = tracker_->track(done_, detections);
+  times_.finish(kTrack);
+
+  detections_ += static_cast<std::int64_t>(detections.size());
+  for (const Tarn::TarnIdentifiedBox& box : tracks_) {
+    const std::size_t index = static_cast<std::size_t>(box.id);
+    if (index >= seen_.size()) seen_.resize(index + 1);
+    if (!seen_[index]) ++identities_;
+    seen_[index] = true;
+  }
+  if (track_file_)
+    track_file_->writeComplete(motLines(done_, toPixels(tracks_, info_.width, info_.height)));
+  if (pictures_) {
+    times_.start();
+    pictures_->add(done_, frame_, tracks_);
+    times_.finish(kDraw);
+  }
+  return true;
+}
+
+void Pipeline::close() {
+  if (track_file_) track_file_->close();
+  if (pictures_) pictures_->close();
+}
+
+std::int64_t Pipeline::framesExpected() const {
+  const std::int64_t whole = info_.frames_expected;
+  return options_.frames && (whole == 0 || *options_.frames < whole) ? *options_.frames : whole;
+}
+
+// How much of the work on a frame is the network's and how much is done around it.
+std::string Pipeline::networkShare() const {
+  const double network = times_.median(kNetwork);
+  const double around = times_.median(kTensor) + times_.median(kDetect) + times_.median(kTrack);
+  if (network <= 0.0) return {};
+  char line[128];
+  std::snprintf(line, sizeof(line), "network %.1f %%, tensor, detect and track %.1f %% of their sum\n",
+                100.0 * network / (network + around), 100.0 * around / (network + around));
+  return line;
+}
+
+std::string Pipeline::summary(std::int64_t damaged_packets) const {
+  std::string text = "frames " + std::to_string(done_) + ", detections " + std::to_string(detections_) +
+                     ", tracks " + std::to_string(identities_);
+  if (damaged_packets > 0) text += ", damaged packets passed over " + std::to_string(damaged_packets);
+  return text + "\n" + times_.table() + networkShare();
+}
+
+}  // namespace tarnkit
