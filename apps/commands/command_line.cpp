@@ -55,7 +55,7 @@ template Option Options::add(const std::string&, float&, const std::string&);
 template Option Options::add(const std::string&, double&, const std::string&);
 template Option Options::add(const std::string&, std::optional<std::int64_t>&, const std::string&);
 
-// An optional float of the parser's own would be left empty by an empty text, which is wrong usage.
+// An empty text is 0 for a float; an optional float of the parser's own would be left without a value.
 Option Options::add(const std::string& name, std::optional<float>& value, const std::string& help) {
   return finished(command_->add_option_function<float>(
       name, [&value](const float& given) { value = given; }, help));

@@ -14,28 +14,31 @@ using Tarn::TarnBoundingBox2D;
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinite = std::numeric_limits<float>::infinity();
 
+std::vector<float> valuesOf(const TarnBoundingBox2D& box) {
+  return {box.x, box.y, box.w, box.h, box.score};
+}
+
 TEST(BoxDecoding, LayoutIsReadOffTheShape) {
-  struct Case {
-    int channels, rows, columns;
-    int boxes, classes;  // 0 boxes: refused
-    BoxOutput::Layout layout;
-  };
   constexpr auto kRows = BoxOutput::Layout::kRows, kColumns = BoxOutput::Layout::kColumns;
-  static const Case cases[] = {
-      {1, 4096, 8, 4096, 3, kRows}, {1, 7, 6, 7, 1, kRows},    {1, 84, 8400, 8400, 80, kColumns},
-      {1, 5, 6, 6, 1, kColumns},    {1, 8, 8, 0, 0, kRows},    {1, 100, 5, 0, 0, kRows},
-      {1, 4, 100, 0, 0, kRows},     {24, 80, 80, 0, 0, kRows}, {3, 4096, 8, 0, 0, kRows},
-      {1, 1, 10, 0, 0, kRows},      {1, 0, 8, 0, 0, kRows},    {0, 0, 0, 0, 0, kRows},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(testing::Message() << c.channels << "x" << c.rows << "x" << c.columns);
-    const auto output = readLayout(c.channels, c.rows, c.columns, nullptr);
-    ASSERT_EQ(output.has_value(), c.boxes > 0);
-    if (!output) continue;
+  static const struct {
+    int rows, columns, boxes, classes;
+    BoxOutput::Layout layout;
+  } cases[] = {{4096, 8, 4096, 3, kRows},
+               {7, 6, 7, 1, kRows},
+               {84, 8400, 8400, 80, kColumns},
+               {5, 6, 6, 1, kColumns}};
+  for (const auto& c : cases) {
+    const auto output = readLayout(1, c.rows, c.columns, nullptr);
+    ASSERT_TRUE(output) << c.rows << "x" << c.columns;
     EXPECT_EQ(output->boxes, c.boxes);
     EXPECT_EQ(output->classes, c.classes);
     EXPECT_EQ(output->layout, c.layout);
   }
+  static constexpr int kRefused[][3] = {{1, 8, 8},    {1, 100, 5}, {1, 4, 100}, {24, 80, 80},
+                                        {3, 4096, 8}, {1, 1, 10},  {1, 0, 8},   {0, 0, 0}};
+  for (const auto& [channels, rows, columns] : kRefused)
+    EXPECT_FALSE(readLayout(channels, rows, columns, nullptr))
+        << channels << "x" << rows << "x" << columns;
 }
 
 // A box of the network: its four values, objectness and two classes.
@@ -88,11 +91,8 @@ TEST(BoxDecoding, BothLayoutsGiveTheSameBoxes) {
       if (row.score <= 0) continue;
       ASSERT_LT(next, boxes.size());
       const TarnBoundingBox2D& box = boxes[next++];
-      EXPECT_EQ(box.x, row.x - row.w / 2);
-      EXPECT_EQ(box.y, row.y - row.h / 2);
-      EXPECT_EQ(box.w, row.w);
-      EXPECT_EQ(box.h, row.h);
-      EXPECT_EQ(box.score, row.score);
+      EXPECT_EQ(valuesOf(box),
+                (std::vector<float>{row.x - row.w / 2, row.y - row.h / 2, row.w, row.h, row.score}));
       EXPECT_EQ(box.label, row.label);
     }
     EXPECT_EQ(next, boxes.size());
@@ -120,29 +120,20 @@ TEST(BoxDecoding, TheBestOfOverlappingBoxesOfAClassStays) {
 TEST(BoxDecoding, BoxesAreCutOffAtThePicture) {
   // A picture of 200 x 100 in a tensor of 200 x 200.
   const Placement picture = {0, 50, 200, 100};
-  struct Case {
-    TarnBoundingBox2D box;
-    float x, y, w, h;  // wanted; no width: left out
+  const auto on_picture = [&](float x, float y, float w, float h) {
+    const auto boxes = ontoPicture({{x, y, w, h, 1, 0}}, picture);
+    return boxes.empty() ? std::vector<float>() : valuesOf(boxes.at(0));
   };
-  static const Case cases[] = {
-      {{50, 75, 100, 50, 1, 0}, 0.25f, 0.25f, 0.5f, 0.5f},
-      {{-50, 0, 100, 100, 1, 0}, 0, 0, 0.25f, 0.5f},
-      {{150, 125, 500, 500, 1, 0}, 0.75f, 0.75f, 0.25f, 0.25f},
-      {{-10, -10, 1000, 1000, 1, 0}, 0, 0, 1, 1},
-      {{50, 10, 100, 40, 1, 0}, 0, 0, 0, 0},
-      {{50, 151, 100, 40, 1, 0}, 0, 0, 0, 0},
-      {{-90, 75, 80, 50, 1, 0}, 0, 0, 0, 0},
-      {{210, 75, 80, 50, 1, 0}, 0, 0, 0, 0},
-  };
-  for (const Case& c : cases) {
-    const auto boxes = ontoPicture({c.box}, picture);
-    ASSERT_EQ(boxes.size(), c.w > 0 ? 1u : 0u) << c.box.x << " " << c.box.y;
-    if (boxes.empty()) continue;
-    EXPECT_EQ(boxes[0].x, c.x);
-    EXPECT_EQ(boxes[0].y, c.y);
-    EXPECT_EQ(boxes[0].w, c.w);
-    EXPECT_EQ(boxes[0].h, c.h);
-  }
+  using Values = std::vector<float>;
+  EXPECT_EQ(on_picture(50, 75, 100, 50), (Values{0.25f, 0.25f, 0.5f, 0.5f, 1}));
+  EXPECT_EQ(on_picture(-50, 0, 100, 100), (Values{0, 0, 0.25f, 0.5f, 1}));
+  EXPECT_EQ(on_picture(150, 125, 500, 500), (Values{0.75f, 0.75f, 0.25f, 0.25f, 1}));
+  EXPECT_EQ(on_picture(-10, -10, 1000, 1000), (Values{0, 0, 1, 1, 1}));
+  // Wholly above, below, left and right.
+  EXPECT_EQ(on_picture(50, 10, 100, 40), Values());
+  EXPECT_EQ(on_picture(50, 151, 100, 40), Values());
+  EXPECT_EQ(on_picture(-90, 75, 80, 50), Values());
+  EXPECT_EQ(on_picture(210, 75, 80, 50), Values());
 }
 
 }  // namespace

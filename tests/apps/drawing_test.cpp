@@ -1,14 +1,60 @@
-// Pictures that the commands draw: which ones, in what colours, and that nothing can break them.
+// What the commands draw: films whose boxes are known, tracks, contact sheets. And the pedestrian
+// detector's own rules.
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <opencv2/imgproc.hpp>
 
+#include "apps/detectors/hog_detector.h"
 #include "apps/drawing/contact_sheet.h"
 #include "apps/drawing/draw_tracks.h"
+#include "apps/scene/coloured_figures.h"
+#include "apps/scene/walkers.h"
 
 namespace {
 
 using namespace tarnkit;
+
+TEST(Scenes, FiguresStayInsideAndLanesApart) {
+  static constexpr int kSizes[][2] = {{64, 64}, {640, 480}, {200, 800}};
+  for (const auto& [width, height] : kSizes) {
+    const WalkerScene walkers(width, height);
+    const ColouredFigureScene figures(width, height);
+    const std::pair<const Scene*, std::size_t> lanes[] = {{&walkers, 1}, {&figures, 2}};
+    for (const auto& [scene, in_a_lane] : lanes)
+      for (std::int64_t frame = 1; frame <= 500; ++frame) {
+        const std::vector<MotBox> boxes = scene->boxes(frame);
+        for (std::size_t i = 0; i < boxes.size(); ++i) {
+          const MotBox& box = boxes[i];
+          ASSERT_TRUE(box.left >= 0 && box.left + box.width <= width && box.top >= 0 &&
+                      box.top + box.height <= height);
+          for (std::size_t above = 0; above < i / in_a_lane * in_a_lane; ++above)
+            ASSERT_GE(box.top, boxes[above].top + boxes[above].height);
+        }
+      }
+  }
+}
+
+// The one in front of each lane is wholly seen, and the only one of its colour there.
+TEST(Scenes, ColouredFiguresFillTheirBoxes) {
+  constexpr int kWidth = 640, kHeight = 480, kLane = kHeight / 3;
+  const ColouredFigureScene scene(kWidth, kHeight);
+  static const int channels[] = {1, 0, 2};  // green, blue and red of B G R
+  for (const std::int64_t frame : {1, 33, 90, 177})
+    for (int lane = 0; lane < 3; ++lane) {
+      SCOPED_TRACE(testing::Message() << "frame " << frame << ", lane " << lane);
+      cv::Mat planes[3], others;
+      cv::split(scene.draw(frame).rowRange(lane * kLane, (lane + 1) * kLane), planes);
+      const int own = channels[lane];
+      cv::add(planes[(own + 1) % 3], planes[(own + 2) % 3], others);
+      const cv::Rect seen = cv::boundingRect(planes[own] - others > 15);
+      const MotBox box = scene.boxes(frame)[static_cast<std::size_t>(2 * lane + 1)];
+      EXPECT_NEAR(seen.x, box.left, 2.0);
+      EXPECT_NEAR(seen.y + lane * kLane, box.top, 2.0);
+      EXPECT_NEAR(seen.width, box.width, 3.0);
+      EXPECT_NEAR(seen.height, box.height, 3.0);
+    }
+}
 
 TEST(ContactSheet, SpreadsItsPicturesOverAVideoOfAnyLength) {
   for (const int length : {0, 1, 5, 6, 7, 47, 48, 49, 1000, 5000}) {
@@ -22,9 +68,7 @@ TEST(ContactSheet, SpreadsItsPicturesOverAVideoOfAnyLength) {
     for (std::size_t i = 0; i < frames.size(); ++i) {
       const double ideal = (static_cast<double>(i) + 0.5) * length / static_cast<double>(frames.size());
       EXPECT_NEAR(static_cast<double>(frames[i]), ideal, 1.0 + 0.05 * length) << i;
-      if (i > 0) {
-        EXPECT_GT(frames[i], frames[i - 1]);
-      }
+      EXPECT_TRUE(i == 0 || frames[i] > frames[i - 1]) << i;
     }
   }
 }
@@ -38,26 +82,24 @@ TEST(Drawing, BearsBoxesAndPathsFarOutsideThePicture) {
   Trails trails;
   Trajectories trajectories;
   cv::Mat picture(48, 64, CV_8UC3, cv::Scalar(9, 9, 9));
+  const auto name = [](int) { return "thing"; };
   for (std::int64_t frame = 1; frame <= 12; ++frame) {
     trails.add(frame, boxes, picture.cols, picture.rows);
     trajectories.add(boxes, picture.cols, picture.rows);
-    drawTracks(
-        picture, boxes, [](int) { return "thing"; }, trails);
+    drawTracks(picture, boxes, name, trails);
   }
   EXPECT_EQ(drawTrajectories(picture, trajectories, 10).size(), picture.size());
 }
 
-// An hour of video: what is remembered of each identity is bounded, and still its whole way.
+// An hour of video: what is remembered of each identity is bounded, and still its whole path.
 TEST(Drawing, PathsOfLongTracksKeepFewPoints) {
   constexpr std::int64_t kFrames = 90000;
   Trails trails;
   Trajectories trajectories;
-  const auto box_at = [](std::int64_t frame) {
-    return Tarn::TarnIdentifiedBox{{static_cast<float>(frame), 0.0f, 0.0f, 0.0f, 1.0f, 0}, 7};
-  };
   for (std::int64_t frame = 1; frame <= kFrames; ++frame) {
-    std::vector<Tarn::TarnIdentifiedBox> boxes = {box_at(frame)};
-    if (frame <= 3) boxes.push_back({boxes[0], 8});
+    const Tarn::TarnBoundingBox2D box = {static_cast<float>(frame), 0.0f, 0.0f, 0.0f, 1.0f, 0};
+    std::vector<Tarn::TarnIdentifiedBox> boxes = {{box, 7}};
+    if (frame <= 3) boxes.push_back({box, 8});
     trails.add(frame, boxes, 1, 1);
     trajectories.add(boxes, 1, 1);
 
@@ -78,12 +120,27 @@ TEST(Drawing, PathsOfLongTracksKeepFewPoints) {
   EXPECT_TRUE(trails.of(8).empty());
 }
 
-TEST(Drawing, ColoursOfIdentitiesAreStableAndApart) {
-  for (std::int64_t id = 1; id <= 200; ++id) {
-    EXPECT_EQ(identityColour(id), identityColour(id));
+TEST(Drawing, ColoursOfIdentitiesAreApart) {
+  for (std::int64_t id = 1; id <= 200; ++id)
     for (std::int64_t other = id + 1; other <= id + 7; ++other)
       EXPECT_GT(cv::norm(identityColour(id) - identityColour(other)), 25.0) << id << " and " << other;
-  }
+}
+
+TEST(HogDetector, KeepsTheBestOfBoxesThatShareAPerson) {
+  // A is best; B covers most of A; C lies wholly in A; D stands beside A; E touches D only.
+  const std::vector<Tarn::TarnBoundingBox2D> boxes = {{0.12f, 0.1f, 0.1f, 0.3f, 0.5f, 0},
+                                                      {0.10f, 0.1f, 0.1f, 0.3f, 0.9f, 0},
+                                                      {0.12f, 0.2f, 0.05f, 0.1f, 0.8f, 0},
+                                                      {0.16f, 0.1f, 0.1f, 0.3f, 0.7f, 0},
+                                                      {0.26f, 0.1f, 0.1f, 0.3f, 0.6f, 0}};
+  std::vector<float> kept;
+  for (const Tarn::TarnBoundingBox2D& box : keepBest(boxes, 0.55f)) kept.push_back(box.score);
+  EXPECT_EQ(kept, (std::vector<float>{0.9f, 0.7f, 0.6f}));
+
+  // Nobody fits into a picture this small.
+  std::vector<std::uint8_t> pixels(32 * 16 * 3 / 2, 128);
+  const _TN_Image frame = {0, TN_PIX_FMT_NV12, 32, 16, 0, pixels.data()};
+  EXPECT_TRUE(HogDetector{HogOptions()}.detect({1, frame, frame, {0, 0, 32, 16}}).empty());
 }
 
 }  // namespace

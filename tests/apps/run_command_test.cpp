@@ -13,7 +13,6 @@
 namespace {
 
 using tarnkit::MotBox;
-using tarnkit::MotFrames;
 using tarnkit::readMotFrames;
 using tarnkit::scoreTracks;
 using tarnkit::TrackScore;
@@ -21,45 +20,59 @@ using tarnkit::VideoReader;
 using tn_test::countFrames;
 using tn_test::Npy;
 using tn_test::parseNpy;
-using tn_test::ToolResult;
 using tn_test::ToolTest;
 
-class RunCommand : public ToolTest {};
+class RunCommand : public ToolTest {
+ protected:
+  TrackScore scoreOf(const std::string& file, double overlap) const {
+    return scoreTracks(readMotFrames(path(file)), readMotFrames(path("walk.txt")), overlap);
+  }
+};
 
 TEST_F(RunCommand, FollowsEachFigureOfTheSample) {
   constexpr int kFrames = 60;
   makeSample(kFrames);
-  const MotFrames truth = readMotFrames(path("walk.txt"));
-  ASSERT_EQ(truth.size(), static_cast<std::size_t>(kFrames));
   // The One-Euro filter lags far behind at its default cut-off.
   for (const char* filter : {"kalman", "one-euro --min-cutoff 10"}) {
     SCOPED_TRACE(filter);
-    const ToolResult result =
-        tool(std::string("run walk.mp4 --detector mot:walk.txt -o out.mp4 --tracks "
-                         "tracks.txt --contact-sheet sheet.png --trajectories "
-                         "paths.png --filter ") +
-             filter);
-    ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(result.err, "") << "no progress bar where there is no terminal";
-    EXPECT_EQ(result.out.rfind("frames 60, detections 240, tracks 4\n", 0), 0u) << result.out;
+    const std::string out =
+        run(std::string(
+                "run walk.mp4 --detector mot:walk.txt -o out.mp4 --tracks tracks.txt --contact-sheet "
+                "sheet.png --trajectories paths.png --filter ") +
+            filter);
+    EXPECT_EQ(out.rfind("frames 60, detections 240, tracks 4\n", 0), 0u) << out;
     for (const char* stage : {"decode ", "tensor ", "detect ", "track ", "draw and encode "})
-      EXPECT_NE(result.out.find(std::string("\n") + stage), std::string::npos) << stage;
+      EXPECT_NE(out.find(std::string("\n") + stage), std::string::npos) << stage;
     EXPECT_EQ(countFrames(path("out.mp4")), kFrames);
-
-    const TrackScore score = scoreTracks(readMotFrames(path("tracks.txt")), truth, 0.7);
+    const TrackScore score = scoreOf("tracks.txt", 0.7);
     EXPECT_EQ(score.matches, 4 * kFrames) << score.table();
     EXPECT_EQ(score.precision(), 1.0) << score.table();
     EXPECT_EQ(score.identity_switches, 0) << score.table();
-    const cv::Mat sheet = cv::imread(path("sheet.png")), paths = cv::imread(path("paths.png"));
-    EXPECT_GT(sheet.cols, 3 * 480);
-    EXPECT_EQ(paths.size(), cv::Size(320, 240));
+    EXPECT_GT(cv::imread(path("sheet.png")).cols, 3 * 480);
+    EXPECT_EQ(cv::imread(path("paths.png")).size(), cv::Size(320, 240));
   }
+}
+
+// A read that fails midway takes nothing of what was read before, and all outputs are finished.
+TEST_F(RunCommand, FramesBeforeAReadErrorAreAllUsed) {
+  makeSample(40);
+  const std::string video = read("walk.mp4");
+  std::size_t cut = 0;  // within the header of a fragment, which a pipe's reader cannot pass over
+  for (int fragment = 0; fragment <= 30; ++fragment) cut = video.find("tfhd", cut + 1);
+  write("cut.mp4", video.substr(0, cut + 8));
+  const tn_test::ToolResult result =
+      tool("run - --detector mot:walk.txt --tracks out.txt --contact-sheet out.png <cut.mp4");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(tn_test::isOneLineWith(result.err, "standard input: cannot be read on: "));
+  EXPECT_EQ(result.out.rfind("frames 30, detections 120, tracks 4\n", 0), 0u) << result.out;
+  EXPECT_EQ(readMotFrames(path("out.txt")).size(), 30u);
+  EXPECT_TRUE(exists("out.png"));
 }
 
 // Boxes are drawn where the tracks are and nowhere else.
 TEST_F(RunCommand, DrawsOntoTheVideo) {
   makeSample(8);
-  ASSERT_EQ(tool("run walk.mp4 --detector mot:walk.txt -o out.mp4 --frames 5").status, 0);
+  run("run walk.mp4 --detector mot:walk.txt -o out.mp4 --frames 5");
   ASSERT_EQ(countFrames(path("out.mp4")), 5);
   const MotBox box = readMotFrames(path("walk.txt")).at(1).at(3);
   VideoReader before(path("walk.mp4")), after(path("out.mp4"));
@@ -80,34 +93,28 @@ TEST_F(RunCommand, DrawsOntoTheVideo) {
   }
 }
 
-struct TensorCase {
-  const char* options;
-  Tarn::YuvToRgbOptions colour;
-};
-
-std::vector<TensorCase> tensorCases() {
-  std::vector<TensorCase> cases(3);
-  cases[0].options = "";
-  cases[0].colour.standard = Tarn::YuvStandard::kBt601;  // the sample's size
-  cases[1].options = "--matrix bt709 --range full --scale 0.5,0.25,2 --mean 10,20,-30";
-  cases[1].colour.standard = Tarn::YuvStandard::kBt709;
-  cases[1].colour.range = Tarn::YuvRange::kFull;
-  const float scale[3] = {0.5f, 0.25f, 2.0f}, mean[3] = {10.0f, 20.0f, -30.0f};
-  std::memcpy(cases[1].colour.scale, scale, sizeof(scale));
-  std::memcpy(cases[1].colour.mean, mean, sizeof(mean));
-  cases[2].options = "--matrix bt2020 --range limited --order bgr";
-  cases[2].colour.standard = Tarn::YuvStandard::kBt2020;
-  cases[2].colour.channel_order = Tarn::ChannelOrder::kBgr;
-  return cases;
-}
-
 TEST_F(RunCommand, TensorsAreTheToolkitsToTheBit) {
   constexpr int kWidth = 96, kHeight = 64, kWanted = 4;
   makeSample(6);
   VideoReader video(path("walk.mp4"));
   _TN_Image frame;
   for (int i = 0; i < kWanted; ++i) ASSERT_TRUE(video.next(frame));
-  for (const TensorCase& c : tensorCases()) {
+  Tarn::YuvToRgbOptions by_size, all_given, swapped;
+  by_size.standard = Tarn::YuvStandard::kBt601;
+  all_given.standard = Tarn::YuvStandard::kBt709;
+  all_given.range = Tarn::YuvRange::kFull;  // whatever the video says
+  const float scale[3] = {0.5f, 0.25f, 2.0f}, mean[3] = {10.0f, 20.0f, -30.0f};
+  std::memcpy(all_given.scale, scale, sizeof(scale));
+  std::memcpy(all_given.mean, mean, sizeof(mean));
+  swapped.standard = Tarn::YuvStandard::kBt2020;
+  swapped.channel_order = Tarn::ChannelOrder::kBgr;
+  const struct {
+    const char* options;
+    Tarn::YuvToRgbOptions colour;
+  } cases[] = {{"", by_size},
+               {"--matrix bt709 --range full --scale 0.5,0.25,2 --mean 10,20,-30", all_given},
+               {"--matrix bt2020 --range limited --order bgr", swapped}};
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.options);
     std::vector<float> expected(3 * kWidth * kHeight);
     const _TN_Image out = {0, TN_PIX_FMT_CHW_F32, kWidth, kHeight, 0, expected.data()};
@@ -116,8 +123,8 @@ TEST_F(RunCommand, TensorsAreTheToolkitsToTheBit) {
     toolkit.convert(frame, out);
 
     const std::string options = std::string(" --size 96x64 ") + c.options;
-    ASSERT_EQ(tool("tensor walk.mp4 --frame 4 -o one.npy" + options).status, 0);
-    ASSERT_EQ(tool("run walk.mp4 --detector mot:walk.txt --tensors deep/dir" + options).status, 0);
+    run("tensor walk.mp4 --frame 4 -o one.npy" + options);
+    run("run walk.mp4 --detector mot:walk.txt --tensors deep/dir" + options);
     const Npy npy = parseNpy(read("one.npy"));
     EXPECT_EQ(npy.header.rfind("{'descr': '<f4', 'fortran_order': False, 'shape': (3, 64, 96), }", 0),
               0u);
@@ -130,15 +137,12 @@ TEST_F(RunCommand, TensorsAreTheToolkitsToTheBit) {
 }
 
 TEST_F(RunCommand, TheDetectorFindsFiguresOnFoot) {
-  constexpr int kFrames = 4;
-  makeSample(kFrames, "640x480");
-  const ToolResult result = tool("run walk.mp4 --tracks - --iou-threshold 1");
+  makeSample(4, "640x480");
+  const tn_test::ToolResult result = tool("run walk.mp4 --tracks - --iou-threshold 1");
   ASSERT_EQ(result.status, 0);
   EXPECT_EQ(result.err.rfind("frames 4,", 0), 0u) << "the summary makes way for the tracks";
   write("found.txt", result.out);
-  const MotFrames truth = readMotFrames(path("walk.txt"));
-  const TrackScore score = scoreTracks(readMotFrames(path("found.txt")), truth, 0.5);
-  EXPECT_EQ(score.matches, 4 * kFrames) << score.table();
+  EXPECT_EQ(scoreOf("found.txt", 0.5).matches, 4 * 4);
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+// Runs the built tool, and takes apart what it wrote.
 #include "tests/apps/tool_test_support.h"
 
 #include <cstdlib>
@@ -34,19 +35,26 @@ std::string ToolTest::read(const std::string& name) const {
   return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-ToolResult ToolTest::tool(const std::string& arguments, const std::string& before) const {
+ToolResult ToolTest::tool(const std::string& arguments) const {
 #if defined(_WIN32)
   const std::string enter = "cd /d ";  // changes the drive as well
 #else
   const std::string enter = "cd ";
 #endif
-  const std::string command = enter + "\"" + folder_.string() + "\" && " + before +
-                              " \"" TARNKIT_PROGRAM "\" " + arguments + " >stdout.txt 2>stderr.txt";
+  const std::string command = enter + "\"" + folder_.string() + "\" && \"" TARNKIT_PROGRAM "\" " +
+                              arguments + " >stdout.txt 2>stderr.txt";
   int status = std::system(command.c_str());
 #if !defined(_WIN32)
   status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 #endif
   return {status, read("stdout.txt"), read("stderr.txt")};
+}
+
+std::string ToolTest::run(const std::string& arguments) const {
+  const ToolResult result = tool(arguments);
+  EXPECT_EQ(result.status, 0) << arguments;
+  EXPECT_EQ(result.err, "") << arguments;
+  return result.out;
 }
 
 std::map<std::string, std::string> ToolTest::files() const {
@@ -67,16 +75,16 @@ void ToolTest::expectRefused(const std::string& command, const std::vector<Refus
     const ToolResult result = tool(command + refusal.arguments);
     EXPECT_EQ(result.status, status);
     EXPECT_TRUE(isOneLineWith(result.err, refusal.fault));
-    EXPECT_TRUE(status != 2 || isOneLineWith(result.err, command + "--help')"));
+    const std::string help = command.substr(0, command.find(' ') + 1) + "--help')";
+    EXPECT_TRUE(status != 2 || isOneLineWith(result.err, help));
     EXPECT_EQ(result.out, "");
     EXPECT_TRUE(files() == before) << "a file was made or changed";
   }
 }
 
-void ToolTest::makeSample(int frames, const std::string& size) const {
-  const ToolResult made = tool("sample walk.mp4 --detections walk.txt --frames " +
-                               std::to_string(frames) + " --frame " + size);
-  ASSERT_EQ(made.status, 0) << made.err;
+void ToolTest::makeSample(int frames, const std::string& size, const std::string& scene) const {
+  run("sample walk.mp4 --detections walk.txt --frames " + std::to_string(frames) + " --frame " + size +
+      " --scene " + scene);
 }
 
 testing::AssertionResult isOneLineWith(const std::string& err, const std::string& text) {

@@ -34,17 +34,19 @@ class ToolTest : public testing::Test {
   std::string read(const std::string& name) const;
   bool exists(const std::string& name) const { return std::filesystem::exists(folder_ / name); }
 
-  // arguments: words for the shell, which may redirect standard input; the folder is current. `before`:
-  // shell commands that come first.
-  ToolResult tool(const std::string& arguments, const std::string& before = "") const;
+  // arguments: words for the shell, which may redirect standard input; the folder is current.
+  ToolResult tool(const std::string& arguments) const;
+  // The same for a call that must do its work without a word on standard error. Returns its output.
+  std::string run(const std::string& arguments) const;
 
   // Each call ends with the status, prints nothing but its line, and leaves all files as they were. What
   // is wrong usage, status 2, points to the help.
   void expectRefused(const std::string& command, const std::vector<Refusal>& refusals,
                      int status = 1) const;
 
-  // Makes walk.mp4 and walk.txt with the tool's own sample command.
-  void makeSample(int frames, const std::string& size = "320x240") const;
+  // Makes walk.mp4 and walk.txt with the tool's own sample command. scene: walkers or figures.
+  void makeSample(int frames, const std::string& size = "320x240",
+                  const std::string& scene = "walkers") const;
 
  private:
   // By name, with what is in them; but for those that `tool` makes itself.

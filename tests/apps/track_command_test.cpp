@@ -1,17 +1,14 @@
 // tarnkit track: identities, gaps, the clock, and where text comes from and goes to.
 #include <gtest/gtest.h>
 
-#include <set>
-
+#include "apps/tracking/frame_tracker.h"
 #include "tests/apps/tool_test_support.h"
 #include "tn_boxtracker.h"
 
 namespace {
 
-using tarnkit::MotBox;
 using tarnkit::MotFrames;
 using tarnkit::readMotFrames;
-using tn_test::ToolResult;
 using tn_test::ToolTest;
 
 class TrackCommand : public ToolTest {};
@@ -27,11 +24,10 @@ constexpr char kTwoBoxes[] =
 
 TEST_F(TrackCommand, GivesEachObjectOneIdentityWhateverTheOrderOfTheLines) {
   write("det.txt", kTwoBoxes);
-  const ToolResult result = tool("track det.txt --frame 640x480 -o out.txt");
-  ASSERT_EQ(result.status, 0) << result.err;
-  EXPECT_EQ(result.out + result.err, "");
+  EXPECT_EQ(run("track det.txt --frame 640x480 -o out.txt"), "");
+  const std::string tracks = read("out.txt");
   // A track's first box is the detection itself.
-  EXPECT_EQ(read("out.txt").substr(0, read("out.txt").find("2,1,")),
+  EXPECT_EQ(tracks.substr(0, tracks.find("2,1,")),
             "1,1,100.000,50.000,40.000,80.000,0.5,-1,-1,-1\n"
             "1,2,300.000,60.000,50.000,90.000,0.25,-1,-1,-1\n");
   const MotFrames frames = readMotFrames(path("out.txt"));
@@ -45,6 +41,15 @@ TEST_F(TrackCommand, GivesEachObjectOneIdentityWhateverTheOrderOfTheLines) {
     EXPECT_NEAR(boxes[1].left, 303.0 - 3.0 * static_cast<double>(number), 6.0);
   }
   EXPECT_EQ(frames.at(3)[0].score, 0.75);
+
+  // Standard streams, and text as other systems write it.
+  std::string foreign = "\xEF\xBB\xBF";
+  for (const char* c = kTwoBoxes; *c != '\0'; ++c)
+    foreign += *c == '\n'  ? std::string(" \r\n\r\n")
+               : *c == ',' ? std::string(" ,\t")
+                           : std::string(1, *c);
+  write("foreign.txt", foreign);
+  EXPECT_EQ(run("track - --frame 640x480 -o - <foreign.txt"), tracks);
 }
 
 TEST_F(TrackCommand, FramesWithoutLinesAreFramesWithoutDetections) {
@@ -64,7 +69,7 @@ TEST_F(TrackCommand, FramesWithoutLinesAreFramesWithoutDetections) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.options);
-    ASSERT_EQ(tool(std::string("track det.txt --frame 640x480 -o out.txt ") + c.options).status, 0);
+    run(std::string("track det.txt --frame 640x480 -o out.txt ") + c.options);
     std::vector<std::int64_t> frames;
     std::int64_t last_id = 0;
     for (const auto& [number, boxes] : readMotFrames(path("out.txt"))) {
@@ -78,8 +83,7 @@ TEST_F(TrackCommand, FramesWithoutLinesAreFramesWithoutDetections) {
 
 TEST_F(TrackCommand, PassesOverGapsThatNoTrackCanOutlive) {
   write("det.txt", "1,-1,100,50,40,80,1\n2000000000,-1,100,50,40,80,1\n");
-  ASSERT_EQ(
-      tool("track det.txt --frame 640x480 --max-confidence 3 --lost-threshold -3 -o out.txt").status, 0);
+  run("track det.txt --frame 640x480 --max-confidence 3 --lost-threshold -3 -o out.txt");
   EXPECT_EQ(read("out.txt"),
             "1,1,100.000,50.000,40.000,80.000,1,-1,-1,-1\n"
             "2000000000,2,100.000,50.000,40.000,80.000,1,-1,-1,-1\n");
@@ -88,72 +92,40 @@ TEST_F(TrackCommand, PassesOverGapsThatNoTrackCanOutlive) {
 double seconds = 0.0;
 
 // The clock must follow the frame numbers, gaps included, at the rate given: as driving the library by
-// hand does.
-TEST_F(TrackCommand, OneEuroClockFollowsTheFrameNumbers) {
-  constexpr double kFps = 8.0;
-  MotFrames detections;
-  std::string text;
-  for (const std::int64_t frame : {1, 2, 3, 4, 7, 8, 9, 20, 21}) {
-    const MotBox box = {-1, 100.0 + 1.5 * static_cast<double>(frame * frame % 23), 50.0, 60.0, 120.0,
-                        0.5};
-    detections[frame] = {box};
-    text += tarnkit::motLine(frame, box);
-  }
-  write("det.txt", text);
-  const std::string command =
-      "track det.txt --frame 640x480 --filter one-euro --fps 8 --max-confidence 20 ";
-  ASSERT_EQ(tool(command + "-o first.txt").status, 0);
-  ASSERT_EQ(tool(command + "-o second.txt").status, 0);
-  EXPECT_EQ(read("first.txt"), read("second.txt"));
-
+// hand does. A second tracker starts anew.
+TEST(FrameTracker, OneEuroClockFollowsTheFrameNumbers) {
+  using namespace tarnkit;
+  using Boxes = std::vector<Tarn::TarnBoundingBox2D>;
   const Tarn::TarnBoundingBoxesTrackerParams before = Tarn::getTrackerParams();
-  Tarn::TarnBoundingBoxesTrackerParams params = before;
-  params.fps = static_cast<float>(kFps);
-  params.maxConfidence = 20;
-  Tarn::setTrackerParams(params);
-  Tarn::setTrackerClock([] { return seconds; });
-  Tarn::TarnIdentifiedBoxesTracker<Tarn::TarnOneEuroFilterBoxTracker2D> tracker(640, 480);
-  std::string expected;
-  for (std::int64_t frame = 1; frame <= 21; ++frame) {
-    seconds = static_cast<double>(frame) / kFps;
-    const auto boxes = tracker.track(tarnkit::toFractions(detections[frame], 640, 480));
-    expected += tarnkit::motLines(frame, tarnkit::toPixels(boxes, 640, 480));
+  TrackerOptions options;
+  options.filter = Filter::kOneEuro;
+  options.fps = 8.0f;
+  options.params.maxConfidence = 20;
+  applyTrackerParams(options, 25.0f);
+  std::vector<float> got[2], expected;
+  const auto follow = [](auto&& track, std::vector<float>& values) {
+    for (const std::int64_t frame : {1, 2, 3, 4, 5, 8, 9, 20, 21}) {
+      const float x = 0.1f + 0.01f * static_cast<float>(frame * frame % 23);
+      for (const Tarn::TarnIdentifiedBox& box : track(frame, {{x, 0.1f, 0.1f, 0.2f, 0.5f, 0}}))
+        values.insert(values.end(), {static_cast<float>(box.id), box.x, box.y, box.w, box.h});
+    }
+  };
+  for (std::vector<float>& values : got) {
+    const auto tracker = makeFrameTracker(options.filter, 640, 480);
+    follow([&](std::int64_t frame, const Boxes& boxes) { return tracker->track(frame, boxes); }, values);
   }
+  Tarn::setTrackerClock([] { return seconds; });
+  Tarn::TarnIdentifiedBoxesTracker<Tarn::TarnOneEuroFilterBoxTracker2D> by_hand(640, 480);
+  const auto track = [&](std::int64_t frame, const Boxes& boxes) {
+    seconds = static_cast<double>(frame) / 8.0;
+    return by_hand.track(boxes);
+  };
+  follow(track, expected);
   Tarn::setTrackerClock(nullptr);
   Tarn::setTrackerParams(before);
-  EXPECT_EQ(read("first.txt"), expected);
-}
-
-TEST_F(TrackCommand, ReadsAndWritesStandardStreamsAndToleratesOtherSystemsText) {
-  write("det.txt", kTwoBoxes);
-  ASSERT_EQ(tool("track det.txt --frame 640x480 -o out.txt").status, 0);
-  const std::string expected = read("out.txt");
-
-  std::string foreign = "\xEF\xBB\xBF";
-  for (const char* c = kTwoBoxes; *c != '\0'; ++c)
-    foreign += *c == '\n'  ? std::string(" \r\n\r\n")
-               : *c == ',' ? std::string(" ,\t")
-                           : std::string(1, *c);
-  write("foreign.txt", foreign);
-  const ToolResult piped = tool("track - --frame 640x480 -o - <foreign.txt");
-  EXPECT_EQ(piped.status, 0);
-  EXPECT_EQ(piped.out, expected);
-  EXPECT_EQ(piped.err, "");
-}
-
-TEST_F(TrackCommand, EveryParameterHasAnOptionThatReachesItsField) {
-  write("det.txt", kTwoBoxes);
-  expectRefused("track det.txt --frame 640x480 -o out.txt ",
-                {{"--iou-threshold 1.5", "tracker parameters: iouThreshold "},
-                 {"--fps 0", "tracker parameters: fps "},
-                 {"--max-confidence 0", "tracker parameters: maxConfidence "},
-                 {"--valid-threshold 7", "tracker parameters: validThreshold "},
-                 {"--lost-threshold 1", "tracker parameters: lostThreshold "},
-                 {"--process-noise -1", "tracker parameters: processNoise "},
-                 {"--min-cutoff -1", "tracker parameters: minCutoff "},
-                 {"--beta nan", "tracker parameters: beta "},
-                 {"--d-cutoff -1", "tracker parameters: dCutoff "},
-                 {"--measurement-noise -1", "tracker parameters: measurementNoise "}});
+  EXPECT_FALSE(expected.empty());
+  EXPECT_EQ(got[0], expected);
+  EXPECT_EQ(got[1], expected);
 }
 
 }  // namespace

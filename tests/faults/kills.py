@@ -1,4 +1,6 @@
-"""The tool is killed at random moments: its file of tracks holds every frame that was complete, whole."""
+"""The tool is killed at random moments, and interrupted: what it wrote holds every frame that was complete, whole."""
+import os
+import shutil
 import signal
 import subprocess
 import time
@@ -7,6 +9,8 @@ from support import Attack, fragments_of, frames_of, whole_frames_fault
 
 FRAMES = 400
 MANY_FRAMES = 40000
+RUN = "run walk.mp4 --detector mot:walk.txt --tracks tracks.txt -o out.mp4 --tensors tensors --size 16x16"
+TRACK = "track many.txt --frame 160x120 -o many-tracks.txt"
 
 
 def wait_for(attack, tool, name):
@@ -14,10 +18,16 @@ def wait_for(attack, tool, name):
         time.sleep(0.001)
 
 
-def kill_at_random(attack, arguments, longest, first_output):
-    """Starts the tool and kills it up to `longest` seconds after its first output. False if it was done before."""
-    tool = attack.start(*arguments, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+def start(attack, command, first_output):
+    """Starts the tool and waits for its first output."""
+    tool = attack.start(*command.split(), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     wait_for(attack, tool, first_output)
+    return tool
+
+
+def kill_at_random(attack, command, longest, first_output):
+    """Kills the tool up to `longest` seconds after its first output. False if it was done before."""
+    tool = start(attack, command, first_output)
     try:
         tool.wait(attack.random.uniform(0, longest))
     except subprocess.TimeoutExpired:
@@ -26,76 +36,106 @@ def kill_at_random(attack, arguments, longest, first_output):
     return tool.wait() == -signal.SIGKILL
 
 
-def duration(attack, arguments, first_output):
-    """Seconds from the first output to the end of an undisturbed run."""
-    tool = attack.start(*arguments, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    wait_for(attack, tool, first_output)
-    started = time.monotonic()
-    attack.expect(tool.wait() == 0, f"{arguments}: status {tool.returncode}")
-    return time.monotonic() - started
-
-
 def check_tracks(attack, name, wanted, complete=0):
     """complete: frames that were certainly done. Returns the number of frames found."""
     got = attack.path(name).read_bytes() if attack.path(name).exists() else b""
     fault = whole_frames_fault(got, wanted)
     attack.expect(not fault, f"{name}: {fault}")
-    frames = frames_of(got[:got.rfind(b"\n") + 1])
-    last = max(frames, default=0)
+    last = max(frames_of(got[:got.rfind(b"\n") + 1]), default=0)
     attack.expect(last >= complete, f"{name}: {complete} frames were complete, the last in the file is {last}")
     return last
 
 
 def check_run(attack, wanted):
     # A frame's tensor is written before its tracks, and those before its picture.
-    tensors = len(list(attack.path("tensors").glob("*.npy"))) if attack.path("tensors").exists() else 0
-    video = attack.path("out.mp4").read_bytes() if attack.path("out.mp4").exists() else b""
-    pictures = len(fragments_of(video))
-    last = check_tracks(attack, "tracks.txt", wanted, max(tensors - 1, pictures))
-    if pictures > 0:
-        result = attack.run("run", "out.mp4", "--detector", "mot:none.txt", "--size", "16x16")
-        counted = int(result.out.split(b",")[0].split()[1]) if result.status == 0 else -1
-        attack.expect(counted == pictures, f"out.mp4: {pictures} pictures are whole, {counted} play: {result.err}")
-    return last
+    tensors = len(list(attack.path("tensors").glob("*.npy")))
+    video = attack.path("out.mp4")
+    pictures = len(fragments_of(video.read_bytes())) if video.exists() else 0
+    attack.expect(pictures == 0 or attack.playable(video) == pictures, f"out.mp4: {pictures} pictures do not play")
+    return check_tracks(attack, "tracks.txt", wanted, max(tensors - 1, pictures))
+
+
+def clear(attack):
+    for name in ("tracks.txt", "many-tracks.txt", "out.mp4"):
+        attack.path(name).unlink(missing_ok=True)
+    shutil.rmtree(attack.path("tensors"), ignore_errors=True)
+
+
+def kills(attack):
+    truth = frames_of(attack.path("walk.txt").read_bytes())
+    with open(attack.path("many.txt"), "wb") as many:
+        for first in range(0, MANY_FRAMES, FRAMES):
+            for number, rows in truth.items():
+                many.writelines(b"%d,%s" % (first + number, row.split(b",", 1)[1]) for row in rows)
+    longest, wanted = {}, {}
+    for command, name in ((RUN, "tracks.txt"), (TRACK, "many-tracks.txt")):
+        tool, started = start(attack, command, name), time.monotonic()
+        attack.expect(tool.wait() == 0, f"{command}: status {tool.returncode}")
+        longest[name] = time.monotonic() - started
+        wanted[name] = attack.path(name).read_bytes()
+    wished, done, within = 50 if attack.long else 10, 0, 0
+    while done < wished and not attack.faults:
+        clear(attack)
+        command, name, frames = ((RUN, "tracks.txt", FRAMES) if done % 2 == 0 else
+                                 (TRACK, "many-tracks.txt", MANY_FRAMES))
+        if not kill_at_random(attack, command, longest[name], name):
+            longest[name] *= 0.9  # it was faster than the run before
+            continue
+        check = check_run if command is RUN else lambda *rest: check_tracks(rest[0], "many-tracks.txt", rest[1])
+        last = check(attack, wanted[name])
+        done += 1
+        within += 0 < last < frames
+    attack.say(f"{done} kills, {within} of them between the first and the last frame")
+    attack.expect(within * 2 >= done, "most kills came too early or too late to mean anything")
+
+
+def interrupts(attack):
+    """The frame in hand and all files are finished."""
+    for number in (signal.SIGINT, signal.SIGTERM):
+        clear(attack)
+        # The detector takes its time over pictures enlarged that much, so that the signal comes midway.
+        command = "run walk.mp4 --hog-smallest 24 -o out.mp4 --tensors tensors --size 16x16"
+        tool = attack.start(*command.split(), stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        wait_for(attack, tool, "tensors/000002.npy")
+        tool.send_signal(number)
+        out, err = tool.communicate()
+        frames = len(list(attack.path("tensors").iterdir()))
+        attack.expect(tool.returncode == 128 + number and not err and out.startswith(b"frames %d," % frames)
+                      and 2 <= frames < FRAMES and attack.playable(attack.path("out.mp4")) == frames,
+                      f"{number}: status {tool.returncode}, {frames} frames: {out[:40]} {err}")
+
+
+def stalled_pipes(attack):
+    """An interrupt ends the wait for a writer that pauses: at standard input, at a named pipe, in its first bytes."""
+    # Frames so large that no buffer of the reader's holds the first of them back.
+    video = b"YUV4MPEG2 W1024 H1024 F25:1 C420jpeg\n" + 3 * (b"FRAME\n" + bytes(1024 * 1024 * 3 // 2))
+    os.mkfifo(attack.path("fifo"))
+    for source, size in (("-", len(video)), ("fifo", len(video)), ("fifo", 20)):
+        clear(attack)
+        command = f"run {source} --detector mot:none.txt --tensors tensors --size 16x16"
+        tool = attack.start(*command.split(), stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        pipe = tool.stdin if source == "-" else open(attack.path("fifo"), "wb", buffering=0)
+        pipe.write(video[:size])
+        pipe.flush()
+        if size == len(video):
+            wait_for(attack, tool, "tensors/000001.npy")
+        time.sleep(0.2)
+        signalled = time.monotonic()
+        tool.send_signal(signal.SIGINT)
+        status, took = tool.wait(), time.monotonic() - signalled
+        out, err = tool.stdout.read(), tool.stderr.read()
+        said = out.startswith(b"frames ") and not err if size > 20 else err == b"tarnkit: fifo: interrupted\n"
+        attack.expect(status == 128 + signal.SIGINT and took < 5 and said,
+                      f"{source}, {size} bytes: status {status} after {took:.1f} s: {out[:40]} {err}")
+        pipe.close()
 
 
 def main():
     with Attack(__doc__) as attack:
         attack.sample(FRAMES)
-        attack.path("none.txt").write_bytes(b"")
-        truth = attack.path("walk.txt").read_bytes()
-        with open(attack.path("many.txt"), "wb") as many:
-            for pass_number in range(MANY_FRAMES // FRAMES):
-                for number, rows in frames_of(truth).items():
-                    for row in rows:
-                        many.write(b"%d,%s" % (pass_number * FRAMES + number, row.split(b",", 1)[1]))
-        run = ["run", "walk.mp4", "--detector", "mot:walk.txt", "--tracks", "tracks.txt", "-o", "out.mp4",
-               "--tensors", "tensors", "--size", "16x16"]
-        track = ["track", "many.txt", "--frame", "160x120", "-o", "many-tracks.txt"]
-        longest = {}
-        wanted = {}
-        for arguments, name in ((run, "tracks.txt"), (track, "many-tracks.txt")):
-            longest[name] = duration(attack, arguments, name)
-            wanted[name] = attack.path(name).read_bytes()
-        outputs = ["tracks.txt", "many-tracks.txt", "out.mp4"]
-        kills, within = 50 if attack.long else 10, 0
-        done = 0
-        while done < kills and not attack.faults:
-            for name in outputs:
-                attack.path(name).unlink(missing_ok=True)
-            for tensor in attack.path("tensors").glob("*.npy"):
-                tensor.unlink()
-            arguments, name, frames = ((run, "tracks.txt", FRAMES) if done % 2 == 0 else
-                                       (track, "many-tracks.txt", MANY_FRAMES))
-            if not kill_at_random(attack, arguments, longest[name], name):
-                longest[name] *= 0.9  # it was faster than the run before
-                continue
-            last = check_run(attack, wanted[name]) if arguments is run else check_tracks(
-                attack, name, wanted[name])
-            done += 1
-            within += 0 < last < frames
-        attack.say(f"{done} kills, {within} of them between the first and the last frame")
-        attack.expect(within * 2 >= done, "most kills came too early or too late to mean anything")
+        kills(attack)
+        interrupts(attack)
+        stalled_pipes(attack)
 
 
 main()

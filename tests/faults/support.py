@@ -4,6 +4,7 @@ import collections
 import os
 import pathlib
 import random
+import re
 import resource
 import shutil
 import subprocess
@@ -16,7 +17,13 @@ PAGE = 4096
 # Status of a run that found no faults but left out what the attack is about; CTest shows it as skipped.
 LEFT_OUT = 77
 
-Result = collections.namedtuple("Result", "status out err")
+
+
+class Result(collections.namedtuple("Result", "status out err")):
+    def frames(self):
+        """Frames that `run` says it saw; -1 if it does not."""
+        found = re.match(rb"frames (\d+),", self.out)
+        return int(found.group(1)) if found else -1
 
 
 def succeeds(*command):
@@ -60,6 +67,7 @@ class Attack:
 
     def __enter__(self):
         self.say(f"seed {self.seed}")
+        self.path("none.txt").write_bytes(b"")  # boxes of no frame
         return self
 
     def __exit__(self, kind, error, trace):
@@ -121,6 +129,19 @@ class Attack:
 
     def path(self, name):
         return self.folder / name
+
+    def copy(self, file):
+        """Brings a file of the repository into the folder."""
+        shutil.copy(self.source / file, self.folder)
+
+    def noise(self, side):
+        """Makes noise.yuv and noise.png, pictures that no coder makes small."""
+        self.path("noise.yuv").write_bytes(self.random.randbytes(side * side * 3 // 2))
+        self.must_run("convert", "noise.yuv", "noise.png", "--format", "nv12", "--frame", f"{side}x{side}")
+
+    def playable(self, video):
+        """How many pictures of a video play."""
+        return self.run("run", video, "--detector", "mot:none.txt", "--size", "16x16").frames()
 
     def sample(self, frames, size="160x120", video="walk.mp4", boxes="walk.txt", scene="walkers"):
         self.must_run("sample", video, "--detections", boxes, "--frames", frames, "--frame", size,

@@ -1,27 +1,9 @@
 """Every kind of input is cut off at random places: the tool says so in one line, or uses what there is."""
-import re
 import time
 
 from support import TIMEOUT, Attack, fragments_of, is_one_line
 
-
-def y4m(width, height, frames, fill):
-    """A video without any compression."""
-    head = b"YUV4MPEG2 W%d H%d F25:1 C420jpeg\n" % (width, height)
-    return head + b"".join(b"FRAME\n" + fill(width * height * 3 // 2) for _ in range(frames))
-
-
-def counted_frames(result):
-    found = re.match(rb"frames (\d+),", result.out)
-    return int(found.group(1)) if found else -1
-
-
-class Cut:
-    """One kind of input. check: takes the result and the bytes that were left, returns what is wrong."""
-
-    def __init__(self, name, file, arguments, check=None, must_fail=False, lines=1):
-        self.name, self.file, self.arguments = name, file, arguments
-        self.check, self.must_fail, self.lines = check, must_fail, lines
+Y4M_HEAD, Y4M_FRAME = b"YUV4MPEG2 W160 H120 F25:1 C420jpeg\n", 6 + 160 * 120 * 3 // 2
 
 
 def whole_mp4_frames(result, left):
@@ -31,74 +13,70 @@ def whole_mp4_frames(result, left):
     """
     if result.status == 1 and "is not a video in any known format" in result.err:
         return ""
-    whole = len(fragments_of(left))
-    frames = max(counted_frames(result), 0)
+    whole, frames = len(fragments_of(left)), max(result.frames(), 0)
     return "" if whole <= frames <= whole + 1 else f"{whole} whole pictures, {frames} frames"
 
 
-def kinds(attack):
-    run = ["--detector", "mot:none.txt", "--size", "16x16"]
-    small = attack.source / "tests/data/small.onnx"
-    return [
-        Cut("video, MP4", "walk.mp4", ["run", "CUT"] + run, whole_mp4_frames),
-        Cut("video, MP4 from a pipe", "walk.mp4", ["run", "-"] + run, whole_mp4_frames),
-        Cut("video, uncompressed", "walk.y4m", ["run", "CUT"] + run,
-            lambda result, left: "" if result.status or counted_frames(result) * 28806 <= len(left) < (
-                counted_frames(result) + 2) * 28806 else f"{counted_frames(result)} frames"),
-        Cut("video, one tensor", "walk.mp4", ["tensor", "CUT", "--frame", "10", "--size", "32x32", "-o", "t.npy"]),
-        Cut("detections", "walk.txt", ["track", "CUT", "--frame", "160x120", "-o", "t.txt"]),
-        Cut("detections of run", "walk.txt", ["run", "walk.mp4", "--detector", "mot:CUT", "--frames", "2",
-                                              "--size", "16x16"]),
-        Cut("tracks to score", "walk.txt", ["score", "CUT", "walk.txt"]),
-        Cut("inference config", "config.txt", ["export-config", small, "--config", "CUT", "-o", "c.txt"], lines=9),
-        Cut("labels", "labels.txt", ["run", "figures.mp4", "--frames", "1", "--detector",
-                                     f"onnx:{attack.source}/apps/detectors/models/blob_detector.onnx", "--labels",
-                                     "CUT"]),
-        Cut("model of a detector", "blob.onnx", ["run", "figures.mp4", "--frames", "1", "--detector", "onnx:CUT"],
-            must_fail=True),
-        Cut("model", "small.onnx", ["layers", "CUT", "--runs", "1", "--input", "3x6x6"], must_fail=True),
-        Cut("picture, PNG", "noise.png", ["convert", "CUT", "c.png"], must_fail=True),
-        Cut("picture, JPEG", "demo.jpg", ["convert", "CUT", "c.png"], must_fail=True),
-        Cut("raw frame", "noise.yuv", ["prepare", "CUT", "--format", "i420", "--frame", "64x64", "--size", "32x32",
-                                       "-o", "t.npy"], must_fail=True),
-    ]
+def whole_y4m_frames(result, left):
+    frames = result.frames()
+    fits = result.status or frames * Y4M_FRAME <= len(left) < (frames + 2) * Y4M_FRAME
+    return "" if fits else f"{frames} frames"
+
+
+MUST_FAIL = True
+# What is cut off, its file, the command with CUT for it; then a check of the result, which is given the bytes that
+# were left and returns what is wrong, or that no part may be taken for whole.
+KINDS = [
+    ("video, MP4", "walk.mp4", "run CUT --detector mot:none.txt --size 16x16", whole_mp4_frames),
+    ("video, MP4 from a pipe", "walk.mp4", "run - --detector mot:none.txt --size 16x16", whole_mp4_frames),
+    ("video, uncompressed", "walk.y4m", "run CUT --detector mot:none.txt --size 16x16", whole_y4m_frames),
+    ("video, one tensor", "walk.mp4", "tensor CUT --frame 10 --size 32x32 -o t.npy", None),
+    ("detections", "walk.txt", "track CUT --frame 160x120 -o t.txt", None),
+    ("detections of run", "walk.txt", "run walk.mp4 --detector mot:CUT --frames 2 --size 16x16", None),
+    ("tracks to score", "walk.txt", "score CUT walk.txt", None),
+    ("inference config", "config.txt", "export-config small.onnx --config CUT -o c.txt", None),
+    ("labels", "labels.txt", "run figures.mp4 --frames 1 --detector onnx:blob_detector.onnx --labels CUT", None),
+    ("model of a detector", "blob_detector.onnx", "run figures.mp4 --frames 1 --detector onnx:CUT", MUST_FAIL),
+    ("model", "small.onnx", "layers CUT --runs 1 --input 3x6x6", MUST_FAIL),
+    ("picture, PNG", "noise.png", "convert CUT c.png", MUST_FAIL),
+    ("picture, JPEG", "demo.jpg", "convert CUT c.png", MUST_FAIL),
+    ("raw frame", "noise.yuv", "prepare CUT --format i420 --frame 64x64 --size 32x32 -o t.npy", MUST_FAIL),
+]
+# Each line of a config that does not apply is reported, and the rest is used.
+MOST_LINES = {"inference config": 9}
 
 
 def make_inputs(attack):
     attack.sample(40)
     attack.sample(2, video="figures.mp4", boxes="truth.txt", scene="figures")
-    attack.path("none.txt").write_bytes(b"")
-    attack.path("walk.y4m").write_bytes(y4m(160, 120, 10, attack.random.randbytes))
-    attack.path("noise.yuv").write_bytes(attack.random.randbytes(64 * 64 * 3 // 2))
-    attack.must_run("convert", "noise.yuv", "noise.png", "--format", "nv12", "--frame", "64x64")
+    attack.noise(64)
+    frames = [b"FRAME\n" + attack.random.randbytes(Y4M_FRAME - 6) for _ in range(10)]
+    attack.path("walk.y4m").write_bytes(Y4M_HEAD + b"".join(frames))
     attack.path("labels.txt").write_bytes("red\ngrün\nblue\n".encode())
-    for name, source in (("blob.onnx", "apps/detectors/models/blob_detector.onnx"),
-                         ("small.onnx", "tests/data/small.onnx"), ("demo.jpg", "docs/images/demo.jpg")):
-        attack.path(name).write_bytes((attack.source / source).read_bytes())
+    attack.copy("apps/detectors/models/blob_detector.onnx")
+    attack.copy("tests/data/small.onnx")
+    attack.copy("docs/images/demo.jpg")
     attack.must_run("export-config", "small.onnx", "-o", "config.txt")
 
 
-def cut_once(attack, kind, whole, at):
-    left = whole[:at]
-    name = "cut" + kind.file[kind.file.rindex("."):]
-    attack.path(name).write_bytes(left)
-    arguments = [str(argument).replace("CUT", name) for argument in kind.arguments]
-    if "-" in arguments:
-        with open(attack.path(name), "rb") as piped:
-            result = attack.run(*arguments, stdin=piped)
-    else:
-        result = attack.run(*arguments)
-    what = f"{kind.name}, {at} of {len(whole)} bytes"
-    lines = result.err.splitlines()
-    said = "standard input" if "-" in arguments else name
+def cut_once(attack, name, file, command, check, at):
+    whole = attack.path(file).read_bytes()
+    cut = "cut" + file[file.rindex("."):]
+    attack.path(cut).write_bytes(whole[:at])
+    arguments = command.replace("CUT", cut).split()
+    said = "standard input" if "-" in arguments else cut
+    with open(attack.path(cut), "rb") as piped:
+        result = attack.run(*arguments, stdin=piped)
+    what = f"{name}, {at} of {len(whole)} bytes"
     if result.status == 0:
-        attack.expect(not kind.must_fail, f"{what}: taken for whole")
-        attack.expect(len(lines) <= kind.lines and all(line.startswith("tarnkit: ") for line in lines)
-                      and (kind.lines > 1 or not lines), f"{what}: status 0, yet {result.err!r}")
+        lines = result.err.splitlines()
+        attack.expect(check is not MUST_FAIL, f"{what}: taken for whole")
+        attack.expect(len(lines) <= MOST_LINES.get(name, 0) and all(line.startswith("tarnkit: ") for line in lines),
+                      f"{what}: status 0, yet {result.err!r}")
     else:
-        attack.expect(result.status == 1 and is_one_line(result.err) and (said in result.err),
+        attack.expect(result.status == 1 and is_one_line(result.err) and said in result.err,
                       f"{what}: status {result.status}, {result.err!r}")
-    wrong = kind.check(result, left) if kind.check else ""
+    wrong = check(result, whole[:at]) if callable(check) else ""
     attack.expect(not wrong, f"{what}: {wrong}")
     return result.status == 0
 
@@ -106,17 +84,15 @@ def cut_once(attack, kind, whole, at):
 def main():
     with Attack(__doc__) as attack:
         make_inputs(attack)
-        for kind in kinds(attack):
-            whole = attack.path(kind.file).read_bytes()
-            places = 100 if attack.long else 5
-            used, longest = 0, 0.0
+        for name, file, command, check in KINDS:
+            places, used, longest = 100 if attack.long else 5, 0, 0.0
             for _ in range(places):
                 started = time.monotonic()
-                used += cut_once(attack, kind, whole, attack.random.randrange(len(whole)))
+                at = attack.random.randrange(attack.path(file).stat().st_size)
+                used += cut_once(attack, name, file, command, check, at)
                 longest = max(longest, time.monotonic() - started)
-            attack.say(f"{kind.name}: cut at {places} places, used as far as it went {used} times, "
-                       f"{longest:.1f} s at most")
-            attack.expect(longest < TIMEOUT / 2, f"{kind.name}: nearly hangs")
+            attack.say(f"{name}: cut at {places} places, used as far as it went {used} times, {longest:.1f} s at most")
+            attack.expect(longest < TIMEOUT / 2, f"{name}: nearly hangs")
 
 
 main()

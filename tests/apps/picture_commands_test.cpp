@@ -1,0 +1,258 @@
+// convert, warp and prepare: what comes out, pixel by pixel. The arithmetic is tested with the library
+// and in picture_operations_test.cpp; here it is files, options and their order.
+#include <gtest/gtest.h>
+
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include "tests/apps/tool_test_support.h"
+#include "tests/reference/colour_reference.h"
+#include "tests/reference/networkinput_reference.h"
+
+namespace {
+
+using tn_reference::CropWindow;
+using tn_test::parseNpy;
+
+// No two pixels, rows or colours alike.
+cv::Mat noise(int width, int height, int type) {
+  cv::Mat picture(height, width, type);
+  cv::RNG random(7);
+  random.fill(picture, cv::RNG::UNIFORM, 0, picture.depth() == CV_16U ? 65536 : 256);
+  return picture;
+}
+
+cv::Mat turned(const cv::Mat& picture, int code) {
+  cv::Mat result;
+  cv::rotate(picture, result, code);
+  return result;
+}
+
+cv::Mat mirrored(const cv::Mat& picture, int axis) {
+  cv::Mat result;
+  cv::flip(picture, result, axis);
+  return result;
+}
+
+cv::Mat recoloured(const cv::Mat& picture, int code) {
+  cv::Mat result;
+  cv::cvtColor(picture, result, code);
+  return result;
+}
+
+// Planes of red, green and blue below one another.
+cv::Mat stackedPlanes(const cv::Mat& bgr) {
+  cv::Mat planes[3], stacked;
+  cv::split(bgr, planes);
+  cv::vconcat(std::vector<cv::Mat>{planes[2], planes[1], planes[0]}, stacked);
+  return stacked;
+}
+
+cv::Mat greyByTheKernels(const cv::Mat& bgr) {
+  cv::Mat grey(bgr.size(), CV_8UC1);
+  for (int y = 0; y < bgr.rows; ++y)
+    for (int x = 0; x < bgr.cols; ++x) {
+      const cv::Vec3b pixel = bgr.at<cv::Vec3b>(y, x);
+      grey.at<std::uint8_t>(y, x) = tn_reference::gray(pixel[2], pixel[1], pixel[0]);
+    }
+  return grey;
+}
+
+class PictureCommands : public tn_test::ToolTest {
+ protected:
+  // Odd sides.
+  const cv::Mat bgr_ = noise(45, 31, CV_8UC3);
+
+  void expectMade(const std::string& command, const cv::Mat& expected) const {
+    SCOPED_TRACE(command);
+    EXPECT_EQ(run(command), "");
+    const cv::Mat actual = cv::imread(path("out.png"), cv::IMREAD_UNCHANGED);
+    ASSERT_EQ(actual.size(), expected.size());
+    ASSERT_EQ(actual.type(), expected.type());
+    EXPECT_EQ(cv::norm(actual, expected, cv::NORM_INF), 0.0);
+  }
+};
+
+TEST_F(PictureCommands, ConvertDoesItsOperationsInTheOrderGiven) {
+  const cv::Rect part(3, 2, 20, 11);
+  const cv::Mat clockwise = turned(bgr_, cv::ROTATE_90_CLOCKWISE);
+  cv::imwrite(path("in.png"), bgr_);
+  expectMade("convert in.png out.png", bgr_);
+  expectMade("convert in.png out.png --to gray", greyByTheKernels(bgr_));
+  expectMade("convert --rotate=-90 in.png out.png", turned(bgr_, cv::ROTATE_90_COUNTERCLOCKWISE));
+  expectMade("convert in.png out.png --rotate 90 --rotate 90", turned(bgr_, cv::ROTATE_180));
+  expectMade("convert in.png out.png --rotate 90 --cut 3,2,20,11", clockwise(part));
+  expectMade("convert --cut 3,2,20,11 in.png out.png --rotate 90",
+             turned(bgr_(part), cv::ROTATE_90_CLOCKWISE));
+  expectMade("convert --flip h in.png --rotate 90 out.png --flip v",
+             mirrored(turned(mirrored(bgr_, 1), cv::ROTATE_90_CLOCKWISE), 0));
+  expectMade("convert in.png out.png --to planar --rotate 90 --cut 3,2,20,11",
+             stackedPlanes(clockwise(part)));
+  expectMade("convert in.png out.png --to planar --flip v --to rgb", mirrored(bgr_, 0));
+}
+
+TEST_F(PictureCommands, ConvertKeepsGreyAndAlphaAndRoundsDeepSamples) {
+  const cv::Mat grey = noise(45, 31, CV_8UC1), bgra = noise(45, 31, CV_8UC4),
+                deep = noise(45, 31, CV_16UC3);
+  cv::Mat shallow;
+  deep.convertTo(shallow, CV_8U, 1.0 / 257.0);
+  const struct {
+    const char* options;
+    cv::Mat input, expected;
+  } cases[] = {{"", grey, grey},
+               {"--to rgb", grey, recoloured(grey, cv::COLOR_GRAY2BGR)},
+               {"", bgra, bgra},
+               {"--to rgb", bgra, recoloured(bgra, cv::COLOR_BGRA2BGR)},
+               {"--rotate -90", bgra, turned(bgra, cv::ROTATE_90_COUNTERCLOCKWISE)},
+               {"", deep, shallow}};
+  for (const auto& c : cases) {
+    cv::imwrite(path("in.png"), c.input);
+    expectMade(std::string("convert in.png out.png ") + c.options, c.expected);
+  }
+}
+
+TEST_F(PictureCommands, ConvertReadsJpegUprightRawFramesAndStandardInput) {
+  cv::imwrite(path("in.jpg"), bgr_);
+  const cv::Mat decoded = cv::imread(path("in.jpg"));
+  write("turned.jpg", tn_test::jpegWithOrientation(read("in.jpg"), 6));
+  expectMade("convert - out.png <in.jpg", decoded);
+  expectMade("convert turned.jpg out.png", turned(decoded, cv::ROTATE_90_CLOCKWISE));
+  const std::string piped = run("convert in.jpg -");
+  const std::vector<unsigned char> bytes(piped.begin(), piped.end());
+  EXPECT_EQ(cv::norm(cv::imdecode(bytes, cv::IMREAD_UNCHANGED), decoded, cv::NORM_INF), 0.0);
+
+  // Upper half: Y 100, U 140, V 112. Lower half: Y 50, U 120, V 144.
+  const std::string luma = std::string(16, 100) + std::string(16, 50);
+  cv::Mat expected(4, 8, CV_8UC3, cv::Scalar(121, 107, 77));
+  expected.rowRange(2, 4).setTo(cv::Scalar(35, 41, 72));
+  write("nv12", luma +
+                    "\x8C\x70\x8C\x70\x8C\x70\x8C\x70"
+                    "\x78\x90\x78\x90\x78\x90\x78\x90");
+  write("nv21", luma +
+                    "\x70\x8C\x70\x8C\x70\x8C\x70\x8C"
+                    "\x90\x78\x90\x78\x90\x78\x90\x78");
+  write("i420", luma +
+                    "\x8C\x8C\x8C\x8C\x78\x78\x78\x78"
+                    "\x70\x70\x70\x70\x90\x90\x90\x90");
+  for (const std::string format : {"nv12", "nv21", "i420"})
+    expectMade("convert " + format + " out.png --frame 8x4 --format " + format, expected);
+}
+
+// At this side the identity and the mirror are exact.
+constexpr int kSide = 32;
+
+TEST_F(PictureCommands, EachWarpHasItsOwnBorder) {
+  const cv::Mat picture = noise(kSide, kSide, CV_8UC3);
+  cv::imwrite(path("in.png"), picture);
+  cv::Mat black = picture.clone(), repeated = picture.clone();
+  black.row(0).setTo(0);
+  black.col(0).setTo(0);
+  picture.row(kSide - 2).copyTo(repeated.row(kSide - 1));
+  repeated.col(kSide - 2).copyTo(repeated.col(kSide - 1));
+  const std::string warp = "warp in.png out.png --matrix 1,0,0,0,1,0";
+  expectMade(warp, black);
+  expectMade(warp + " --variant affine", black);
+  expectMade(warp + " --variant optimized", black);
+  expectMade(warp + " --variant sse", repeated);
+  expectMade(warp + " --variant sse-hwc", picture);
+  expectMade("warp in.png out.png --matrix -1,0,0,0,1,0 --variant sse-hwc", mirrored(picture, 1));
+  expectMade("warp in.png out.png --matrix=1,0,4,0,1,0", cv::Mat::zeros(kSide, kSide, CV_8UC3));
+  for (const int type : {CV_8UC1, CV_8UC4}) {
+    const cv::Mat other = noise(kSide, kSide, type);
+    cv::imwrite(path("in.png"), other);
+    expectMade(warp + " --variant sse-hwc",
+               recoloured(other, type == CV_8UC1 ? cv::COLOR_GRAY2BGR : cv::COLOR_BGRA2BGR));
+  }
+}
+
+// Half a pixel off the edge, affine_sse takes one and a half of the first pixel less half of the second.
+TEST_F(PictureCommands, NumPyKeepsWhatPngRoundsAndClamps) {
+  cv::Mat picture(kSide, kSide, CV_8UC3, cv::Scalar(0, 100, 255));
+  picture.col(1).setTo(cv::Scalar(255, 101, 0));
+  cv::imwrite(path("in.png"), picture);
+  // Shifts by 3.5 and by 0.625 pixels.
+  const std::string left = " --variant sse --matrix 1,0,-0.21875,0,1,0";
+  const std::string part = " --variant sse-hwc --matrix 1,0,0.0390625,0,1,0";
+  run("warp in.png out.png" + left);
+  EXPECT_EQ(cv::imread(path("out.png")).at<cv::Vec3b>(5, 0), cv::Vec3b(0, 100, 255));
+  run("warp in.png out.png" + part);
+  EXPECT_EQ(cv::imread(path("out.png")).at<cv::Vec3b>(5, 0), cv::Vec3b(159, 101, 96));
+
+  run("warp in.png out.npy" + left);
+  const tn_test::Npy npy = parseNpy(read("out.npy"));
+  EXPECT_NE(npy.header.find("'shape': (3, 32, 32)"), std::string::npos) << npy.header;
+  const float first[] = {382.5f, 99.5f, -127.5f};  // red, green, blue
+  for (std::size_t q = 0; q < 3; ++q)
+    EXPECT_EQ(npy.values[(q * kSide + 5) * kSide], first[q]) << "plane " << q;
+  EXPECT_EQ(parseNpy(run("warp - - <in.png" + left)).values, npy.values);
+}
+
+// The note that a camera writes into its picture, 1 to 8, turns nothing by itself. The bits that undo it
+// give the picture that OpenCV turns by the note, and crops count in stored pixels.
+TEST_F(PictureCommands, PreparedJpegPicturesAreTakenAsStored) {
+  static constexpr int kBits[][2] = {{1, 0},      {2, 16}, {3, 4},     {3, 64}, {4, 8},
+                                     {5, 2 + 16}, {6, 2},  {7, 2 + 8}, {8, 1}};
+  cv::imwrite(path("plain.jpg"), noise(48, 48, CV_8UC3));
+  for (const auto& [note, orient] : kBits) {
+    write("in.jpg", tn_test::jpegWithOrientation(read("plain.jpg"), static_cast<char>(note)));
+    expectMade("prepare in.jpg -o out.png --size 48x48 --orient " + std::to_string(orient),
+               cv::imread(path("in.jpg")));
+  }
+  cv::imwrite(path("plain.jpg"), noise(30, 22, CV_8UC3));
+  write("in.jpg", tn_test::jpegWithOrientation(read("plain.jpg"), 6));
+  expectMade("prepare in.jpg -o out.png --size 18x16 --crop 10,2,27,17",
+             cv::imread(path("plain.jpg"))(cv::Rect(10, 2, 18, 16)));
+}
+
+TEST_F(PictureCommands, PrepareGivesTheLibrarysFloats) {
+  static const CropWindow inside = {3, 2, 20, 17, false}, grey = {-6, 4, 30, 40, true},
+                          black = {-6, 4, 30, 40, false};
+  static const struct {
+    const char* arguments;
+    int format, width, height;
+    unsigned orient;
+    bool to_bgr;
+    const CropWindow* crop;
+  } cases[] = {
+      {"--size 24x16", TN_PIX_FMT_RGB, 24, 16, 0, false, nullptr},
+      {"--size 17x9 --order bgr --orient 20", TN_PIX_FMT_RGB, 17, 9, 20, true, nullptr},
+      {"--size 16x16 --orient 3", TN_PIX_FMT_RGBA, 16, 16, 3, false, nullptr},
+      {"--size 20x12 --crop 3,2,20,17", TN_PIX_FMT_RGBA, 20, 12, 0, false, &inside},
+      {"--size 20x12 --crop=-6,4,30,40 --pad grey", TN_PIX_FMT_RGB, 20, 12, 0, false, &grey},
+      {"--size 20x12 --crop=-6,4,30,40 --pad black", TN_PIX_FMT_RGB, 20, 12, 0, false, &black},
+      {"--size 20x20 --orient 3 --format nv12", TN_PIX_FMT_NV12, 20, 20, 3, false, nullptr},
+      {"--size 24x10 --order rgb --format nv21", TN_PIX_FMT_NV21, 24, 10, 0, false, nullptr},
+      {"--size 24x10 --order bgr --format i420", TN_PIX_FMT_YUVI420, 24, 10, 0, true, nullptr},
+      {"--size 20x12 --format i420 --crop=-6,4,30,40", TN_PIX_FMT_YUVI420, 20, 12, 0, false, &black},
+      {"--size 20x12 --format nv12 --crop 3,2,20,17", TN_PIX_FMT_NV12, 20, 12, 0, false, &inside},
+  };
+  constexpr int kWidth = 30, kHeight = 22;
+  for (const auto& k : cases) {
+    SCOPED_TRACE(k.arguments);
+    const bool rgb = k.format == TN_PIX_FMT_RGB, rgba = k.format == TN_PIX_FMT_RGBA;
+    cv::Mat picture = noise(kWidth, kHeight * 3 / 2, CV_8UC1);  // a 4:2:0 frame
+    if (rgb || rgba) {
+      picture = noise(kWidth, kHeight, rgb ? CV_8UC3 : CV_8UC4);
+      cv::imwrite(path("in.png"), picture);
+      picture = recoloured(picture, rgb ? cv::COLOR_BGR2RGB : cv::COLOR_BGRA2RGBA);
+    } else {
+      write("in.yuv", std::string(picture.data, picture.data + picture.total()));
+    }
+    run(std::string("prepare -o out.npy ") + (rgb || rgba ? "in.png " : "in.yuv --frame 30x22 ") +
+        k.arguments);
+    const _TN_Image image = {k.orient, k.format, kWidth, kHeight, 0, picture.data};
+    const tn_test::Npy npy = parseNpy(read("out.npy"));
+    const std::string shape = std::to_string(k.height) + ", " + std::to_string(k.width) + ")";
+    EXPECT_NE(npy.header.find("'shape': (3, " + shape), std::string::npos) << npy.header;
+    EXPECT_EQ(npy.values, tn_reference::networkInput(image, k.to_bgr, k.width, k.height, k.crop, 0));
+  }
+  const cv::Mat one_colour = noise(16, 16, CV_8UC1);
+  cv::imwrite(path("in.png"), one_colour);
+  expectMade("prepare in.png -o out.png --size 16x16", recoloured(one_colour, cv::COLOR_GRAY2BGR));
+  cv::imwrite(path("in.png"), cv::Mat(8, 8, CV_8UC3, cv::Scalar(10, 20, 30)));
+  expectMade("prepare in.png -o out.png --size 4x4 --order bgr",
+             cv::Mat(4, 4, CV_8UC3, cv::Scalar(30, 20, 10)));
+  EXPECT_EQ(parseNpy(run("prepare - -o - --size 1x1 <in.png")).values, std::vector<float>({30, 20, 10}));
+}
+
+}  // namespace

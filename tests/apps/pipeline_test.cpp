@@ -1,0 +1,229 @@
+// The pipeline without a process: frames and boxes in, tracks, outputs and faults out.
+#include "apps/pipeline/pipeline.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <functional>
+
+#include "apps/detections/mot_text.h"
+#include "apps/support/failure.h"
+#include "apps/support/interrupt.h"
+#include "tests/apps/tool_test_support.h"
+
+namespace {
+
+using namespace tarnkit;
+using Tarn::TarnBoundingBox2D;
+
+constexpr int kWidth = 64, kHeight = 48, kFrames = 6;
+
+// Grey frames, each a little lighter than the one before.
+class GreyFrames final : public FrameSource {
+ public:
+  const VideoInfo& info() override { return info_; }
+  bool next(_TN_Image& frame) override {
+    if (taken_ == kFrames) return false;
+    bytes_.assign(kWidth * kHeight * 3 / 2, 128);
+    std::fill_n(bytes_.begin(), kWidth * kHeight, static_cast<std::uint8_t>(16 + 10 * ++taken_));
+    frame = {0, TN_PIX_FMT_NV12, kWidth, kHeight, 0, bytes_.data()};
+    return true;
+  }
+  std::size_t frameBytes() const override { return bytes_.size(); }
+
+ private:
+  VideoInfo info_ = {kWidth, kHeight, 25, 1, kFrames, YuvColour()};
+  std::vector<std::uint8_t> bytes_;
+  int taken_ = 0;
+};
+
+// One box that moves. before: called as each frame comes. need: of the network that it might be.
+class OneBox final : public Detector {
+ public:
+  using Before = std::function<void(std::int64_t)>;
+  explicit OneBox(
+      Before before = [](std::int64_t) {}, std::optional<TensorNeed> need = {})
+      : before_(std::move(before)), need_(need) {}
+  std::optional<TensorNeed> tensorNeed() const override { return need_; }
+  std::vector<TarnBoundingBox2D> detect(const DetectorInput& input) override {
+    before_(input.number);
+    return {{0.1f + 0.01f * static_cast<float>(input.number), 0.25f, 0.25f, 0.5f, 0.5f, 0}};
+  }
+  std::string labelName(int) const override { return "box"; }
+
+ private:
+  Before before_;
+  std::optional<TensorNeed> need_;
+};
+
+class PipelineTest : public tn_test::ToolTest {
+ protected:
+  PipelineTest() {
+    av_log_set_level(AV_LOG_QUIET);
+    options_.size = {16, 8};
+    options_.tracks = path("tracks.txt");
+    options_.tensors = path("deep/tensors");
+    options_.pictures = {path("out.mp4"), path("sheet.png"), ""};
+  }
+
+  // Runs all of it; the fault's text, empty without one.
+  std::string faultOf(Detector& detector) const {
+    GreyFrames frames;
+    try {
+      Pipeline pipeline(frames, detector, options_);
+      while (pipeline.step()) {
+      }
+      pipeline.close();
+    } catch (const Failure& fault) {
+      return fault.what();
+    }
+    return {};
+  }
+
+  // The outputs hold frames 1 to `frames`, each with the one track, and are whole.
+  void expectWhole(std::int64_t frames) const {
+    const MotFrames tracks = readMotFrames(options_.tracks);
+    ASSERT_EQ(static_cast<std::int64_t>(tracks.size()), frames);
+    for (std::int64_t number = 1; number <= frames; ++number) {
+      ASSERT_EQ(tracks.at(number).size(), 1u);
+      EXPECT_EQ(tracks.at(number)[0].id, 1);
+      const std::string tensor = "deep/tensors/00000" + std::to_string(number) + ".npy";
+      EXPECT_EQ(tn_test::parseNpy(read(tensor)).values.size(), 3u * 16 * 8);
+    }
+    EXPECT_EQ(read("tracks.txt").back(), '\n');
+    EXPECT_EQ(tn_test::countFrames(path("out.mp4")), frames);
+  }
+
+  PipelineOptions options_;
+};
+
+TEST_F(PipelineTest, FramesBecomeTracksAndOutputs) {
+  GreyFrames frames;
+  OneBox detector;
+  Pipeline pipeline(frames, detector, options_);
+  EXPECT_EQ(pipeline.framesExpected(), kFrames);
+  for (std::int64_t number = 1; number <= kFrames; ++number) {
+    ASSERT_TRUE(pipeline.step());
+    EXPECT_EQ(pipeline.framesDone(), number);
+    ASSERT_EQ(pipeline.tracks().size(), 1u);
+    EXPECT_NEAR(pipeline.tracks()[0].x, 0.1 + 0.01 * static_cast<double>(number), 0.01);
+  }
+  EXPECT_FALSE(pipeline.step());
+  EXPECT_FALSE(pipeline.step());
+  pipeline.close();
+  expectWhole(kFrames);
+  EXPECT_TRUE(exists("sheet.png"));
+  EXPECT_EQ(pipeline.summary(3).rfind(
+                "frames 6, detections 6, tracks 1, damaged packets passed over 3\nstage ", 0),
+            0u);
+  // Luma of the limited range, 16 + 10 in the first frame.
+  for (const float value : tn_test::parseNpy(read("deep/tensors/000001.npy")).values)
+    EXPECT_NEAR(value, 10 * 255.0 / 219.0, 1.0);
+}
+
+TEST_F(PipelineTest, StopsAfterTheFramesAskedFor) {
+  options_.frames = 2;
+  OneBox detector;
+  EXPECT_EQ(faultOf(detector), "");
+  expectWhole(2);
+}
+
+// Parameters belong to the process, and must not come from the run before; clock and identities start
+// anew.
+TEST_F(PipelineTest, ASecondRunOwesNothingToTheFirst) {
+  OneBox detector;
+  std::string tracks[3];
+  for (std::string& text : tracks) {
+    options_.tracker = TrackerOptions();
+    if (&text == &tracks[1]) {
+      options_.tracker.filter = Filter::kOneEuro;
+      options_.tracker.fps = 3.0f;
+      options_.tracker.params.maxConfidence = 9;
+      options_.tracker.params.processNoise = 5.0f;
+    }
+    EXPECT_EQ(faultOf(detector), "");
+    text = read("tracks.txt");
+  }
+  EXPECT_NE(tracks[1], tracks[0]);
+  EXPECT_EQ(tracks[2], tracks[0]);
+}
+
+TEST_F(PipelineTest, FramesBeforeAFaultStayWhole) {
+  OneBox failing([](std::int64_t number) {
+    if (number == 4) throw Failure("detector", "gave up");
+  });
+  EXPECT_EQ(faultOf(failing), "detector: gave up");
+  expectWhole(3);
+  EXPECT_FALSE(exists("sheet.png"));
+
+  // Two noises of 0 leave the Kalman filter nothing to divide by, from a track's second frame on.
+  options_.tracker.params.processNoise = options_.tracker.params.measurementNoise = 0.0f;
+  OneBox detector;
+  EXPECT_EQ(faultOf(detector),
+            "tracker parameters: they make the filter singular: in frame 2 the box of track 1 is not "
+            "finite");
+  expectWhole(1);
+}
+
+TEST_F(PipelineTest, OutputsThatCannotBeMadeAreNamed) {
+  OneBox detector;
+  if (std::filesystem::exists("/dev/full")) {
+    options_.tracks = "/dev/full";
+    EXPECT_EQ(faultOf(detector), "/dev/full: cannot be written: No space left on device");
+  }
+  options_.tracks = path("no/tracks");
+  EXPECT_EQ(faultOf(detector).rfind(options_.tracks + ": cannot be written: No such file", 0), 0u);
+  options_.tensors = path("out.mp4");  // a file
+  EXPECT_EQ(faultOf(detector).rfind(options_.tensors + ": cannot be made: ", 0), 0u);
+}
+
+#if !defined(_WIN32)
+// In a process of its own, since an interrupt is never forgotten.
+TEST_F(PipelineTest, AnInterruptFinishesTheFrameAndTheOutputs) {
+  options_.pictures = {};
+  OneBox detector([](std::int64_t number) {
+    if (number == 2) std::raise(SIGTERM);
+  });
+  const auto interrupted = [&] {
+    catchInterrupts();
+    std::_Exit(faultOf(detector).empty() ? exitStatus() : 1);
+  };
+  EXPECT_EXIT(interrupted(), testing::ExitedWithCode(128 + SIGTERM), "");
+  EXPECT_EQ(readMotFrames(options_.tracks).size(), 2u);
+  EXPECT_TRUE(exists("deep/tensors/000002.npy"));
+  EXPECT_FALSE(exists("deep/tensors/000003.npy"));
+}
+#endif
+
+TEST(TensorSize, IsTheNetworksElseTheOneAskedFor) {
+  const struct {
+    std::optional<TensorNeed> need;
+    std::optional<Size> wanted;
+    const char* size;  // or the fault
+  } cases[] = {
+      {{}, {}, "640x640"},
+      {{}, Size{32, 16}, "32x16"},
+      {TensorNeed{256, 128}, {}, "256x128"},
+      {TensorNeed{256, 128}, Size{256, 128}, "256x128"},
+      {TensorNeed{0, 0}, Size{32, 16}, "32x16"},
+      {TensorNeed{0, 128}, {}, "640x128"},
+      {TensorNeed{256, 128}, Size{128, 256}, "--size: the network takes 256x128"},
+      {TensorNeed{255, 128},
+       {},
+       "--detector: the network takes 255x128, and sides must be even, at most 8192"},
+      {TensorNeed{8194, 2},
+       {},
+       "--detector: the network takes 8194x2, and sides must be even, at most 8192"},
+  };
+  for (const auto& c : cases) {
+    std::string size;
+    try {
+      size = sizeText(tensorSize(c.wanted, OneBox({}, c.need)));
+    } catch (const Failure& fault) {
+      size = fault.what();
+    }
+    EXPECT_EQ(size, c.size);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,241 @@
+// What the tool says, and leaves alone, when it cannot do what it was asked to: one table of command
+// lines for each kind of input.
+#include <gtest/gtest.h>
+
+#include <opencv2/imgcodecs.hpp>
+#include <sstream>
+
+#include "apps/support/failure.h"
+#include "tests/apps/tool_test_support.h"
+
+namespace {
+
+class Refusals : public tn_test::ToolTest {};
+
+TEST_F(Refusals, WrongUsageIsStatusTwo) {
+  expectRefused("",
+                {{"", "subcommand is required"},
+                 {"fly walk.txt --frame 640x480", "'fly' is not a command"},
+                 {"--fast", "'--fast' is not an option"}},
+                2);
+  expectRefused("track ",
+                {{""},
+                 {"det.txt -o out"},
+                 {"det.txt --frame 640x480"},
+                 {"det.txt --frame 640 -o out", "'640' is not of the form WIDTHxHEIGHT"},
+                 {"det.txt --frame 640x480x3 -o out"},
+                 {"det.txt --frame 640x480 --filter median -o out"},
+                 {"det.txt --frame 640x480 --fps fast -o out"}},
+                2);
+  expectRefused("run walk.mp4 --detector ", {{"cat"}, {"mot:"}, {"onnx:"}}, 2);
+  expectRefused(
+      "tensor ",
+      {{"walk.mp4 --size 64x64 --mean 1,2 -o out"}, {"walk.mp4 --size 64x64 --matrix bt000 -o out"}}, 2);
+  expectRefused("sample ", {{"out.mp4"}}, 2);
+  expectRefused("layers ",
+                {{""}, {"a.onnx --input 3x4"}, {"a.onnx --input 3x4x5x6"}, {"a.onnx --input axbxc"}}, 2);
+  expectRefused("export-config ", {{"a.onnx"}}, 2);
+  expectRefused("convert in.png ",
+                {{""},
+                 {"out.png more.png"},
+                 {"out.png --to hsv"},
+                 {"out.png --rotate 180"},
+                 {"out.png --flip"},
+                 {"out.png --cut 1,2,3"},
+                 {"out.png --cut 1,2,3,4,5"},
+                 {"out.png --cut 1,2,,4"},
+                 {"out.png --cut 1,2,3,99999999999"},
+                 {"out.png --format nv12"},
+                 {"out.png --frame 8x4"},
+                 {"out.png --format yuyv --frame 8x4"}},
+                2);
+  expectRefused("prepare in.png -o out.npy ",
+                {{""},
+                 {"-o out.jpg --size 8x8"},
+                 {"--size 8x8 --orient=-1"},
+                 {"--size 8x8 --order grb"},
+                 {"--size 8x8 --crop 1,2,3"},
+                 {"--size 8x8 --pad grey"}},
+                2);
+  expectRefused("warp in.png ",
+                {{"--matrix 1,0,0,0,1,0"},
+                 {"out.jpg --matrix 1,0,0,0,1,0", "'out.jpg' must end in .npy or .png"},
+                 {"out.png", "--matrix is required"},
+                 {"out.png --matrix 1,0,0,0,1"},
+                 {"out.png --matrix 1,0,0,0,1,0,0"},
+                 {"out.png --matrix 1,0,x,0,1,0"},
+                 {"out.png --matrix 1,0,0,0,1,0 --variant avx"}},
+                2);
+}
+
+TEST_F(Refusals, HelpAndVersionAreNoFaults) {
+  for (const char* arguments : {"--help", "track --help", "run -h"})
+    EXPECT_NE(run(arguments).find("tarnkit"), std::string::npos) << arguments;
+  const std::string version = run("--version");
+  for (const char* part :
+       {"tarnkit ", "\ncommit ", "\ncompiler ", "\nlibrary tn_kits ", "\ninstruction set "})
+    EXPECT_NE(version.find(part), std::string::npos) << part << "in\n" << version;
+}
+
+TEST_F(Refusals, VideosAndBoxes) {
+  makeSample(3);
+  write("notes.txt", "These are notes.\n");
+  write("empty.mp4", "");
+  write("gap.txt", "1,-1,10,10,5,5,1\n2000000000,-1,10,10,5,5,1\n3,-1,10,10,5,5,1\n");
+  write("head.mp4", read("walk.mp4").substr(0, 200));
+  write("out.txt", "nothing will be computed, so nothing may be replaced");
+  expectRefused("track ",
+                {{"nofile.txt --frame 640x480 -o out.txt",
+                  "nofile.txt: cannot be read: No such file or directory"},
+                 {". --frame 640x480 -o out.txt", ".: cannot be read: Is a directory"},
+                 {"notes.txt --frame 640x480 -o out.txt", "notes.txt:1: has 1 of the 7 fields"},
+                 {"walk.txt --frame 0x480 -o out.txt", "--frame: 0x480: "},
+                 {"walk.txt --frame 640x480 -o no/where", "no/where: cannot be written: No such file"},
+                 {"walk.txt --frame 640x480 -o walk.txt", "walk.txt: is the input"},
+                 {"gap.txt --frame 640x480 --lost-threshold -100 -o out.txt",
+                  "gap.txt: no boxes between frames 3 and 2000000000: "}});
+  // Every parameter has an option that reaches its field.
+  expectRefused("track walk.txt --frame 640x480 -o out.txt ",
+                {{"--iou-threshold 1.5", "tracker parameters: iouThreshold "},
+                 {"--fps 0", "tracker parameters: fps "},
+                 {"--fps ''", "tracker parameters: fps "},
+                 {"--max-confidence 0", "tracker parameters: maxConfidence "},
+                 {"--valid-threshold 7", "tracker parameters: validThreshold "},
+                 {"--lost-threshold 1", "tracker parameters: lostThreshold "},
+                 {"--process-noise -1", "tracker parameters: processNoise "},
+                 {"--min-cutoff -1", "tracker parameters: minCutoff "},
+                 {"--beta nan", "tracker parameters: beta "},
+                 {"--d-cutoff -1", "tracker parameters: dCutoff "},
+                 {"--measurement-noise -1", "tracker parameters: measurementNoise "}});
+  expectRefused("run ", {{"nofile.mp4", "nofile.mp4: cannot be read: No such file or directory"},
+                         {"notes.txt", "notes.txt: is not a video"},
+                         {"empty.mp4", "empty.mp4: "},
+                         {"head.mp4", "head.mp4: "},
+                         {"- --detector mot:-", "standard input is given for more than one file"}});
+  expectRefused("run walk.mp4 ",
+                {{"--size 0x0", "--size: 0x0: "},
+                 {"--size 63x64", "--size: 63x64: width and height must be even"},
+                 {"--frames 0", "--frames: 0: "},
+                 {"--fps -3", "tracker parameters: fps "},
+                 {"--hog-smallest 0", "--hog-smallest: "},
+                 {"--labels walk.txt", "--labels: is for --detector onnx only"},
+                 {"-o walk.mp4", "walk.mp4: is the input"},
+                 {"-o -", "a video cannot go to standard output"},
+                 {"--detector mot:walk.txt --tracks ./walk.txt", "./walk.txt: is the input"},
+                 {"-o ./out --tracks out", "out: is given for two outputs"},
+                 {"--tensors walk.txt", "walk.txt: cannot be made: "}});
+  expectRefused("tensor walk.mp4 -o out ",
+                {{"--frame 4 --size 64x64", "walk.mp4: has 3 frames, no frame 4"},
+                 {"--frame 0 --size 64x64", "--frame: 0: "},
+                 {"--size 64x8194", "--size: 64x8194: "},
+                 {"--size 64x64 --mean 1,nan,1", "--mean: "},
+                 {"--size 64x64 --scale 1,inf,1", "--scale: "}});
+  expectRefused("sample out --detections out.txt ", {{"--frame 641x480", "--frame: 641x480: "},
+                                                     {"--frame 62x64", "--frame: is too small"},
+                                                     {"--frames 0", "--frames: 0: "}});
+  write("twice.txt", "3,1,0,0,10,10,1\n3,1,40,0,10,10,1\n");
+  expectRefused("score ", {{"twice.txt walk.txt", "twice.txt: frame 3 has identity 1 twice"},
+                           {"walk.txt twice.txt", "twice.txt: frame 3 has identity 1 twice"},
+                           {"walk.txt walk.txt --overlap 1.5", "--overlap: must be from 0 to 1"},
+                           {"walk.txt walk.txt --overlap nan", "--overlap: must be from 0 to 1"},
+                           {"- -", "standard input is given for both"}});
+}
+
+TEST_F(Refusals, Pictures) {
+  cv::Mat noise(31, 45, CV_8UC3);
+  cv::randu(noise, 0, 256);
+  cv::imwrite(path("in.png"), noise);
+  cv::imwrite(path("in.jpg"), noise);
+  cv::imwrite(path("thin.png"), cv::Mat(8, 1, CV_8UC3, cv::Scalar(1, 2, 3)));
+  const std::string png = read("in.png"), jpeg = read("in.jpg");
+  write("short.png", png.substr(0, png.size() / 2));
+  std::string damaged = png;
+  damaged[png.size() / 2] = static_cast<char>(~damaged[png.size() / 2]);
+  write("damaged.png", damaged);
+  write("short.jpg", jpeg.substr(0, jpeg.size() - 100));
+  write("head.jpg", jpeg.substr(0, 20));
+  write("no_picture.jpg", "\xFF\xD8\xFF\xD9");
+  write("notes.txt", "These are notes.\n");
+  write("in.yuv", std::string(8 * 6 * 3 / 2, 'y'));
+  expectRefused(
+      "convert ",
+      {{"nofile.png out", "nofile.png: cannot be read: No such file or directory"},
+       {". out", ".: cannot be read: Is a directory"},
+       {"- out <notes.txt", "standard input: is neither PNG nor JPEG"},
+       {"short.png out", "short.png: is damaged"},
+       {"damaged.png out", "damaged.png: is damaged"},
+       {"short.jpg out", "short.jpg: is cut short"},
+       {"head.jpg out", "head.jpg: is cut short"},
+       {"no_picture.jpg out", "no_picture.jpg: is damaged"},
+       {"in.png in.png", "in.png: is the input"},
+       {"in.png no/where", "no/where: cannot be written: No such file"},
+       {"in.png out --cut 40,0,6,4",
+        "--cut: 40,0,6,4: is not inside the picture, which is 45x31 at that point"},
+       {"in.png out --rotate 90 --cut 0,0,45,31", "which is 31x45 at that point"},
+       {"in.yuv out --format nv12 --frame 8x8",
+        "in.yuv: has only 72 of the 96 bytes of one frame of 8x8"},
+       {"in.yuv out --format i420 --frame 8x4",
+        "in.yuv: has more than the 48 bytes of one frame of 8x4"},
+       {"in.yuv out --format nv21 --frame 7x6", "--frame: 7x6: width and height must be even"},
+       {"in.yuv out --format nv21 --frame 99998x2", "--frame: 99998x2: width and height must be from"}});
+  expectRefused("prepare in.png -o out.npy ",
+                {{"--size 0x8", "--size: 0x8: width and height must be from 1 to"},
+                 {"--size 8x9000", "--size: 8x9000: width and height must be from 1 to"},
+                 {"--size 16x12 --orient 2", "--size: 16x12: must be a square"},
+                 {"--size 18x18 --orient 1", "--size: 18x18: must be a square"},
+                 {"--size 8x8 --orient 32", "--orient: 32: has bits that mean nothing"},
+                 {"--size 8x8 --crop 5,5,4,9", "--crop: 5,5,4,9: has no pixels"}});
+  expectRefused("prepare ", {{"in.yuv -o out.npy --size 16x12 --orient 64 --format i420 --frame 8x6",
+                              "--size: 16x12: must be a square"},
+                             {"in.png -o in.png --size 8x8", "in.png: is the input"}});
+  expectRefused("warp ", {{"in.png in.png --matrix 1,0,0,0,1,0", "in.png: is the input"},
+                          {"in.png out.png --matrix 1,0,nan,0,1,0", "--matrix: values must be finite"},
+                          {"thin.png out.png --matrix 1,0,0,0,1,0 --variant sse",
+                           "thin.png: is 1x8, too small for this variant, which takes 2x2 and up"},
+                          {"thin.png out.png --matrix 1,0,0,0,1,0 --variant sse-hwc", "too small"}});
+  run("warp thin.png out.png --matrix 1,0,0,0,1,0");
+}
+
+// Lines of detections, one after two that are whole; no process is needed to read them.
+TEST(MotText, LinesThatDoNotParseAreNamed) {
+  static const struct {
+    const char *line, *fault;
+  } cases[] = {
+      {"hello", "has 1 of the 7 fields frame,id,left,top,width,height,score"},
+      {"hello,-1,10,10,5,5,1", "field 1 (frame) is 'hello', not a number"},
+      {"2,-1,10,10,5,5", "has 6 of the 7 fields frame,id,left,top,width,height,score"},
+      {"2,-1,10,10px,5,5,1", "field 4 (top) is '10px', not a number"},
+      {"2,-1,,10,5,5,1", "field 3 (left) is '', not a number"},
+      {"2,-1,nan,10,5,5,1", "field 3 (left) is 'nan', out of range"},
+      {"2,-1,1e999,10,5,5,1", "field 3 (left) is '1e999', out of range"},
+      {"2,-1,-1000000.1,10,5,5,1", "field 3 (left) is '-1000000.1', more than a million pixels"},
+      {"2,-1,10,10,0,5,1", "field 5 (width) is '0', not above 0"},
+      {"2,-1,10,10,5,-5,1", "field 6 (height) is '-5', not above 0"},
+      {"2,-1,10,10,5,5,1e300", "field 7 (score) is '1e300', out of range"},
+      {"0,-1,10,10,5,5,1", "field 1 (frame) is '0', not a whole number from 1 on"},
+      {"1.5,-1,10,10,5,5,1", "field 1 (frame) is '1.5', not a whole number from 1 on"},
+      {"99999999999,-1,10,10,5,5,1", "field 1 (frame) is '99999999999', not a whole number from 1 on"},
+      {"2,0.5,10,10,5,5,1", "field 2 (id) is '0.5', not a whole number"},
+      {"2,-1,10,\x01\x7F\t\v,5,5,1", "field 4 (top) is '', not a number"},
+      {"2,-1,10,\x1g,5,5,1", "field 4 (top) is 'g', not a number"},
+      // A byte order mark stands before the first line only.
+      {"\xEF\xBB\xBF"
+       "2,-1,10,10,5,5,1",
+       "field 1 (frame) is '\xEF\xBB\xBF"
+       "2', not a number"},
+  };
+  for (const auto& c : cases) {
+    std::istringstream in(
+        "\xEF\xBB\xBF"
+        "1,-1,10,10,5,5,1\r\n\n" +
+        std::string(c.line) + "\n4,-1,1,1,5,5,1\n");
+    try {
+      tarnkit::readMotFrames(in, "det.txt");
+      ADD_FAILURE() << c.line << " was taken";
+    } catch (const tarnkit::Failure& fault) {
+      EXPECT_EQ(fault.what(), std::string("det.txt:3: ") + c.fault);
+    }
+  }
+}
+
+}  // namespace
