@@ -1,3 +1,4 @@
+// FFmpeg's frames as records: in place where they are packed, else by a copy.
 #include "tn_interop_ffmpeg.h"
 
 #include <gtest/gtest.h>
@@ -65,26 +66,27 @@ constexpr Format kFormats[] = {
     {AV_PIX_FMT_BGR24, TN_PIX_FMT_BGR, 1, 3},       {AV_PIX_FMT_RGB24, TN_PIX_FMT_RGB, 1, 3},
 };
 
+void expectRecord(const _TN_Image& image, const void* data, int format, int width, int height) {
+  EXPECT_EQ(image.data, data);
+  EXPECT_EQ(image.pix_fmt, format);
+  EXPECT_EQ(image.width, width);
+  EXPECT_EQ(image.height, height);
+  EXPECT_EQ(image.orient, 0u);
+}
+
 TEST(InteropFfmpeg, PackedFramesBecomeRecordsWithoutACopy) {
   tn_test::Guarded memory(64 * 48 * 4);
   for (const Format& f : kFormats) {
     SCOPED_TRACE(av_get_pix_fmt_name(static_cast<AVPixelFormat>(f.frame)));
     const Frame frame = packedFrame(f.frame, 64, 48, memory.data());
     const _TN_Image image = asImage(*frame);
-    EXPECT_EQ(image.data, memory.data());
-    EXPECT_EQ(image.pix_fmt, f.record);
-    EXPECT_EQ(image.width, 64);
-    EXPECT_EQ(image.height, 48);
-    EXPECT_EQ(image.orient, 0u);
+    expectRecord(image, memory.data(), f.record, 64, 48);
 
     // A padded row or a plane elsewhere is found in every plane.
     for (int i = 0; i < f.planes; ++i) {
       SCOPED_TRACE(i);
       frame->linesize[i] += 2;
-      EXPECT_NE(FaultOf([&] {
-                  asImage(*frame);
-                }).find("plane " + std::to_string(i) + " of the frame has rows"),
-                std::string::npos);
+      EXPECT_EQ(FaultOf([&] { asImage(*frame); }).rfind("plane " + std::to_string(i), 0), 0u);
       frame->linesize[i] -= 2;
       if (i == 0) continue;
       ++frame->data[i];
@@ -106,10 +108,7 @@ TEST(InteropFfmpeg, PackingPutsEveryByteWhereARecordHasIt) {
       const Frame frame = paddedFrame(f.frame, w, h);
       std::vector<unsigned char> bytes(7, 0xEE);
       const _TN_Image image = packFrame(*frame, bytes);
-      ASSERT_EQ(image.data, bytes.data());
-      EXPECT_EQ(image.pix_fmt, f.record);
-      EXPECT_EQ(image.width, w);
-      EXPECT_EQ(image.height, h);
+      expectRecord(image, bytes.data(), f.record, w, h);
       const std::size_t n = static_cast<std::size_t>(w) * static_cast<std::size_t>(h);
       ASSERT_EQ(bytes.size(), f.planes == 1   ? n * static_cast<std::size_t>(f.pixel)
                               : f.planes == 2 ? n + static_cast<std::size_t>(w * (h / 2))
@@ -117,13 +116,10 @@ TEST(InteropFfmpeg, PackingPutsEveryByteWhereARecordHasIt) {
       const auto source = [&](int plane, int x, int y) {
         return frame->data[plane][y * frame->linesize[plane] + x];
       };
-      std::size_t at = 0;
-      for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w * f.pixel; ++x) ASSERT_EQ(bytes[at++], source(0, x, y)) << x << ", " << y;
-      for (int plane = 1; plane < f.planes; ++plane) {
-        at = plane == 1 ? n : n + n / 4;
-        const int row = f.planes == 2 ? w : w / 2;
-        for (int y = 0; y < h / 2; ++y)
+      for (int plane = 0; plane < f.planes; ++plane) {
+        std::size_t at = plane == 0 ? 0 : plane == 1 ? n : n + n / 4;
+        const int row = plane == 0 ? w * f.pixel : f.planes == 2 ? w : w / 2;
+        for (int y = 0; y < (plane == 0 ? h : h / 2); ++y)
           for (int x = 0; x < row; ++x)
             ASSERT_EQ(bytes[at++], source(plane, x, y)) << "plane " << plane << ": " << x << ", " << y;
       }
