@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Attacks the tool as users and machines do: long videos, kills, full disks, closed pipes, parts of files;
-# and runs the libraries for long. quick takes a minute, long most of an hour.
+# Attacks the tool as users and machines do: long videos, kills, interrupts, full disks, closed pipes, parts of
+# files. quick takes two minutes, long most of an hour.
 # usage: scripts/faults.sh [quick|long] [attack ...]      (default: quick, all attacks)
 # Each attack prints its seed; TN_FAULTS_SEED=N runs with that one again. TN_FAULTS_BUILD=asan attacks the
 # tool of that preset, without the attacks that compare memory.
@@ -17,34 +17,27 @@ preset=${TN_FAULTS_BUILD:-release}
 attacks=("$@")
 if [ ${#attacks[@]} -eq 0 ]; then
   attacks=(kills full_disk truncation)
-  [ "$preset" = asan ] || attacks+=(memory libraries)
+  [ "$preset" = asan ] || attacks+=(memory)
 fi
 for attack in "${attacks[@]}"; do
-  [ "$attack" = libraries ] || [ -f "tests/faults/$attack.py" ] ||
+  [ -f "tests/faults/$attack.py" ] ||
     { echo "scripts/faults.sh: there is no attack '$attack'" >&2; exit 2; }
 done
 
 jobs=(build test)
 [ "$preset" != asan ] || jobs+=(fuzz)
 scripts/setup.sh "${jobs[@]}"
-targets=(tarnkit)
-[[ " ${attacks[*]} " != *" libraries "* ]] || targets+=(tn_long_run_test)
 cmake --preset "$preset" >/dev/null
-cmake --build --preset "$preset" -j "$(nproc)" --target "${targets[@]}"
+cmake --build --preset "$preset" -j "$(nproc)" --target tarnkit
 
 failed=() left_out=()
 for attack in "${attacks[@]}"; do
   printf '\n== %s\n' "$attack"
-  if [ "$attack" = libraries ]; then
-    if [ "$mode" = long ]; then export TN_LONG_RUN=1; fi
-    "build/$preset/tests/faults/tn_long_run_test" --gtest_brief=1 || failed+=("$attack")
-  else
-    python3 "tests/faults/$attack.py" "$mode" --tool "build/$preset/apps/tarnkit" --source . \
-      --seed "${TN_FAULTS_SEED:-0}" || case $? in
-        77) left_out+=("$attack") ;;
-        *) failed+=("$attack") ;;
-      esac
-  fi
+  python3 "tests/faults/$attack.py" "$mode" --tool "build/$preset/apps/tarnkit" --source . \
+    --seed "${TN_FAULTS_SEED:-0}" || case $? in
+      77) left_out+=("$attack") ;;
+      *) failed+=("$attack") ;;
+    esac
 done
 [ ${#failed[@]} -eq 0 ] || { printf '\nfaults found by: %s\n' "${failed[*]}"; exit 1; }
 [ ${#left_out[@]} -eq 0 ] || printf '\nnot wholly run: %s\n' "${left_out[*]}"

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <opencv2/imgproc.hpp>
 
 #include "apps/detectors/hog_detector.h"
 #include "apps/drawing/contact_sheet.h"
@@ -33,27 +32,6 @@ TEST(Scenes, FiguresStayInsideAndLanesApart) {
         }
       }
   }
-}
-
-// The one in front of each lane is wholly seen, and the only one of its colour there.
-TEST(Scenes, ColouredFiguresFillTheirBoxes) {
-  constexpr int kWidth = 640, kHeight = 480, kLane = kHeight / 3;
-  const ColouredFigureScene scene(kWidth, kHeight);
-  static const int channels[] = {1, 0, 2};  // green, blue and red of B G R
-  for (const std::int64_t frame : {1, 33, 90, 177})
-    for (int lane = 0; lane < 3; ++lane) {
-      SCOPED_TRACE(testing::Message() << "frame " << frame << ", lane " << lane);
-      cv::Mat planes[3], others;
-      cv::split(scene.draw(frame).rowRange(lane * kLane, (lane + 1) * kLane), planes);
-      const int own = channels[lane];
-      cv::add(planes[(own + 1) % 3], planes[(own + 2) % 3], others);
-      const cv::Rect seen = cv::boundingRect(planes[own] - others > 15);
-      const MotBox box = scene.boxes(frame)[static_cast<std::size_t>(2 * lane + 1)];
-      EXPECT_NEAR(seen.x, box.left, 2.0);
-      EXPECT_NEAR(seen.y + lane * kLane, box.top, 2.0);
-      EXPECT_NEAR(seen.width, box.width, 3.0);
-      EXPECT_NEAR(seen.height, box.height, 3.0);
-    }
 }
 
 TEST(ContactSheet, SpreadsItsPicturesOverAVideoOfAnyLength) {

@@ -14,58 +14,34 @@ class Refusals : public tn_test::ToolTest {};
 
 TEST_F(Refusals, WrongUsageIsStatusTwo) {
   expectRefused("",
-                {{"", "subcommand is required"},
-                 {"fly walk.txt --frame 640x480", "'fly' is not a command"},
-                 {"--fast", "'--fast' is not an option"}},
+                {{"", "subcommand is required (see 'tarnkit --help')"},
+                 {"fly walk.txt --frame 640x480", "'fly' is not a command (see 'tarnkit --help')"},
+                 {"--fast", "'--fast' is not an option (see 'tarnkit --help')"},
+                 {"track det.txt --frame 640 -o out", "--frame: '640' is not of the form WIDTHxHEIGHT"},
+                 {"warp in.png out.png", "--matrix is required"},
+                 {"warp in.png out.jpg --matrix 1,0,0,0,1,0", "'out.jpg' must end in .npy or .png"}},
                 2);
-  expectRefused("track ",
-                {{""},
-                 {"det.txt -o out"},
-                 {"det.txt --frame 640x480"},
-                 {"det.txt --frame 640 -o out", "'640' is not of the form WIDTHxHEIGHT"},
-                 {"det.txt --frame 640x480x3 -o out"},
-                 {"det.txt --frame 640x480 --filter median -o out"},
-                 {"det.txt --frame 640x480 --fps fast -o out"}},
-                2);
-  expectRefused("run walk.mp4 --detector ", {{"cat"}, {"mot:"}, {"onnx:"}}, 2);
-  expectRefused(
-      "tensor ",
-      {{"walk.mp4 --size 64x64 --mean 1,2 -o out"}, {"walk.mp4 --size 64x64 --matrix bt000 -o out"}}, 2);
-  expectRefused("sample ", {{"out.mp4"}}, 2);
-  expectRefused("layers ",
-                {{""}, {"a.onnx --input 3x4"}, {"a.onnx --input 3x4x5x6"}, {"a.onnx --input axbxc"}}, 2);
-  expectRefused("export-config ", {{"a.onnx"}}, 2);
-  expectRefused("convert in.png ",
-                {{""},
-                 {"out.png more.png"},
-                 {"out.png --to hsv"},
-                 {"out.png --rotate 180"},
-                 {"out.png --flip"},
-                 {"out.png --cut 1,2,3"},
-                 {"out.png --cut 1,2,3,4,5"},
-                 {"out.png --cut 1,2,,4"},
-                 {"out.png --cut 1,2,3,99999999999"},
-                 {"out.png --format nv12"},
-                 {"out.png --frame 8x4"},
-                 {"out.png --format yuyv --frame 8x4"}},
-                2);
-  expectRefused("prepare in.png -o out.npy ",
-                {{""},
-                 {"-o out.jpg --size 8x8"},
-                 {"--size 8x8 --orient=-1"},
-                 {"--size 8x8 --order grb"},
-                 {"--size 8x8 --crop 1,2,3"},
-                 {"--size 8x8 --pad grey"}},
-                2);
-  expectRefused("warp in.png ",
-                {{"--matrix 1,0,0,0,1,0"},
-                 {"out.jpg --matrix 1,0,0,0,1,0", "'out.jpg' must end in .npy or .png"},
-                 {"out.png", "--matrix is required"},
-                 {"out.png --matrix 1,0,0,0,1"},
-                 {"out.png --matrix 1,0,0,0,1,0,0"},
-                 {"out.png --matrix 1,0,x,0,1,0"},
-                 {"out.png --matrix 1,0,0,0,1,0 --variant avx"}},
-                2);
+  expectWrongUsage(
+      "track ",
+      {"", "det.txt -o out", "det.txt --frame 640x480", "det.txt --frame 640x480x3 -o out",
+       "det.txt --frame 640x480 --filter median -o out", "det.txt --frame 640x480 --fps fast -o out"});
+  expectWrongUsage("run walk.mp4 --detector ", {"cat", "mot:", "onnx:"});
+  expectWrongUsage("tensor walk.mp4 --size 64x64 -o out ", {"--mean 1,2", "--matrix bt000"});
+  expectWrongUsage("sample ", {"out.mp4"});
+  expectWrongUsage("layers ",
+                   {"", "a.onnx --input 3x4", "a.onnx --input 3x4x5x6", "a.onnx --input axbxc"});
+  expectWrongUsage("export-config ", {"a.onnx"});
+  expectWrongUsage("convert in.png ",
+                   {"", "out.png more.png", "out.png --to hsv", "out.png --rotate 180", "out.png --flip",
+                    "out.png --cut 1,2,3", "out.png --cut 1,2,3,4,5", "out.png --cut 1,2,,4",
+                    "out.png --cut 1,2,3,99999999999", "out.png --format nv12", "out.png --frame 8x4",
+                    "out.png --format yuyv --frame 8x4"});
+  expectWrongUsage("prepare in.png -o out.npy ",
+                   {"", "-o out.jpg --size 8x8", "--size 8x8 --orient=-1", "--size 8x8 --order grb",
+                    "--size 8x8 --crop 1,2,3", "--size 8x8 --pad grey"});
+  expectWrongUsage("warp in.png ", {"--matrix 1,0,0,0,1,0", "out.png --matrix 1,0,0,0,1",
+                                    "out.png --matrix 1,0,0,0,1,0,0", "out.png --matrix 1,0,x,0,1,0",
+                                    "out.png --matrix 1,0,0,0,1,0 --variant avx"});
 }
 
 TEST_F(Refusals, HelpAndVersionAreNoFaults) {
@@ -153,22 +129,18 @@ TEST_F(Refusals, Pictures) {
   damaged[png.size() / 2] = static_cast<char>(~damaged[png.size() / 2]);
   write("damaged.png", damaged);
   write("short.jpg", jpeg.substr(0, jpeg.size() - 100));
-  write("head.jpg", jpeg.substr(0, 20));
   write("no_picture.jpg", "\xFF\xD8\xFF\xD9");
   write("notes.txt", "These are notes.\n");
   write("in.yuv", std::string(8 * 6 * 3 / 2, 'y'));
   expectRefused(
       "convert ",
       {{"nofile.png out", "nofile.png: cannot be read: No such file or directory"},
-       {". out", ".: cannot be read: Is a directory"},
        {"- out <notes.txt", "standard input: is neither PNG nor JPEG"},
        {"short.png out", "short.png: is damaged"},
        {"damaged.png out", "damaged.png: is damaged"},
        {"short.jpg out", "short.jpg: is cut short"},
-       {"head.jpg out", "head.jpg: is cut short"},
        {"no_picture.jpg out", "no_picture.jpg: is damaged"},
        {"in.png in.png", "in.png: is the input"},
-       {"in.png no/where", "no/where: cannot be written: No such file"},
        {"in.png out --cut 40,0,6,4",
         "--cut: 40,0,6,4: is not inside the picture, which is 45x31 at that point"},
        {"in.png out --rotate 90 --cut 0,0,45,31", "which is 31x45 at that point"},

@@ -21,7 +21,7 @@ struct ToolResult {
 
 // A call that must fail, and what its one line has to say.
 struct Refusal {
-  std::string arguments, fault = {};
+  std::string arguments, fault;
 };
 
 class ToolTest : public testing::Test {
@@ -39,10 +39,11 @@ class ToolTest : public testing::Test {
   // The same for a call that must do its work without a word on standard error. Returns its output.
   std::string run(const std::string& arguments) const;
 
-  // Each call ends with the status, prints nothing but its line, and leaves all files as they were. What
-  // is wrong usage, status 2, points to the help.
+  // Each call ends with the status, prints nothing but its line, and leaves all files as they were.
   void expectRefused(const std::string& command, const std::vector<Refusal>& refusals,
                      int status = 1) const;
+  // The same with status 2, and a line that points to the command's help.
+  void expectWrongUsage(const std::string& command, const std::vector<std::string>& arguments) const;
 
   // Makes walk.mp4 and walk.txt with the tool's own sample command. scene: walkers or figures.
   void makeSample(int frames, const std::string& size = "320x240",

@@ -1,6 +1,7 @@
 // The reader on files whose every sample is known.
 #include <gtest/gtest.h>
 
+#include <map>
 #include <opencv2/imgcodecs.hpp>
 
 #include "apps/support/failure.h"
@@ -131,33 +132,32 @@ TEST_F(VideoTest, FramesOfAnotherSizeAreScaledToTheFirst) {
         << i;
 }
 
+// Answers of a decoder: p a picture, w wants input, f a fault, e the end; the last one for ever. One of
+// nothing but faults has 64 tries before each packet and after the last.
 TEST(NextPicture, EndsWhateverTheDecoderAnswers) {
-  // Answers: p a picture, w wants input, f a fault, e the end; the last one for ever. A decoder of
-  // nothing but faults has 64 tries before each packet and after the last.
+  using tarnkit::Answer;
   static const struct {
     const char* answers;
     int packets;
     bool picture;
     std::int64_t faults;
-  } scripts[] = {
-      {"p", 0, true, 0},  {"wwp", 2, true, 0},  {"wffp", 1, true, 2},    {"we", 1, false, 0},
-      {"w", 3, false, 0}, {"wfe", 1, false, 1}, {"f", 3, false, 4 * 64}, {"wf", 3, false, 3 * 64},
-  };
+  } scripts[] = {{"p", 0, true, 0},       {"wwp", 2, true, 0},     {"wffp", 1, true, 2},
+                 {"we", 1, false, 0},     {"w", 3, false, 0},      {"wfe", 1, false, 1},
+                 {"f", 3, false, 4 * 64}, {"wf", 3, false, 3 * 64}};
   for (const auto& script : scripts) {
-    SCOPED_TRACE(script.answers);
     const char* at = script.answers;
     int packets = script.packets;
     std::int64_t faults = 0;
     const auto ask = [&] {
-      const char answer = at[1] == '\0' ? *at : *at++;
-      return answer == 'p'   ? tarnkit::Answer::kPicture
-             : answer == 'w' ? tarnkit::Answer::kWantsInput
-             : answer == 'e' ? tarnkit::Answer::kEnd
-                             : tarnkit::Answer::kFault;
+      static const std::map<char, Answer> answers = {{'p', Answer::kPicture},
+                                                     {'w', Answer::kWantsInput},
+                                                     {'f', Answer::kFault},
+                                                     {'e', Answer::kEnd}};
+      return answers.at(at[1] == '\0' ? *at : *at++);
     };
     const auto feed = [&] { return packets-- > 0; };
-    EXPECT_EQ(tarnkit::nextPicture(ask, feed, faults), script.picture);
-    EXPECT_EQ(faults, script.faults);
+    EXPECT_EQ(tarnkit::nextPicture(ask, feed, faults), script.picture) << script.answers;
+    EXPECT_EQ(faults, script.faults) << script.answers;
   }
 }
 

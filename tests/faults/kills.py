@@ -81,8 +81,7 @@ def kills(attack):
         if not kill_at_random(attack, command, longest[name], name):
             longest[name] *= 0.9  # it was faster than the run before
             continue
-        check = check_run if command is RUN else lambda *rest: check_tracks(rest[0], "many-tracks.txt", rest[1])
-        last = check(attack, wanted[name])
+        last = check_run(attack, wanted[name]) if command is RUN else check_tracks(attack, name, wanted[name])
         done += 1
         within += 0 < last < frames
     attack.say(f"{done} kills, {within} of them between the first and the last frame")

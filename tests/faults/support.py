@@ -18,7 +18,6 @@ PAGE = 4096
 LEFT_OUT = 77
 
 
-
 class Result(collections.namedtuple("Result", "status out err")):
     def frames(self):
         """Frames that `run` says it saw; -1 if it does not."""

@@ -1,17 +1,19 @@
-// tarnkit track: identities, gaps, the clock, and where text comes from and goes to.
+// tarnkit track and score: identities, gaps, the clock, text as others write it; tracks against the
+// truth.
 #include <gtest/gtest.h>
 
+#include <sstream>
+
+#include "apps/scoring/track_score.h"
 #include "apps/tracking/frame_tracker.h"
 #include "tests/apps/tool_test_support.h"
 #include "tn_boxtracker.h"
 
 namespace {
 
-using tarnkit::MotFrames;
-using tarnkit::readMotFrames;
-using tn_test::ToolTest;
+using namespace tarnkit;
 
-class TrackCommand : public ToolTest {};
+class Tracks : public tn_test::ToolTest {};
 
 // Two boxes that drift apart, frames out of order.
 constexpr char kTwoBoxes[] =
@@ -22,7 +24,7 @@ constexpr char kTwoBoxes[] =
     "2,-1,297,60,50,90,0.5,-1,-1,-1\n"
     "3,-1,294,60,50,90,0.5,-1,-1,-1\n";
 
-TEST_F(TrackCommand, GivesEachObjectOneIdentityWhateverTheOrderOfTheLines) {
+TEST_F(Tracks, GivesEachObjectOneIdentityWhateverTheOrderOfTheLines) {
   write("det.txt", kTwoBoxes);
   EXPECT_EQ(run("track det.txt --frame 640x480 -o out.txt"), "");
   const std::string tracks = read("out.txt");
@@ -52,22 +54,21 @@ TEST_F(TrackCommand, GivesEachObjectOneIdentityWhateverTheOrderOfTheLines) {
   EXPECT_EQ(run("track - --frame 640x480 -o - <foreign.txt"), tracks);
 }
 
-TEST_F(TrackCommand, FramesWithoutLinesAreFramesWithoutDetections) {
+TEST_F(Tracks, FramesWithoutLinesAreFramesWithoutDetections) {
   write("det.txt",
         "1,-1,100,50,40,80,1\n2,-1,100,50,40,80,1\n3,-1,100,50,40,80,1\n6,-1,100,50,40,80,1\n");
-  struct Case {
+  const struct {
     const char* options;
     std::vector<std::int64_t> frames;  // that the track is reported in
     std::int64_t last_id;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"", {1, 2, 3, 6}, 2},                       // no coasting: a new track after the gap
       {"--max-confidence 2", {1, 2, 3, 4, 6}, 2},  // lives on for one frame, not for two
       {"--max-confidence 3", {1, 2, 3, 4, 5, 6}, 1},
       {"--max-confidence 2 --lost-threshold -1", {1, 2, 3, 4, 6}, 1},  // the second one unreported
       {"--filter one-euro --max-confidence 3", {1, 2, 3, 4, 5, 6}, 1},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.options);
     run(std::string("track det.txt --frame 640x480 -o out.txt ") + c.options);
     std::vector<std::int64_t> frames;
@@ -79,9 +80,8 @@ TEST_F(TrackCommand, FramesWithoutLinesAreFramesWithoutDetections) {
     EXPECT_EQ(frames, c.frames);
     EXPECT_EQ(last_id, c.last_id);
   }
-}
 
-TEST_F(TrackCommand, PassesOverGapsThatNoTrackCanOutlive) {
+  // Gaps that no track can outlive are passed over.
   write("det.txt", "1,-1,100,50,40,80,1\n2000000000,-1,100,50,40,80,1\n");
   run("track det.txt --frame 640x480 --max-confidence 3 --lost-threshold -3 -o out.txt");
   EXPECT_EQ(read("out.txt"),
@@ -92,9 +92,8 @@ TEST_F(TrackCommand, PassesOverGapsThatNoTrackCanOutlive) {
 double seconds = 0.0;
 
 // The clock must follow the frame numbers, gaps included, at the rate given: as driving the library by
-// hand does. A second tracker starts anew.
+// hand does.
 TEST(FrameTracker, OneEuroClockFollowsTheFrameNumbers) {
-  using namespace tarnkit;
   using Boxes = std::vector<Tarn::TarnBoundingBox2D>;
   const Tarn::TarnBoundingBoxesTrackerParams before = Tarn::getTrackerParams();
   TrackerOptions options;
@@ -102,7 +101,7 @@ TEST(FrameTracker, OneEuroClockFollowsTheFrameNumbers) {
   options.fps = 8.0f;
   options.params.maxConfidence = 20;
   applyTrackerParams(options, 25.0f);
-  std::vector<float> got[2], expected;
+  std::vector<float> got, expected;
   const auto follow = [](auto&& track, std::vector<float>& values) {
     for (const std::int64_t frame : {1, 2, 3, 4, 5, 8, 9, 20, 21}) {
       const float x = 0.1f + 0.01f * static_cast<float>(frame * frame % 23);
@@ -110,9 +109,9 @@ TEST(FrameTracker, OneEuroClockFollowsTheFrameNumbers) {
         values.insert(values.end(), {static_cast<float>(box.id), box.x, box.y, box.w, box.h});
     }
   };
-  for (std::vector<float>& values : got) {
+  {
     const auto tracker = makeFrameTracker(options.filter, 640, 480);
-    follow([&](std::int64_t frame, const Boxes& boxes) { return tracker->track(frame, boxes); }, values);
+    follow([&](std::int64_t frame, const Boxes& boxes) { return tracker->track(frame, boxes); }, got);
   }
   Tarn::setTrackerClock([] { return seconds; });
   Tarn::TarnIdentifiedBoxesTracker<Tarn::TarnOneEuroFilterBoxTracker2D> by_hand(640, 480);
@@ -124,8 +123,62 @@ TEST(FrameTracker, OneEuroClockFollowsTheFrameNumbers) {
   Tarn::setTrackerClock(nullptr);
   Tarn::setTrackerParams(before);
   EXPECT_FALSE(expected.empty());
-  EXPECT_EQ(got[0], expected);
-  EXPECT_EQ(got[1], expected);
+  EXPECT_EQ(got, expected);
+}
+
+// "7@0,8@300;7@5": identity 7 at column 0 and 8 at 300 in frame 1, 7 at 5 in frame 2. Boxes have 100 x
+// 100 pixels; moved by 50 across, two share a third of their union.
+MotFrames framesOf(const std::string& text) {
+  MotFrames frames;
+  std::istringstream in(text);
+  std::int64_t number = 1, id = 0;
+  double left = 0.0;
+  for (char mark = ','; in >> id >> mark >> left; number += mark == ';' ? 1 : 0) {
+    frames[number].push_back({id, left, 0.0, 100.0, 100.0, 1.0});
+    in >> mark;
+  }
+  return frames;
+}
+
+TEST(TrackScore, CountsMatchesAndSwitches) {
+  static const struct {
+    const char *name, *tracks, *truth;
+    std::int64_t matches, switches;
+    double recall, precision;
+  } cases[] = {
+      {"nothing", "", "", 0, 0, 1.0, 1.0},
+      {"missed and invented", "1@500", "1@0;1@0", 0, 0, 0.0, 0.0},
+      {"half is found", "7@5", "1@0;1@0", 1, 0, 0.5, 1.0},
+      {"too far off", "7@40", "1@0", 0, 0, 0.0, 0.0},
+      {"one box serves one object", "7@5", "1@0,2@10", 1, 0, 0.5, 1.0},
+      {"the nearer box first", "7@30,8@1", "1@0,2@31", 2, 0, 1.0, 1.0},
+      {"a new identity", "7@0;8@0;8@0", "1@0;1@0;1@0", 3, 1, 1.0, 1.0},
+      {"a new identity after a gap", "7@0;9@900;8@0", "1@0;1@0;1@0", 2, 1, 2.0 / 3.0, 2.0 / 3.0},
+      {"two objects swap tracks", "7@0,8@300;8@0,7@300", "1@0,2@300;1@0,2@300", 4, 2, 1.0, 1.0},
+      // The second track lies nearer in frame 2, but the first still fits.
+      {"a pair stays a pair", "7@0;7@20,8@0", "1@0;1@0", 2, 0, 1.0, 2.0 / 3.0},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const TrackScore score = scoreTracks(framesOf(c.tracks), framesOf(c.truth), 0.5);
+    EXPECT_EQ(score.matches, c.matches);
+    EXPECT_EQ(score.identity_switches, c.switches);
+    EXPECT_DOUBLE_EQ(score.recall(), c.recall);
+    EXPECT_DOUBLE_EQ(score.precision(), c.precision);
+  }
+}
+
+TEST_F(Tracks, TheirScoreIsPrinted) {
+  write("truth.txt", "1,1,0,0,10,10,1\n2,1,0,0,10,10,1\n2,2,50,0,10,10,1\n");
+  write("tracks.txt", "1,4,0,0,10,10,1\n2,5,1,0,10,10,1\n4,5,1,0,10,10,1\n");
+  EXPECT_EQ(run("score tracks.txt truth.txt"),
+            "truth              3 boxes of 2 objects in 3 frames\n"
+            "tracks             3 boxes of 2 tracks\n"
+            "recall             0.6667\n"
+            "precision          0.6667\n"
+            "identity switches  1\n");
+  const std::string strict = run("score tracks.txt - --overlap 0.9 <truth.txt");
+  EXPECT_NE(strict.find("recall             0.3333\n"), std::string::npos) << strict;
 }
 
 }  // namespace
