@@ -7,8 +7,8 @@
 
 #include "apps/commands/options.h"
 #include "apps/networks/config_file.h"
-#include "apps/networks/shape_text.h"
 #include "apps/support/failure.h"
+#include "apps/support/size.h"
 
 namespace tarnkit {
 namespace {

@@ -27,7 +27,7 @@ struct LoadedModel {
 };
 
 // Throws Failure if the files cannot be read or built, for a size that cannot work, and if nobody says
-// it. log: what the library logs meanwhile.
+// it. log: catches what the library logs.
 LoadedModel loadModel(const ModelOptions& options, const CapturedLog& log);
 
 }  // namespace tarnkit

@@ -23,6 +23,29 @@ std::vector<int> parseIntegers(const std::string& option, const std::string& tex
   return values;
 }
 
+void addColourOptions(Options tensor, ColourChoice& choice, const std::string& default_scale) {
+  using Tarn::ChannelOrder, Tarn::YuvRange, Tarn::YuvStandard;
+  static const std::map<std::string, YuvStandard> standards = {
+      {"bt601", YuvStandard::kBt601}, {"bt709", YuvStandard::kBt709}, {"bt2020", YuvStandard::kBt2020}};
+  static const std::map<std::string, YuvRange> ranges = {{"full", YuvRange::kFull},
+                                                         {"limited", YuvRange::kLimited}};
+  static const std::map<std::string, ChannelOrder> orders = {{"rgb", ChannelOrder::kRgb},
+                                                             {"bgr", ChannelOrder::kBgr}};
+  tensor.addChoice("--matrix", choice.standard, standards,
+                   "Standard of the video's colours (default: as the video says, else bt601 for fewer "
+                   "than 720 lines and bt709 from there on)");
+  tensor.addChoice("--range", choice.range, ranges,
+                   "Range of the video's samples (default: as the video says, else limited)");
+  tensor.addChoice("--order", choice.order, orders, "Order of the tensor's planes (default: rgb)");
+  tensor
+      .addFloats("--mean", choice.mean, 3,
+                 "The tensor holds (colour - mean) * scale, with colours from 0 to 255, in the order of "
+                 "its planes (default: 0,0,0)")
+      .typeName("R,G,B");
+  tensor.addFloats("--scale", choice.scale, 3, "See --mean (default: " + default_scale + ")")
+      .typeName("R,G,B");
+}
+
 void addTrackerOptions(Options options, TrackerOptions& values, const std::string& fps_help) {
   Tarn::TarnBoundingBoxesTrackerParams& params = values.params;
   Options tracking = options.group("Tracking");

@@ -11,6 +11,7 @@
 
 #include "apps/commands/command_line.h"
 #include "apps/support/size.h"
+#include "apps/tensor/colour_choice.h"
 #include "apps/tensor/placement.h"
 #include "apps/tracking/frame_tracker.h"
 
@@ -30,6 +31,9 @@ Option addSize(Options options, const std::string& name, Target& size, const std
   };
   return options.addText(name, take, help).typeName("WxH");
 }
+
+// For tensors of a video's frames. default_scale: what the help says it is.
+void addColourOptions(Options tensor, ColourChoice& choice, const std::string& default_scale = "1,1,1");
 
 // For --filter, --fps and the trackers' parameters, under a heading of their own.
 void addTrackerOptions(Options options, TrackerOptions& values, const std::string& fps_help);

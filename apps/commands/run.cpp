@@ -4,7 +4,6 @@
 #include <optional>
 #include <string>
 
-#include "apps/commands/colour_options.h"
 #include "apps/commands/command.h"
 #include "apps/commands/options.h"
 #include "apps/detectors/hog_detector.h"

@@ -1,7 +1,6 @@
 // tarnkit tensor: one frame of a video to a NumPy file.
 #include <string>
 
-#include "apps/commands/colour_options.h"
 #include "apps/commands/command.h"
 #include "apps/commands/options.h"
 #include "apps/output/npy.h"

@@ -1,3 +1,4 @@
+// MOTChallenge text: parsed line by line, every field checked, and written.
 #include "apps/detections/mot_text.h"
 
 #include <array>
@@ -81,7 +82,7 @@ struct LineParser {
 
 template <class Number, class... Format>
 void appendNumber(std::string& text, Number value, Format... format) {
-  // Room for any coordinate that a filter can produce, at three decimals: 308 digits and a few.
+  // Enough for any coordinate that a filter can produce, at three decimals: 308 digits and a few.
   char digits[400];
   const auto result = std::to_chars(digits, digits + sizeof(digits), value, format...);
   text.append(digits, result.ptr);

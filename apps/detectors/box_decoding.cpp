@@ -1,3 +1,4 @@
+// From the values of a detector's output to boxes in fractions of the picture.
 #include "apps/detectors/box_decoding.h"
 
 #include <algorithm>

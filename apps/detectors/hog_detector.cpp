@@ -1,3 +1,4 @@
+// OpenCV's pedestrian detector, on luma scaled so that the smallest person fits its window.
 #include "apps/detectors/hog_detector.h"
 
 #include <algorithm>
@@ -42,7 +43,7 @@ HogDetector::HogDetector(const HogOptions& options) : options_(options) {
 
 std::vector<Tarn::TarnBoundingBox2D> HogDetector::detect(const DetectorInput& input) {
   const _TN_Image& frame = input.frame;
-  // Gradients of the luma alone are as good here as those of three colours, at a third of the work.
+  // Gradients of luma do as well here as those of three colours, at a third of the work.
   const cv::Mat luma(frame.height, frame.width, CV_8UC1, frame.data);
   const double enlarge = kPersonHeight / options_.smallest_person;
   cv::Mat picture;

@@ -1,3 +1,4 @@
+// A file of class names, checked line by line.
 #include "apps/detectors/label_names.h"
 
 #include <algorithm>

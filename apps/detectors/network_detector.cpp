@@ -1,3 +1,4 @@
+// A network of the library as a detector: loaded, run, its output decoded.
 #include "apps/detectors/network_detector.h"
 
 #include <algorithm>
@@ -7,9 +8,9 @@
 #include "apps/detectors/label_names.h"
 #include "apps/detectors/models/blob_detector.h"
 #include "apps/networks/config_file.h"
-#include "apps/networks/shape_text.h"
 #include "apps/support/captured_log.h"
 #include "apps/support/failure.h"
+#include "apps/support/size.h"
 #include "tn_checked.h"
 
 namespace tarnkit {

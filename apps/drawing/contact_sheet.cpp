@@ -1,3 +1,4 @@
+// Thumbnails at a stride that doubles with the length of the video.
 #include "apps/drawing/contact_sheet.h"
 
 #include <algorithm>

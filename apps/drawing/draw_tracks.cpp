@@ -1,3 +1,4 @@
+// Boxes, trails, labels and paths in OpenCV's sub-pixel drawing.
 #include "apps/drawing/draw_tracks.h"
 
 #include <algorithm>

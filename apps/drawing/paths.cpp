@@ -1,3 +1,4 @@
+// Paths of identities with bounded memory, and a colour for each.
 #include "apps/drawing/paths.h"
 
 #include <algorithm>

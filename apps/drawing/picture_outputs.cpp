@@ -1,8 +1,9 @@
+// Annotated video, contact sheet and trajectories, from the same pictures.
 #include "apps/drawing/picture_outputs.h"
 
 #include <utility>
 
-#include "apps/drawing/png.h"
+#include "apps/pictures/picture_file.h"
 
 namespace tarnkit {
 namespace {

@@ -1,3 +1,4 @@
+// Reads an inference config with a limit on its size.
 #include "apps/networks/config_file.h"
 
 #include <cstddef>

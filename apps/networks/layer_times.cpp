@@ -1,11 +1,12 @@
+// Median times of layers as an aligned table.
 #include "apps/networks/layer_times.h"
 
 #include <algorithm>
 #include <cstdio>
 
-#include "apps/networks/shape_text.h"
 #include "apps/output/stage_times.h"
 #include "apps/support/failure.h"
+#include "apps/support/size.h"
 
 namespace tarnkit {
 namespace {

@@ -1,3 +1,4 @@
+// The header of a NumPy file, and the values behind it.
 #include "apps/output/npy.h"
 
 #include <cstddef>

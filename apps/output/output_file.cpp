@@ -1,3 +1,4 @@
+// Output files that keep what was complete when something fails.
 #include "apps/output/output_file.h"
 
 #include <cerrno>

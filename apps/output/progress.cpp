@@ -1,3 +1,4 @@
+// The progress bar, drawn with carriage returns.
 #include "apps/output/progress.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Durations in a histogram of logarithmic steps, and their percentiles.
 #include "apps/output/stage_times.h"
 
 #include <algorithm>

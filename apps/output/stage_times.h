@@ -1,4 +1,4 @@
-// How long each stage of a frame's way takes.
+// How long each stage of the work on a frame takes.
 #ifndef TN_KITS_APPS_OUTPUT_STAGE_TIMES_H_
 #define TN_KITS_APPS_OUTPUT_STAGE_TIMES_H_
 

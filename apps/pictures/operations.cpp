@@ -1,3 +1,4 @@
+// Operations on pictures, each by the library's checked kernels.
 #include "apps/pictures/operations.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// What can be done to a picture. Each operation leaves its source alone; planar pictures are turned,
+// What can be done to a picture. No operation changes its source; planar pictures are turned,
 // mirrored and cut plane by plane.
 #ifndef TN_KITS_APPS_PICTURES_OPERATIONS_H_
 #define TN_KITS_APPS_PICTURES_OPERATIONS_H_

@@ -1,3 +1,4 @@
+// PNG and JPEG files on OpenCV's coders.
 #include "apps/pictures/picture_file.h"
 
 #include <algorithm>
@@ -7,7 +8,7 @@
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
-#include "apps/drawing/png.h"
+#include "apps/output/output_file.h"
 #include "apps/support/failure.h"
 #include "apps/support/input_file.h"
 #include "apps/support/quiet_errors.h"
@@ -43,10 +44,10 @@ bool hasJpegEnd(const Bytes& bytes) {
     }
     if (marker == 0xD9) return true;
     at += 2;
-    // Coded data have stuffed zeros and restart markers, which stand alone; all others open a segment,
-    // whose bytes may look like anything.
-    const bool alone = marker <= 0x01 || (marker >= 0xD0 && marker <= 0xD8);
-    if (alone) continue;
+    // Stuffed zeros and restart markers in coded data are two bytes. All others open a segment, whose
+    // bytes may look like markers, so it is skipped.
+    const bool has_segment = marker > 0x01 && (marker < 0xD0 || marker > 0xD8);
+    if (!has_segment) continue;
     if (at + 1 >= bytes.size()) break;
     at += 256u * bytes[at] + bytes[at + 1];
   }
@@ -97,6 +98,12 @@ Picture readPicture(const std::string& path, JpegTurn turn) {
     throw Failure(inputName(path),
                   "has more than " + std::to_string(kLargestPictureSide) + " pixels on a side");
   return fromMat(decoded);
+}
+
+void writePng(const std::string& path, const cv::Mat& picture) {
+  Bytes bytes;
+  if (!cv::imencode(".png", picture, bytes)) throw Failure(path, "the picture cannot be coded as PNG");
+  writeFile(path, {}, bytes.data(), bytes.size());
 }
 
 void writePicture(const std::string& path, const Picture& picture) {

@@ -2,6 +2,7 @@
 #ifndef TN_KITS_APPS_PICTURES_PICTURE_FILE_H_
 #define TN_KITS_APPS_PICTURES_PICTURE_FILE_H_
 
+#include <opencv2/core.hpp>
 #include <string>
 
 #include "apps/pictures/picture.h"
@@ -20,6 +21,8 @@ Picture readPicture(const std::string& path, JpegTurn turn = JpegTurn::kUpright)
 // The planes of a planar picture come below one another, in grey. "-" is standard output. Throws
 // Failure.
 void writePicture(const std::string& path, const Picture& picture);
+// The same for a picture as OpenCV has it: grey, BGR or BGRA.
+void writePng(const std::string& path, const cv::Mat& picture);
 
 }  // namespace tarnkit
 

@@ -1,3 +1,4 @@
+// Raw frames through the library's kernels, whose reading of chroma rows needs help.
 #include "apps/pictures/raw_frame.h"
 
 #include "tn_checked.h"
@@ -7,9 +8,9 @@ namespace {
 
 namespace checked = Tarn::checked;
 
-// The semi-planar kernels go on to the next chroma row with every row of luma, not with every second
-// one, which colours the lower half of a frame with bytes from behind it. Where each chroma row comes
-// twice, that walk takes every pixel's own chroma.
+// The semi-planar kernels take the next row of chroma for each row of luma, not for every second one. So
+// they colour the lower half of a frame with bytes from behind it. When each chroma row comes twice,
+// every pixel gets its own chroma.
 std::vector<std::uint8_t> withChromaRowsTwice(int width, int height,
                                               const std::vector<std::uint8_t>& frame) {
   const auto chroma = frame.begin() + static_cast<std::ptrdiff_t>(byteCount(width, height, 1));

@@ -1,3 +1,4 @@
+// Coloured figures in front of a street, two of them to a lane.
 #include "apps/scene/coloured_figures.h"
 
 #include <cmath>
@@ -7,7 +8,7 @@ namespace tarnkit {
 namespace {
 
 constexpr int kLanes = 3;
-// Swelling changes each side by this share, so lanes keep that much room.
+// Swelling changes each side by this share, so that much of a lane stays free.
 constexpr double kSwell = 0.12;
 
 // Blue, green, red.
@@ -37,7 +38,7 @@ cv::Mat street(int width, int height) {
 }  // namespace
 
 ColouredFigureScene::ColouredFigureScene(int width, int height)
-    : width_(width), street_(street(width, height)) {
+    : Scene(street(width, height)), width_(width) {
   struct Pair {
     Shape back_shape, front_shape;
     cv::Scalar back_colour, front_colour;
@@ -45,11 +46,11 @@ ColouredFigureScene::ColouredFigureScene(int width, int height)
   const Pair pairs[kLanes] = {{Shape::kEgg, Shape::kBlock, kRed, kGreen},
                               {Shape::kBlock, Shape::kDiamond, kGreen, kBlue},
                               {Shape::kDiamond, Shape::kEgg, kBlue, kRed}};
-  const double room = static_cast<double>(height) / kLanes;
+  const double lane_height = static_cast<double>(height) / kLanes;
   for (int lane = 0; lane < kLanes; ++lane) {
     const Pair& pair = pairs[lane];
-    const double middle = (lane + 0.5) * room, tall = 0.8 / (1.0 + kSwell) * room;
-    // Widths follow the smaller side, so that figures of narrow pictures have room to walk too.
+    const double middle = (lane + 0.5) * lane_height, tall = 0.8 / (1.0 + kSwell) * lane_height;
+    // Widths follow the smaller side, so that figures of narrow pictures have a distance to go, too.
     const double wide = 0.75 * std::min(tall, width / 4.0);
     figures_.push_back({pair.back_shape, pair.back_colour, wide, 0.8 * tall, middle,
                         width * (0.05 + 0.3 * lane), width * (0.004 + 0.0011 * lane)});
@@ -71,12 +72,6 @@ MotBox ColouredFigureScene::box(std::size_t index, std::int64_t number) const {
           width,
           height,
           1.0};
-}
-
-std::vector<MotBox> ColouredFigureScene::boxes(std::int64_t number) const {
-  std::vector<MotBox> all;
-  for (std::size_t index = 0; index < figures_.size(); ++index) all.push_back(box(index, number));
-  return all;
 }
 
 void ColouredFigureScene::drawFigure(cv::Mat& picture, std::size_t index, std::int64_t number) const {
@@ -101,12 +96,6 @@ void ColouredFigureScene::drawFigure(cv::Mat& picture, std::size_t index, std::i
                onSceneGrid(bounds.left, y)});
       break;
   }
-}
-
-cv::Mat ColouredFigureScene::draw(std::int64_t number) const {
-  cv::Mat picture = street_.clone();
-  for (std::size_t index = 0; index < figures_.size(); ++index) drawFigure(picture, index, number);
-  return picture;
 }
 
 }  // namespace tarnkit

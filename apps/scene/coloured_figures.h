@@ -17,8 +17,6 @@ class ColouredFigureScene final : public Scene {
  public:
   // At least kSmallestSide each.
   ColouredFigureScene(int width, int height);
-  std::vector<MotBox> boxes(std::int64_t number) const override;
-  cv::Mat draw(std::int64_t number) const override;
 
  private:
   enum class Shape { kEgg, kBlock, kDiamond };
@@ -28,12 +26,12 @@ class ColouredFigureScene final : public Scene {
     double width, height, middle;  // pixels at rest; the middle line of its lane
     double start, stride;          // way gone at frame 0 and in each frame, pixels
   };
-  MotBox box(std::size_t index, std::int64_t number) const;
-  void drawFigure(cv::Mat& picture, std::size_t index, std::int64_t number) const;
+  std::size_t count() const override { return figures_.size(); }
+  MotBox box(std::size_t index, std::int64_t number) const override;
+  void drawFigure(cv::Mat& picture, std::size_t index, std::int64_t number) const override;
 
   int width_;
   std::vector<Figure> figures_;  // from the back to the front
-  cv::Mat street_;
 };
 
 }  // namespace tarnkit

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <opencv2/core.hpp>
+#include <utility>
 #include <vector>
 
 #include "apps/detections/mot_text.h"
@@ -14,7 +15,6 @@ namespace tarnkit {
 class Scene {
  public:
   virtual ~Scene() = default;
-  Scene() = default;
   Scene(const Scene&) = delete;
   Scene& operator=(const Scene&) = delete;
 
@@ -22,10 +22,22 @@ class Scene {
   static constexpr int kSmallestSide = 64;
 
   // The boxes in frame `number`, counted from 1; ids 1, 2, 3 ... stay with the figures, the score is 1.
-  virtual std::vector<MotBox> boxes(std::int64_t number) const = 0;
+  std::vector<MotBox> boxes(std::int64_t number) const;
 
   // The picture, 8 bits, blue, green, red.
-  virtual cv::Mat draw(std::int64_t number) const = 0;
+  cv::Mat draw(std::int64_t number) const;
+
+ protected:
+  // background: all that does not move.
+  explicit Scene(cv::Mat background) : background_(std::move(background)) {}
+
+  cv::Mat background_;
+
+ private:
+  // Figures count from 0 and are drawn in this order.
+  virtual std::size_t count() const = 0;
+  virtual MotBox box(std::size_t index, std::int64_t number) const = 0;
+  virtual void drawFigure(cv::Mat& picture, std::size_t index, std::int64_t number) const = 0;
 };
 
 // To and fro between 0 and `length`: the place after so much way from 0.

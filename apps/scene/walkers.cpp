@@ -1,3 +1,4 @@
+// Walking figures, one to a lane.
 #include "apps/scene/walkers.h"
 
 #include <cmath>
@@ -12,16 +13,28 @@ constexpr int kLanes = 4;
 // A box is as wide as the legs at full stride.
 constexpr double kWidthOfHeight = 0.42;
 
+cv::Mat street(int width, int height) {
+  cv::Mat picture(height, width, CV_8UC3);
+  for (int y = 0; y < height; ++y) {
+    const double shade = 120.0 + 70.0 * y / height;
+    picture.row(y).setTo(cv::Scalar(shade * 0.92, shade * 0.97, shade));
+  }
+  return picture;
+}
+
 }  // namespace
 
-WalkerScene::WalkerScene(int width, int height) : width_(width), height_(height) {
-  // Lanes grow towards the viewer and leave a gap between the boxes.
+WalkerScene::WalkerScene(int width, int height) : Scene(street(width, height)), width_(width) {
+  // Lanes grow towards the viewer and leave a gap between the boxes. Each has a line at its walker's
+  // feet.
   constexpr double kShares[kLanes] = {0.17, 0.20, 0.23, 0.26};
   double top = 0.04 * height;
   for (int lane = 0; lane < kLanes; ++lane) {
-    const double tall = kShares[lane] * height;
+    const double tall = kShares[lane] * height, feet = top + tall;
     const double stride = width * (0.006 + 0.0013 * ((lane * 2) % 5));
-    walkers_.push_back({tall, top + tall, width * (0.15 + 0.47 * lane), stride});
+    walkers_.push_back({tall, feet, width * (0.15 + 0.47 * lane), stride});
+    cv::line(background_, onSceneGrid(0.0, feet), onSceneGrid(width, feet), cv::Scalar(110, 115, 120), 1,
+             cv::LINE_AA, kSceneFractionBits);
     top += tall + 0.02 * height;
   }
 }
@@ -38,13 +51,7 @@ MotBox WalkerScene::box(std::size_t index, std::int64_t number) const {
           1.0};
 }
 
-std::vector<MotBox> WalkerScene::boxes(std::int64_t number) const {
-  std::vector<MotBox> all;
-  for (std::size_t index = 0; index < walkers_.size(); ++index) all.push_back(box(index, number));
-  return all;
-}
-
-void WalkerScene::drawWalker(cv::Mat& picture, std::size_t index, std::int64_t number) const {
+void WalkerScene::drawFigure(cv::Mat& picture, std::size_t index, std::int64_t number) const {
   const MotBox bounds = box(index, number);
   const double h = bounds.height, middle = bounds.left + bounds.width / 2.0, top = bounds.top;
   const double swing = std::sin(0.35 * static_cast<double>(number) + static_cast<double>(index));
@@ -65,19 +72,6 @@ void WalkerScene::drawWalker(cv::Mat& picture, std::size_t index, std::int64_t n
   cv::circle(picture, onSceneGrid(middle, top + 0.09 * h),
              cvRound(0.085 * h * (1 << kSceneFractionBits)), skin, cv::FILLED, cv::LINE_AA,
              kSceneFractionBits);
-}
-
-cv::Mat WalkerScene::draw(std::int64_t number) const {
-  cv::Mat picture(height_, width_, CV_8UC3);
-  for (int y = 0; y < height_; ++y) {
-    const double shade = 120.0 + 70.0 * y / height_;
-    picture.row(y).setTo(cv::Scalar(shade * 0.92, shade * 0.97, shade));
-  }
-  for (const Walker& walker : walkers_)
-    cv::line(picture, onSceneGrid(0.0, walker.feet), onSceneGrid(width_, walker.feet),
-             cv::Scalar(110, 115, 120), 1, cv::LINE_AA, kSceneFractionBits);
-  for (std::size_t index = 0; index < walkers_.size(); ++index) drawWalker(picture, index, number);
-  return picture;
 }
 
 }  // namespace tarnkit

@@ -16,18 +16,17 @@ class WalkerScene final : public Scene {
  public:
   // At least kSmallestSide each.
   WalkerScene(int width, int height);
-  std::vector<MotBox> boxes(std::int64_t number) const override;
-  cv::Mat draw(std::int64_t number) const override;
 
  private:
   struct Walker {
     double height, feet;   // pixels
     double start, stride;  // way walked at frame 0 and in each frame, pixels
   };
-  MotBox box(std::size_t index, std::int64_t number) const;
-  void drawWalker(cv::Mat& picture, std::size_t index, std::int64_t number) const;
+  std::size_t count() const override { return walkers_.size(); }
+  MotBox box(std::size_t index, std::int64_t number) const override;
+  void drawFigure(cv::Mat& picture, std::size_t index, std::int64_t number) const override;
 
-  int width_, height_;
+  int width_;
   std::vector<Walker> walkers_;
 };
 

@@ -1,3 +1,4 @@
+// Matching of tracks with the truth, frame by frame.
 #include "apps/scoring/track_score.h"
 
 #include <algorithm>

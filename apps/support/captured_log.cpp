@@ -1,3 +1,4 @@
+// Keeps the libraries' error lines.
 #include "apps/support/captured_log.h"
 
 #include <cstdio>

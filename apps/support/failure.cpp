@@ -1,3 +1,4 @@
+// The system's words for its errors.
 #include "apps/support/failure.h"
 
 #include <system_error>

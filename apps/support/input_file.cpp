@@ -1,3 +1,4 @@
+// Reads files and standard input whole, in steps.
 #include "apps/support/input_file.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Signal handlers that only note the signal.
 #include "apps/support/interrupt.h"
 
 #include <csignal>

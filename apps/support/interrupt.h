@@ -1,4 +1,5 @@
-// Ctrl-C and its kin, noticed between frames instead of ending the program in the middle of one.
+// Interrupts (Ctrl-C, SIGTERM) that are noted, and seen between frames, instead of ending the program
+// within one.
 #ifndef TN_KITS_APPS_SUPPORT_INTERRUPT_H_
 #define TN_KITS_APPS_SUPPORT_INTERRUPT_H_
 

@@ -1,3 +1,4 @@
+// Points the descriptor of standard error to the null device for a while.
 #include "apps/support/quiet_errors.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// The version text.
 #include "apps/support/version.h"
 
 #include "tn_version.h"

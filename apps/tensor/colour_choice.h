@@ -5,10 +5,15 @@
 #include <optional>
 #include <vector>
 
-#include "apps/video/picture_converter.h"
 #include "tn_colormatrix.h"
 
 namespace tarnkit {
+
+// How YUV samples are to be read: whose matrix, which range.
+struct YuvColour {
+  Tarn::YuvStandard standard = Tarn::YuvStandard::kBt601;
+  Tarn::YuvRange range = Tarn::YuvRange::kLimited;
+};
 
 struct ColourChoice {
   std::optional<Tarn::YuvStandard> standard;

@@ -1,3 +1,4 @@
+// Tensors as NumPy or PNG, by the file's name.
 #include "apps/tensor/tensor_file.h"
 
 #include <cmath>

@@ -1,6 +1,8 @@
+// The library's toolkit, and the bars around what it writes.
 #include "apps/tensor/tensor_maker.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 
 namespace tarnkit {
@@ -13,6 +15,17 @@ std::size_t pixels(int width, int height) {
 }
 
 }  // namespace
+
+Placement placePicture(Fit fit, int frame_width, int frame_height, int width, int height) {
+  if (fit == Fit::kStretch) return {0, 0, width, height};
+  const double scale =
+      std::min(static_cast<double>(width) / frame_width, static_cast<double>(height) / frame_height);
+  const auto even = [scale](int side, int most) {
+    return std::clamp(2 * static_cast<int>(std::lround(side * scale / 2.0)), 2, most);
+  };
+  const int placed_width = even(frame_width, width), placed_height = even(frame_height, height);
+  return {(width - placed_width) / 2, (height - placed_height) / 2, placed_width, placed_height};
+}
 
 TensorMaker::TensorMaker(int frame_width, int frame_height, int width, int height,
                          const Tarn::YuvToRgbOptions& colour, Fit fit)

@@ -42,7 +42,11 @@ FfmpegPointer<T> owned(T* object) {
   return FfmpegPointer<T>(object);
 }
 
-std::string ffmpegErrorText(int error);
+inline std::string ffmpegErrorText(int error) {
+  char text[AV_ERROR_MAX_STRING_SIZE] = {};
+  av_strerror(error, text, sizeof(text));
+  return text;
+}
 
 }  // namespace tarnkit
 

@@ -1,3 +1,4 @@
+// Pixel formats and sizes by FFmpeg's scaler.
 #include "apps/video/picture_converter.h"
 
 #include <cstddef>

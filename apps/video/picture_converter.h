@@ -4,17 +4,11 @@
 
 #include <opencv2/core.hpp>
 
+#include "apps/tensor/colour_choice.h"
 #include "apps/video/ffmpeg.h"
-#include "tn_colormatrix.h"
 #include "tn_image.h"
 
 namespace tarnkit {
-
-// How YUV samples are to be read: whose matrix, which range.
-struct YuvColour {
-  Tarn::YuvStandard standard = Tarn::YuvStandard::kBt601;
-  Tarn::YuvRange range = Tarn::YuvRange::kLimited;
-};
 
 struct PictureFormat {
   AVPixelFormat pixels;
@@ -25,7 +19,7 @@ struct PictureFormat {
 bool isRgb(AVPixelFormat format);
 
 // Converts between two formats. YUV samples on either side are read and written as `colour` says, so
-// YUV to YUV leaves the sample values alone. Sizes may differ; the picture is then resampled.
+// YUV to YUV keeps the sample values. Sizes may differ; the picture is then resampled.
 class PictureConverter {
  public:
   PictureConverter(const PictureFormat& from, const PictureFormat& to, const YuvColour& colour);

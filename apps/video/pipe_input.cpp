@@ -1,3 +1,4 @@
+// Pipes read with poll(), so that no read blocks for longer than a tenth of a second.
 #include "apps/video/pipe_input.h"
 
 #if defined(_WIN32)

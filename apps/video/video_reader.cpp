@@ -1,3 +1,4 @@
+// Demuxing and decoding by FFmpeg, and packing into NV12.
 #include "apps/video/video_reader.h"
 
 #include <cstring>

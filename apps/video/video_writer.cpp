@@ -1,3 +1,4 @@
+// Encoding and muxing by FFmpeg into fragments of one frame each.
 #include "apps/video/video_writer.h"
 
 #include <exception>
@@ -69,7 +70,7 @@ struct VideoWriter::Impl {
   void openEncoder(const VideoInfo& info);
   void openOutput();
   void check(int result, const char* what) const;
-  void settle();
+  void flush();
   void encode(const AVFrame* picture);
   void close();
 };
@@ -92,7 +93,7 @@ void VideoWriter::Impl::check(int result, const char* what) const {
 }
 
 // Everything given to the muxer reaches the file. All that it hands out are whole fragments.
-void VideoWriter::Impl::settle() {
+void VideoWriter::Impl::flush() {
   avio_flush(output->pb);
   check(0, "");
   file.markComplete();
@@ -145,7 +146,7 @@ void VideoWriter::Impl::openOutput() {
   const int result = avformat_write_header(context, &options);
   av_dict_free(&options);
   check(result, "cannot be written");
-  settle();
+  flush();
   open = true;
 }
 
@@ -161,7 +162,7 @@ void VideoWriter::Impl::encode(const AVFrame* picture) {
     av_packet_rescale_ts(packet.get(), encoder->time_base, stream->time_base);
     check(av_write_frame(output.get(), packet.get()), "cannot be written");
     av_packet_unref(packet.get());
-    settle();
+    flush();
   }
 }
 
@@ -169,7 +170,7 @@ void VideoWriter::Impl::close() {
   open = false;
   encode(nullptr);
   check(av_write_trailer(output.get()), "cannot be written");
-  settle();
+  flush();
   file.close();
 }
 

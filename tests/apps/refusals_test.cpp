@@ -1,4 +1,4 @@
-// What the tool says, and leaves alone, when it cannot do what it was asked to: one table of command
+// What the tool says, and that it changes no file, when it cannot do what it was asked to: one table of command
 // lines for each kind of input.
 #include <gtest/gtest.h>
 
