@@ -3,12 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <functional>
 
 #include "apps/detections/mot_text.h"
 #include "apps/support/failure.h"
-#include "apps/support/interrupt.h"
 #include "tests/apps/tool_test_support.h"
 
 namespace {
@@ -163,24 +161,6 @@ TEST_F(PipelineTest, FramesBeforeAFaultStayWhole) {
   options_.tracks = "/dev/full";
   EXPECT_EQ(faultOf(detector), "/dev/full: cannot be written: No space left on device");
 }
-
-#if !defined(_WIN32)
-// In a process of its own, since an interrupt is never forgotten.
-TEST_F(PipelineTest, AnInterruptFinishesTheFrameAndTheOutputs) {
-  options_.pictures = {};
-  OneBox detector([](std::int64_t number) {
-    if (number == 2) std::raise(SIGTERM);
-  });
-  const auto interrupted = [&] {
-    catchInterrupts();
-    std::_Exit(faultOf(detector).empty() ? exitStatus() : 1);
-  };
-  EXPECT_EXIT(interrupted(), testing::ExitedWithCode(128 + SIGTERM), "");
-  EXPECT_EQ(readMotFrames(options_.tracks).size(), 2u);
-  EXPECT_TRUE(exists("deep/tensors/000002.npy"));
-  EXPECT_FALSE(exists("deep/tensors/000003.npy"));
-}
-#endif
 
 TEST(TensorSize, IsTheNetworksElseTheOneAskedFor) {
   const struct {

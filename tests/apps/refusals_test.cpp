@@ -1,5 +1,5 @@
-// What the tool says, and that it changes no file, when it cannot do what it was asked to: one table of command
-// lines for each kind of input.
+// What the tool says, and that it changes no file, when it cannot do what it was asked to: one table of
+// command lines for each kind of input.
 #include <gtest/gtest.h>
 
 #include <opencv2/imgcodecs.hpp>
