@@ -128,14 +128,6 @@ TEST(AffineMeaning, TheOptimizedWarpIsAffineForSquareSourcesOnly) {
   }
 }
 
-TEST(AffineMeaning, OnlyTheDestinationsChannelsAreWarped) {
-  const Planes source = makePlanes(kSide, kSide, 3);
-  Guarded dst(sizeof(float) * kSide * kSide);
-  const Planes one = {kSide, kSide, 1, {}};
-  affine(view(source.values.data(), source), view(dst.floats(), one), kIdentity.m);
-  EXPECT_EQ(dst.floats()[kSide + 1], source.values[kSide + 1]);
-}
-
 TEST(AffineMeaning, TheReplicatingWarpWorksInPlace) {
   const Planes source = makePlanes(45, 30, 3);
   Planes expected = source;

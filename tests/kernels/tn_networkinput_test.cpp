@@ -141,19 +141,4 @@ TEST(CropBox, TakesExtentsAsGiven) {
   }
 }
 
-TEST(Paste, AnEmptyTensorLeavesEverythingAsItWas) {
-  static const Size sizes[] = {{-1, 5}, {5, -1}, {0, 5}, {5, 0}, {-1, -1}};
-  const float values[25] = {};
-  for (const Size& size : sizes) {
-    SCOPED_TRACE(testing::Message() << size.w << "x" << size.h);
-    Guarded dst(4 * 3 * 8 * 6, 0xEE);
-    // A view has data whatever its sizes are.
-    const Mat view =
-        Mat::from_float_array(values, size.w, size.h, 3, TarnCPU::TensorShape::CHW, nullptr);
-    for (const Mat& little : {Mat(size.w, size.h, 3), view})
-      TN_CV::cover_mid_img_with_littleImg_inMat_outFloatPointer(dst.floats(), 8, 6, little);
-    EXPECT_TRUE(std::all_of(dst.data(), dst.data() + dst.size(), [](int byte) { return byte == 0xEE; }));
-  }
-}
-
 }  // namespace

@@ -127,16 +127,4 @@ TEST(YuvToRgb, HandMadeColours) {
   });
 }
 
-TEST(YuvToRgb, EmptySizesTouchNothing) {
-  for (const int empty : {0, -1, -2, -2147483647 - 1})
-    for (const bool by_width : {true, false}) {
-      const int w = by_width ? empty : 6, h = by_width ? 6 : empty;
-      TN_CV::nv12_to_rgb_fast_asm(nullptr, w, h, nullptr);
-      TN_CV::yuv420sp_to_rgb_fast_asm(nullptr, w, h, nullptr);
-      TN_CV::yuv420f_to_rgb(nullptr, w, h, nullptr);
-      planarImageToRgb(nullptr, nullptr, nullptr, w, h, nullptr);
-      semiPlanarImageToRgb(nullptr, nullptr, w, h, Tarn::ChromaOrder::kUFirst, nullptr);
-    }
-}
-
 }  // namespace

@@ -1,8 +1,7 @@
-// Crops by hand: where bytes land, and rectangles that take none.
+// Crops by hand: where bytes land.
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <limits>
 
 #include "tests/support/test_support.h"
 #include "tn_yuvconverter.h"
@@ -11,10 +10,6 @@ namespace {
 
 using namespace Tarn;
 using namespace tn_test;
-
-struct Rect {
-  int x0, y0, x1, y1;
-};
 
 constexpr std::uint8_t kUntouched = 0xA5;
 
@@ -37,31 +32,6 @@ TEST(YuvCrop, PlacesBytesWhereTheyBelong) {
   }
   EXPECT_EQ(shifted[96 + 6 + 2], frame[48]) << "first U";
   EXPECT_EQ(shifted[96 + 24 + 6 + 2], frame[48 + 12]) << "first V";
-}
-
-TEST(YuvCrop, EmptyRectanglesWriteNothing) {
-  const int least = std::numeric_limits<int>::min(), most = std::numeric_limits<int>::max();
-  static const Rect rects[] = {
-      {0, 48, 7, 60},
-      {0, -9, 7, -1},
-      {64, 0, 70, 7},
-      {-9, 0, -1, 7},
-      {8, 0, 7, 7},
-      {0, 8, 7, 7},
-      {20, 20, 10, 30},
-      {most, most, most, most},
-      {least, least, least, least},
-      {most, 0, least, 7},
-  };
-  for (const Rect& r : rects)
-    for (const bool planar : {false, true}) {
-      SCOPED_TRACE(testing::Message() << r.x0 << " " << r.y0 << " " << r.x1 << " " << r.y1);
-      Guarded frame(64 * 48 * 3 / 2), out(16 * 16 * 3 / 2, kUntouched);
-      const Guarded before(out.size(), kUntouched);
-      (planar ? TarnYUVToolKit::Crop_YUVI420 : TarnYUVToolKit::Crop)(
-          {0, 0, 64, 48, 0, frame.data()}, {0, 0, 16, 16, 0, out.data()}, r.x0, r.y0, r.x1, r.y1);
-      EXPECT_EQ(std::memcmp(out.data(), before.data(), out.size()), 0);
-    }
 }
 
 }  // namespace

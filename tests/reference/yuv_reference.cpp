@@ -76,8 +76,8 @@ void referenceCrop(const _TN_Image& in, const _TN_Image& out, int x0, int y0, in
   const int src_luma = in.width * in.height, dst_luma = out.width * out.height;
   const int xs = std::max(x0, 0), xe = std::min(x1, in.width - 1);
   const int ys = std::max(y0, 0), ye = std::min(y1, in.height - 1);
-  const int dx = x0 < 0 ? -x0 : 0, dy = y0 < 0 ? -y0 : 0;
   if (xs > xe || ys > ye) return;
+  const int dx = xs - x0, dy = ys - y0;
   const int columns = (xe - xs + 1) / 2 * 2;
   for (int pair = 0; ys + 2 * pair <= ye; ++pair) {
     const int s = ys + 2 * pair, r = dy + 2 * pair;

@@ -1,14 +1,10 @@
 // The outputs of every routine of the table, and of the trackers, as one number each: the same on every
-// system and on every instruction set.
-//
-//   digests            prints them, in the form of expected.txt
-//   digests FILE       compares them with FILE; exit status 1 and a line for each difference
+// system and on every instruction set. A test compares what this prints with expected.txt.
 #include <hwy/highway.h>
 #include <hwy/targets.h>
 
 #include <cinttypes>
 #include <cstdio>
-#include <fstream>
 #include <map>
 
 #include "tests/routines/routine.h"
@@ -41,47 +37,11 @@ Digests computeDigests() {
   return digests;
 }
 
-// Lines "name digest"; the name has blanks where a row has.
-Digests readDigests(std::ifstream& in) {
-  Digests digests;
-  for (std::string line; std::getline(in, line);) {
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    const std::size_t blank = line.rfind(' ');
-    if (blank != std::string::npos) digests[line.substr(0, blank)] = line.substr(blank + 1);
-  }
-  return digests;
-}
-
-int compare(const Digests& got, const char* file) {
-  std::ifstream in(file);
-  if (!in) {
-    std::fprintf(stderr, "digests: %s: cannot be read\n", file);
-    return 1;
-  }
-  const Digests want = readDigests(in);
-  int differences = 0;
-  for (const auto& [name, digest] : got) {
-    const auto line = want.find(name);
-    if (line != want.end() && line->second == digest) continue;
-    std::printf("%s: %s, expected %s\n", name.c_str(), digest.c_str(),
-                line == want.end() ? "nothing" : line->second.c_str());
-    ++differences;
-  }
-  for (const auto& [name, digest] : want)
-    if (got.count(name) == 0) {
-      std::printf("%s: missing\n", name.c_str());
-      ++differences;
-    }
-  std::printf("%zu digests, %d differences\n", got.size(), differences);
-  return differences == 0 ? 0 : 1;
-}
-
 }  // namespace
 }  // namespace tn_routines
 
-int main(int argument_count, char** arguments) {
-  const tn_routines::Digests digests = tn_routines::computeDigests();
-  if (argument_count == 2) return tn_routines::compare(digests, arguments[1]);
-  for (const auto& [name, digest] : digests) std::printf("%s %s\n", name.c_str(), digest.c_str());
+int main() {
+  for (const auto& [name, digest] : tn_routines::computeDigests())
+    std::printf("%s %s\n", name.c_str(), digest.c_str());
   return 0;
 }

@@ -1,4 +1,6 @@
 // Rows of the YUV toolkit: frames to tensors, and crops.
+#include <limits>
+
 #include "tests/reference/yuv_reference.h"
 #include "tests/routines/routine.h"
 #include "tn_checked.h"
@@ -150,6 +152,7 @@ Routine sameSize() {
 }
 
 // Numbers: in_w, in_h, out_w, out_h, x0, y0, x1, y1.
+constexpr int kMost = std::numeric_limits<int>::max(), kLeast = std::numeric_limits<int>::min();
 Routine crop(const char* name, bool planar) {
   Routine routine = {name, 4, {}, {}, {}, {}, {}, {}};
   routine.cases = {
@@ -167,8 +170,11 @@ Routine crop(const char* name, bool planar) {
       {33, 21, 15, 11, 4, 2, 18, 12},  // odd frames
       {33, 21, 33, 21, 0, 0, 32, 20},
       {5, 3, 5, 3, 0, 0, 4, 2},
-      {9, 9, 9, 9, 3, 0, 2, 8},    // inverted
-      {9, 9, 9, 9, 9, 0, 12, 8},   // outside
+      {9, 9, 9, 9, 3, 0, 2, 8},   // inverted
+      {9, 9, 9, 9, 9, 0, 12, 8},  // outside
+      {9, 9, 9, 9, kMost, kMost, kMost, kMost},
+      {9, 9, 9, 9, kLeast, kLeast, kLeast, kLeast},
+      {9, 9, 9, 9, kMost, 0, kLeast, 8},
       {64, 48, 2, 2, 3, 3, 3, 3},  // one pixel has no even part
       {1, 1, 1, 1, 0, 0, 0, 0},
       {64, 48, 8, 2, 0, 5, 7, 5},  // one row
