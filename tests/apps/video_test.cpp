@@ -111,8 +111,8 @@ TEST_F(VideoTest, OtherSamplingsBecomeFourTwoZero) {
   }
 }
 
-// JPEG pictures are full-range by their format, whatever a tag says. Those of another size than the
-// first are scaled to it, and what comes after them is as if they had not been.
+// JPEG pictures are full-range. Those of another size than the first are scaled to it; what comes after
+// them is as if they had not been.
 TEST_F(VideoTest, FramesOfAnotherSizeAreScaledToTheFirst) {
   std::string film;
   static constexpr int kFrames[][3] = {{32, 24, 0}, {64, 64, 128}, {32, 24, 255}, {17, 9, 128}};

@@ -97,11 +97,12 @@ def interrupts(attack):
         tool = attack.start(*command.split(), stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         wait_for(attack, tool, "tensors/000002.npy")
         tool.send_signal(number)
+        status = attack.status_of(tool)
         out, err = tool.communicate()
         frames = len(list(attack.path("tensors").iterdir()))
-        attack.expect(tool.returncode == 128 + number and not err and out.startswith(b"frames %d," % frames)
+        attack.expect(status == 128 + number and not err and out.startswith(b"frames %d," % frames)
                       and 2 <= frames < FRAMES and attack.playable(attack.path("out.mp4")) == frames,
-                      f"{number}: status {tool.returncode}, {frames} frames: {out[:40]} {err}")
+                      f"{number}: status {status}, {frames} frames: {out[:40]} {err}")
 
 
 def stalled_pipes(attack):
@@ -121,7 +122,7 @@ def stalled_pipes(attack):
         time.sleep(0.2)
         signalled = time.monotonic()
         tool.send_signal(signal.SIGINT)
-        status, took = tool.wait(), time.monotonic() - signalled
+        status, took = attack.status_of(tool), time.monotonic() - signalled
         out, err = tool.stdout.read(), tool.stderr.read()
         said = out.startswith(b"frames ") and not err if size > 20 else err == b"tarnkit: fifo: interrupted\n"
         attack.expect(status == 128 + signal.SIGINT and took < 5 and said,

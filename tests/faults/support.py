@@ -99,6 +99,15 @@ class Attack:
     def start(self, *arguments, **options):
         return subprocess.Popen(self.command(arguments), cwd=self.folder, **options)
 
+    @staticmethod
+    def status_of(tool):
+        """The status of a tool that was started and should end soon; it is killed if it does not."""
+        try:
+            return tool.wait(20)
+        except subprocess.TimeoutExpired:
+            tool.kill()
+            return f"none: {tool.wait()}"
+
     def run(self, *arguments, file_limit=None, timeout=TIMEOUT, **options):
         """Runs the tool in the folder to its end. file_limit: most bytes that a file may have."""
         def limit():
