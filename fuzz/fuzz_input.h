@@ -7,7 +7,6 @@
 #include <hwy/targets.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>

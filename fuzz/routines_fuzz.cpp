@@ -1,8 +1,6 @@
 // The table of routines at any sizes. Either sizes that the contract allows, where results equal the
 // plain form in blocks of exactly the bytes that tn_extents.h says; or any numbers and views at all,
 // where the checked form refuses with a sentence or stays inside its blocks.
-#include <limits>
-#include <memory>
 #include <stdexcept>
 #include <string>
 

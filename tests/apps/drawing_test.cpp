@@ -98,12 +98,6 @@ TEST(Drawing, PathsOfLongTracksKeepFewPoints) {
   EXPECT_TRUE(trails.of(8).empty());
 }
 
-TEST(Drawing, ColoursOfIdentitiesAreApart) {
-  for (std::int64_t id = 1; id <= 200; ++id)
-    for (std::int64_t other = id + 1; other <= id + 7; ++other)
-      EXPECT_GT(cv::norm(identityColour(id) - identityColour(other)), 25.0) << id << " and " << other;
-}
-
 TEST(HogDetector, KeepsTheBestOfBoxesThatShareAPerson) {
   // A is best; B covers most of A; C lies wholly in A; D stands beside A; E touches D only.
   const std::vector<Tarn::TarnBoundingBox2D> boxes = {{0.12f, 0.1f, 0.1f, 0.3f, 0.5f, 0},

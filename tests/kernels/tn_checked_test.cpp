@@ -6,7 +6,6 @@
 
 #include <functional>
 #include <limits>
-#include <string>
 #include <type_traits>
 #include <vector>
 
@@ -72,8 +71,6 @@ TEST(Checked, SentencesNameTheArgumentAndWhatItMustBe) {
                                    TarnCPU::TensorShape::CHW, nullptr);
        },
        "data holds 31 bytes; a 2x2 tensor of 2 channels needs 32"},
-      {[] { checked::TarnYUVToolKit(640, 480, -1, 240, 32, 32); },
-       "src_uv_width is -1; it must be from 0 to 16777216"},
       {[] { checked::TarnYUVToolKit(65536, 65536, 320, 240, 32, 32); },
        "the frame's size in bytes is 4315938816; it must be from 1 to 2147483647"},
   };
@@ -96,10 +93,9 @@ TEST(CheckedToolKit, SentencesNameTheRecordAndWhatItMustBe) {
   const auto tensor = [](int width, int height, std::size_t bytes) {
     return imageOf(TN_PIX_FMT_CHW_F32, width, height, kNowhere + kAmple, bytes);
   };
-  const Image whole = frame(TN_PIX_FMT_NV12, 1920, 1080, 3110400), room = tensor(32, 32, 12288);
+  const Image room = tensor(32, 32, 12288);
   const Image small = frame(TN_PIX_FMT_NV12, 8, 6, 72);
   const Image small_out = imageOf(TN_PIX_FMT_NV21, 4, 4, kNowhere + kAmple, 24);
-  const Image planar = frame(TN_PIX_FMT_YUVI420, 8, 6, 72);
   const auto convert = [](const Image& in, const Image& out) {
     checked::TarnYUVToolKit::Convert(in, out, Tarn::_ConvertMatrixFromYUV());
   };
@@ -109,18 +105,13 @@ TEST(CheckedToolKit, SentencesNameTheRecordAndWhatItMustBe) {
        "in holds 3110399 bytes; a 1920x1080 NV12 frame needs 3110400"},
       {[&] { kit.convert(frame(TN_PIX_FMT_BGRA, 1920, 1080, 3110400), room); },
        "in has pixel format 4 (BGRA); it must be one of NV12, NV21, YUV420V"},
-      {[&] { kit.convert(frame(6, 1920, 1080, 3110400), room); },
-       "in has pixel format 6 (unknown); it must be one of NV12, NV21, YUV420V"},
       {[&] { kit.convert(frame(TN_PIX_FMT_NV12, 1080, 1920, 3110400), room); },
        "in is 1080x1920; it must be 1920x1080"},
-      {[&] { kit.convert(whole, tensor(32, 16, 12288)); }, "out is 32x16; it must be 32x32"},
       {[&] { convert(small, tensor(6, 6, 1000)); }, "out is 6x6; it must be 8x6"},
       {[&] { crop(small, small_out, kLeast, 0, kMost, 3); },
        "out is 4x4; it must be at least 4294967296x4 like the rectangle"},
       {[&] { crop(small, small_out, 2, 3, 2, 2); },
        "the rectangle goes from (2, 3) to (2, 2); it must not be inverted"},
-      {[&] { checked::TarnYUVToolKit::Crop_YUVI420(planar, small_out, 0, 0, 3, 3); },
-       "out has pixel format 8 (NV21); it must be one of I420"},
   };
   for (const auto& [call, sentence] : cases) EXPECT_EQ(FaultOf(call), sentence);
 }
@@ -148,8 +139,6 @@ TEST(CheckedInput, SentencesNameTheArgumentAndWhatItMustBe) {
   const std::pair<std::function<void()>, const char*> cases[] = {
       {[&] { input(TN_PIX_FMT_YUV420V, bytes + 12, bytes + 2000, 4); },
        "image has pixel format 3 (YUV420V); it must be one of I420, NV12, NV21, BGRA, RGBA, BGR, RGB"},
-      {[&] { input(TN_PIX_FMT_RGB, bytes + 12, bytes + 2000, 4); },
-       "image holds 12 bytes; a 4x2 RGB frame needs 24"},
       {[&] { input(TN_PIX_FMT_NV12, bytes + 11, bytes + 2000, 4); },
        "work_a overlaps image; the two must lie apart"},
       {[&] { checked::affine(small, rows, matrix); },
@@ -179,10 +168,6 @@ TEST(CheckedInput, SentencesNameTheArgumentAndWhatItMustBe) {
        "src is null; a 4x3 tensor of 3 channels needs 144"},
       {[&] { checked::affine(floatsAt(bytes, 65536, 32768, 1), apart, matrix); },
        "src would be too large; a 65536x32768 tensor of 1 channels needs more than 2147483647 floats"},
-      {[&] {
-         cover({memory.data() + 36, 299}, 5, 5, small);
-       },
-       "dst holds 299 bytes; a 5x5 tensor of 3 channels needs 300"},
       {[&] {
          cover({memory.data() + 36, 1000}, 3, 5, small);
        },

@@ -1,3 +1,4 @@
+// The colour matrices of the published standards.
 #include "tn_colormatrix.h"
 
 #include <gtest/gtest.h>
@@ -33,15 +34,8 @@ TEST(ColorMatrix, HasThePublishedCoefficients) {
       options.range = limited ? YuvRange::kLimited : YuvRange::kFull;
       const _ConvertMatrixFromYUV mat = makeYuvToRgbMatrix(options);
 
-      const double luma = limited ? 255.0 / 219.0 : 1.0, chroma = limited ? 255.0 / 224.0 : 1.0;
-      const double coef[9] = {luma,
-                              0,
-                              chroma * c.red_cr,
-                              luma,
-                              chroma * c.green_cb,
-                              chroma * c.green_cr,
-                              luma,
-                              chroma * c.blue_cb,
+      const double l = limited ? 255.0 / 219.0 : 1.0, k = limited ? 255.0 / 224.0 : 1.0;
+      const double coef[9] = {l, 0, k * c.red_cr, l, k * c.green_cb, k * c.green_cr, l, k * c.blue_cb,
                               0};
       // Half a unit of the last published decimal, stretched by the range.
       for (int i = 0; i < 9; ++i) EXPECT_NEAR(mat.coef[i], coef[i], 1e-6) << "coefficient " << i;

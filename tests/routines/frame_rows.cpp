@@ -31,56 +31,27 @@ std::vector<Buffer> frameAndTensor(const Tarn::TransferExtents& extents) {
 // Numbers: src_w, src_h, dst_w, dst_h, src_uv_w.
 Routine resample() {
   Routine routine = {"Tarn::TarnYUVToolKit::convert", 4, {}, {}, {}, {}, {}, {}};
+  // clang-format off
   routine.cases = {
-      // Down by fractions, by whole numbers with outputs on samples (3, 5) and between them (2, 4), and
-      // so
+      // Down by fractions, by whole numbers with outputs on samples (3, 5) and between them (2, 4), and so
       // far down that a group of outputs takes two loads (6, 9) or one for each output (20, 40).
-      {108, 61, 64, 64, 54},
-      {192, 108, 64, 64, 96},
-      {192, 108, 64, 36, 96},
-      {160, 90, 32, 18, 80},
-      {64, 48, 32, 24, 32},
-      {128, 96, 32, 24, 64},
-      {192, 108, 32, 32, 96},
-      {324, 40, 36, 20, 162},
+      {108, 61, 64, 64, 54}, {192, 108, 64, 64, 96}, {192, 108, 64, 36, 96}, {160, 90, 32, 18, 80},
+      {64, 48, 32, 24, 32}, {128, 96, 32, 24, 64}, {192, 108, 32, 32, 96}, {324, 40, 36, 20, 162},
       {640, 48, 32, 24, 320},
       // By even whole numbers and onto samples, where the last group of a row is short.
-      {1926, 20, 321, 9, 963},
-      {350, 14, 50, 6, 175},
-      {400, 16, 50, 6, 200},
-      {1280, 8, 32, 4, 640},
-      {333, 77, 31, 19, 166},
-      {97, 55, 68, 38, 48},
+      {1926, 20, 321, 9, 963}, {350, 14, 50, 6, 175}, {400, 16, 50, 6, 200}, {1280, 8, 32, 4, 640},
+      {333, 77, 31, 19, 166}, {97, 55, 68, 38, 48},
       // Up: the weights extrapolate at the first samples and taps leave the frame at the last ones.
-      {32, 24, 64, 48, 16},
-      {10, 8, 100, 80, 5},
-      {33, 17, 70, 90, 16},
-      {2, 2, 37, 41, 1},
-      {48, 64, 96, 16, 24},
+      {32, 24, 64, 48, 16}, {10, 8, 100, 80, 5}, {33, 17, 70, 90, 16}, {2, 2, 37, 41, 1}, {48, 64, 96, 16, 24},
       // Equal sizes, even and odd, longer than the columns in work at a time.
-      {64, 48, 64, 48, 32},
-      {33, 21, 33, 21, 16},
-      {2300, 4, 2300, 4, 1150},
-      {1025, 3, 1025, 3, 512},
+      {64, 48, 64, 48, 32}, {33, 21, 33, 21, 16}, {2300, 4, 2300, 4, 1150}, {1025, 3, 1025, 3, 512},
       // Fewer outputs than lanes, single rows, columns and pixels; one source row has no chroma at all.
-      {1, 1, 1, 1, 0},
-      {1, 1, 4, 4, 0},
-      {1, 1, 2, 2, 1},
-      {3, 1, 6, 8, 1},
-      {1, 3, 2, 2, 0},
-      {7, 5, 2, 2, 3},
-      {9, 9, 1, 9, 4},
-      {9, 9, 9, 1, 4},
-      {50, 50, 2, 100, 25},
-      {50, 50, 100, 3, 25},
-      {16, 2, 17, 19, 8},
+      {1, 1, 1, 1, 0}, {1, 1, 4, 4, 0}, {1, 1, 2, 2, 1}, {3, 1, 6, 8, 1}, {1, 3, 2, 2, 0}, {7, 5, 2, 2, 3},
+      {9, 9, 1, 9, 4}, {9, 9, 9, 1, 4}, {50, 50, 2, 100, 25}, {50, 50, 100, 3, 25}, {16, 2, 17, 19, 8},
       {640, 360, 6, 6, 320},
       // Chroma rows shorter or longer than half the luma's: at equal sizes too.
-      {64, 48, 64, 48, 20},
-      {64, 48, 64, 48, 40},
-      {64, 48, 30, 30, 1},
-      {64, 48, 30, 30, 0},
-      {20, 4, 80, 64, 1}};
+      {64, 48, 64, 48, 20}, {64, 48, 64, 48, 40}, {64, 48, 30, 30, 1}, {64, 48, 30, 30, 0}, {20, 4, 80, 64, 1}};
+  // clang-format on
   for (const Size s : sizes())
     if (s.w % 5 == 0 || s.h == 1) routine.cases.push_back({s.w, s.h, s.h, s.w, s.w / 2});
   routine.draw = [](Dice& dice) {
@@ -155,33 +126,24 @@ Routine sameSize() {
 constexpr int kMost = std::numeric_limits<int>::max(), kLeast = std::numeric_limits<int>::min();
 Routine crop(const char* name, bool planar) {
   Routine routine = {name, 4, {}, {}, {}, {}, {}, {}};
+  // clang-format off
   routine.cases = {
-      {8, 6, 8, 6, 0, 0, 7, 5},            // the whole frame
-      {64, 48, 32, 16, 10, 20, 41, 35},    // inside
-      {64, 48, 20, 20, -4, -2, 15, 17},    // left and above
-      {64, 48, 40, 30, 40, 30, 79, 59},    // right and below
-      {20, 10, 40, 30, -10, -10, 29, 19},  // around the frame
-      {64, 48, 5, 4, 10, 10, 14, 13},      // odd width
-      {64, 48, 8, 6, 0, 0, 7, 4},          // odd height: the row below comes along,
-      {64, 47, 8, 4, 0, 44, 7, 46},        // at the frame's last row too
+      // The whole frame; a part inside; one that reaches beyond it to the left, to the right, on all sides.
+      {8, 6, 8, 6, 0, 0, 7, 5}, {64, 48, 32, 16, 10, 20, 41, 35}, {64, 48, 20, 20, -4, -2, 15, 17},
+      {64, 48, 40, 30, 40, 30, 79, 59}, {20, 10, 40, 30, -10, -10, 29, 19},
+      // Odd widths; odd heights, whose row below comes along, at the frame's last row too.
+      {64, 48, 5, 4, 10, 10, 14, 13}, {64, 48, 8, 6, 0, 0, 7, 4}, {64, 47, 8, 4, 0, 44, 7, 46},
       {64, 48, 8, 4, 4, 45, 11, 47},
-      {64, 48, 16, 16, 7, 9, 22, 24},  // an odd corner shifts the chroma
-      {64, 48, 16, 16, -3, -5, 12, 10},
-      {33, 21, 15, 11, 4, 2, 18, 12},  // odd frames
-      {33, 21, 33, 21, 0, 0, 32, 20},
-      {5, 3, 5, 3, 0, 0, 4, 2},
-      {9, 9, 9, 9, 3, 0, 2, 8},   // inverted
-      {9, 9, 9, 9, 9, 0, 12, 8},  // outside
-      {9, 9, 9, 9, kMost, kMost, kMost, kMost},
-      {9, 9, 9, 9, kLeast, kLeast, kLeast, kLeast},
-      {9, 9, 9, 9, kMost, 0, kLeast, 8},
-      {64, 48, 2, 2, 3, 3, 3, 3},  // one pixel has no even part
-      {1, 1, 1, 1, 0, 0, 0, 0},
-      {64, 48, 8, 2, 0, 5, 7, 5},  // one row
-      {4, 1, 4, 1, 0, 0, 3, 0},
-      {45, 42, 23, 1, 24, 24, 46, 24},  // an output of one row, whose chroma comes last,
-      {25, 33, 5, 1, 5, 25, 9, 25},     // and of one short row, whose V comes after U
-  };
+      // Odd corners, which shift the chroma, and odd frames.
+      {64, 48, 16, 16, 7, 9, 22, 24}, {64, 48, 16, 16, -3, -5, 12, 10}, {33, 21, 15, 11, 4, 2, 18, 12},
+      {33, 21, 33, 21, 0, 0, 32, 20}, {5, 3, 5, 3, 0, 0, 4, 2},
+      // Inverted, outside, and as far out as numbers go.
+      {9, 9, 9, 9, 3, 0, 2, 8}, {9, 9, 9, 9, 9, 0, 12, 8}, {9, 9, 9, 9, kMost, kMost, kMost, kMost},
+      {9, 9, 9, 9, kLeast, kLeast, kLeast, kLeast}, {9, 9, 9, 9, kMost, 0, kLeast, 8},
+      // One pixel has no even part; single rows; outputs of one row, whose chroma comes last, or V after U.
+      {64, 48, 2, 2, 3, 3, 3, 3}, {1, 1, 1, 1, 0, 0, 0, 0}, {64, 48, 8, 2, 0, 5, 7, 5}, {4, 1, 4, 1, 0, 0, 3, 0},
+      {45, 42, 23, 1, 24, 24, 46, 24}, {25, 33, 5, 1, 5, 25, 9, 25}};
+  // clang-format on
   routine.draw = [](Dice& dice) {
     const int x0 = dice.between(-20, 60), y0 = dice.between(-20, 60);
     const int x1 = x0 + dice.between(0, 70), y1 = y0 + dice.between(0, 70);

@@ -58,18 +58,12 @@ Routine routine(const char* name, bool cropped) {
                                              {17, 16}})
         add({from.w, from.h, to.w, to.h, format, (from.w + to.w) % 5, 0}, {-1, 0, 2, 3, 1});
     if (!cropped) continue;
-    for (const Numbers& crop : std::vector<Numbers>{{0, 0, 39, 29, 0},
-                                                    {-10, -6, 49, 35, 1},
-                                                    {-7, 9, 11, 28, 0},
-                                                    {25, -13, 61, 12, 1},
-                                                    {5, 5, 5, 5, 0},
-                                                    {38, 28, 41, 31, 1},
-                                                    {-3, -3, -1, -1, 1},
-                                                    {40, 0, 50, 10, 0},
-                                                    {10, 10, 9, 20, 1},
-                                                    {10, 11, 20, 10, 0},
-                                                    {30, 20, 3, 5, 1},
-                                                    {-2000, -900, 2500, 1300, 1}})
+    // clang-format off
+    for (const Numbers& crop : std::vector<Numbers>{
+             {0, 0, 39, 29, 0}, {-10, -6, 49, 35, 1}, {-7, 9, 11, 28, 0}, {25, -13, 61, 12, 1}, {5, 5, 5, 5, 0},
+             {38, 28, 41, 31, 1}, {-3, -3, -1, -1, 1}, {40, 0, 50, 10, 0}, {10, 10, 9, 20, 1},
+             {10, 11, 20, 10, 0}, {30, 20, 3, 5, 1}, {-2000, -900, 2500, 1300, 1}})
+      // clang-format on
       for (const int orient : {0, 2, 16}) {
         add({40, 30, 24, 24, format, orient, 0}, crop);
         add({40, 30, 31, 17, format, orient, 0}, crop);

@@ -57,28 +57,17 @@ void addResizer(Table& table, const char* name, int c, Call call, Checked form, 
 template <class Call, class Checked>
 void addCropResizer(Table& table, const char* name, int c, Call call, Checked form) {
   Routine routine = {name, 4, {}, {}, {}, {}, {}, {}};
-  for (const Numbers& rectangle : std::vector<Numbers>{{0, 0, 60, 22},
-                                                       {5, 3, 40, 20},
-                                                       {30, 11, 30, 11},  // the last is one pixel
-                                                       {-20, -9, 30, 10},
-                                                       {40, 15, 90, 60},
-                                                       {-30, -30, 100, 100},
-                                                       {-3, 5, 65, 5},
-                                                       {0, -40, 8, 60},
-                                                       {60, 22, 61, 23},
-                                                       {61, 0, 81, 10},
-                                                       {-20, 0, -1, 10},
-                                                       {0, 23, 10, 28},  // outside
-                                                       {5, -8, 9, -1},
-                                                       {10, 5, 9, 15},
-                                                       {5, 10, 15, 9},  // the last two are inverted
-                                                       {kHighest, kHighest, kLowest, kLowest},
-                                                       {kLowest, kLowest, kHighest, kHighest},
-                                                       {kLowest, 0, 30, 10},
-                                                       {0, 0, kHighest, kHighest},
-                                                       {kLowest, kLowest, kLowest, kLowest},
-                                                       {kHighest, kHighest, kHighest, kHighest},
-                                                       {-1000000, -3, 1000100, 30}})
+  // clang-format off
+  for (const Numbers& rectangle : std::vector<Numbers>{
+           // The whole source, parts of it, one pixel, and rectangles that reach beyond it.
+           {0, 0, 60, 22}, {5, 3, 40, 20}, {30, 11, 30, 11}, {-20, -9, 30, 10}, {40, 15, 90, 60},
+           {-30, -30, 100, 100}, {-3, 5, 65, 5}, {0, -40, 8, 60}, {60, 22, 61, 23},
+           // Outside, inverted, and as far out as numbers go.
+           {61, 0, 81, 10}, {-20, 0, -1, 10}, {0, 23, 10, 28}, {5, -8, 9, -1}, {10, 5, 9, 15}, {5, 10, 15, 9},
+           {kHighest, kHighest, kLowest, kLowest}, {kLowest, kLowest, kHighest, kHighest}, {kLowest, 0, 30, 10},
+           {0, 0, kHighest, kHighest}, {kLowest, kLowest, kLowest, kLowest},
+           {kHighest, kHighest, kHighest, kHighest}, {-1000000, -3, 1000100, 30}})
+    // clang-format on
     for (const Numbers& to : std::vector<Numbers>{{64, 9}, {7, 50}, {150, 31}}) {
       Numbers n = {61, 23, to[0], to[1]};
       n.insert(n.end(), rectangle.begin(), rectangle.end());

@@ -231,23 +231,18 @@ Names routinesWithBuffers() {
   return found;
 }
 
-// Text, files and single values have no extents; copies of a record leave its elements alone, as the row
-// of from_float_array shows; and other_reach_test.cpp looks at the networks, logs and trackers of one
-// box.
-const char* const kWithoutRow[] = {"TarnCPU::KRNetLoader::LoadFile",
-                                   "TarnCPU::KRNetLoader::LoadMemory",
-                                   "TarnCPU::Mat::Mat",
-                                   "TarnCPU::Mat::operator=",
-                                   "TarnCPU::Mat::swap",
-                                   "TarnCPU::TarnNetExtractor::extract",
-                                   "TarnCPU::TarnNetExtractor::input",
-                                   "Tarn::TarnKalmanFilterBoxTracker2D::predict",
-                                   "Tarn::TarnKalmanFilterBoxTracker2D::track",
-                                   "Tarn::TarnOneEuroFilterBoxTracker2D::predict",
-                                   "Tarn::TarnOneEuroFilterBoxTracker2D::track",
-                                   "Tarn::_LogError",
-                                   "Tarn::_LogVerbose",
-                                   "Tarn::setLogSink"};
+// Text, files and single values have no extents. Copies of a record leave its elements alone, as the row
+// of from_float_array shows.
+// clang-format off
+const char* const kWithoutRow[] = {
+    "TarnCPU::KRNetLoader::LoadFile", "TarnCPU::KRNetLoader::LoadMemory", "TarnCPU::Mat::Mat",
+    "TarnCPU::Mat::operator=", "TarnCPU::Mat::swap", "TarnCPU::TarnNetExtractor::extract",
+    "TarnCPU::TarnNetExtractor::input", "Tarn::TarnKalmanFilterBoxTracker2D::predict",
+    "Tarn::TarnKalmanFilterBoxTracker2D::track", "Tarn::TarnOneEuroFilterBoxTracker2D::predict",
+    "Tarn::TarnOneEuroFilterBoxTracker2D::track", "Tarn::_LogError", "Tarn::_LogVerbose",
+    "Tarn::setLogSink",
+};
+// clang-format on
 
 TEST(Table, EveryExportedRoutineThatTakesABufferHasARow) {
   Names without = routinesWithBuffers(), with(std::begin(kWithoutRow), std::end(kWithoutRow));

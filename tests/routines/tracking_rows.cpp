@@ -3,7 +3,7 @@
 #include <random>
 
 #include "tests/support/digest.h"
-#include "tn_kalmanfilter.h"
+#include "tn_colormatrix.h"
 
 namespace tn_routines {
 namespace {
@@ -85,26 +85,16 @@ void manyBoxes(Digest& digest) {
     }
 }
 
-// Of the sizes that the library's own tracker has, and of others.
-void kalmanFilter(Digest& digest) {
-  struct Sizes {
-    int states, measured;
-  };
-  constexpr Sizes kSizes[] = {{12, 4}, {7, 3}, {4, 4}};
-  for (const auto [states, measured] : kSizes) {
-    KalmanFilter filter(states, measured, 0);
-    std::mt19937 random(7);
-    for (int i = 0; i < states; ++i)
-      for (int j = i + 1; j < states; ++j) filter.transition(i, j) = fraction(random) * 0.1f;
-    for (int i = 0; i < measured; ++i) filter.measurement(i, i) = 1.0f;
-    for (int frame = 0; frame < 50; ++frame) {
-      filter.predict();
-      Eigen::MatrixXf z(measured, 1);
-      for (int i = 0; i < measured; ++i) z(i) = fraction(random) * 100.0f;
-      filter.correct(z);
-      for (const Eigen::MatrixXf* m : {&filter.correctedState, &filter.correctedErrorCov, &filter.gain})
-        digest.add(m->data(), static_cast<std::size_t>(m->size()) * sizeof(float));
-    }
+void colourMatrices(Digest& digest) {
+  YuvToRgbOptions options;
+  for (const int value : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}) {
+    options.standard = static_cast<YuvStandard>(value % 3);
+    options.range = static_cast<YuvRange>(value / 3 % 2);
+    options.chroma_order = static_cast<ChromaOrder>(value / 6);
+    options.mean[0] = 7.3f * static_cast<float>(value);
+    options.scale[0] = 0.017f;
+    const _ConvertMatrixFromYUV matrix = makeYuvToRgbMatrix(options);
+    digest.add(&matrix, sizeof matrix);
   }
 }
 
@@ -133,13 +123,13 @@ TrackingOfRows::~TrackingOfRows() {
 
 const std::vector<TrackingRow>& trackingRows() {
   static const std::vector<TrackingRow> rows = {
+      {"Tarn::makeYuvToRgbMatrix", digestOf<colourMatrices>},
       {"Tarn::TarnKalmanFilterBoxTracker2D", digestOf<oneBox<TarnKalmanFilterBoxTracker2D>>},
       {"Tarn::TarnOneEuroFilterBoxTracker2D", digestOf<oneBox<TarnOneEuroFilterBoxTracker2D>>},
       {"Tarn::TarnIdentifiedBoxesTracker<TarnKalmanFilterBoxTracker2D>",
        digestOf<manyBoxes<TarnKalmanFilterBoxTracker2D>>},
       {"Tarn::TarnIdentifiedBoxesTracker<TarnOneEuroFilterBoxTracker2D>",
        digestOf<manyBoxes<TarnOneEuroFilterBoxTracker2D>>},
-      {"Tarn::KalmanFilter", digestOf<kalmanFilter>},
   };
   return rows;
 }

@@ -17,30 +17,18 @@ constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInf = std::numeric_limits<float>::infinity();
 constexpr float kMax = std::numeric_limits<float>::max();
 
+// clang-format off
 const float kMatrices[][6] = {
-    {1, 0, 0, 0, 1, 0},
-    {-1, 0, 0, 0, 1, 0},
-    {0, 1, 0, -1, 0, 0},
-    {0.88f, -0.18f, 0.05f, 0.18f, 0.88f, -0.03f},
-    {0.2f, 0.1f, -0.3f, 0, 0.3f, 0.4f},
-    {5, 1, 0.5f, -2, 4, 0},
-    {1, 0, 4, 0, 1, 0},
-    {1, 0, 0, 0, 1, -1.1f},
-    {0, 0, 0, 0, 0, 0},
-    {0, 0, 1, 0, 0, 1},
-    {0, 0, -1, 0, 0, -1},
+    {1, 0, 0, 0, 1, 0}, {-1, 0, 0, 0, 1, 0}, {0, 1, 0, -1, 0, 0},
+    {0.88f, -0.18f, 0.05f, 0.18f, 0.88f, -0.03f}, {0.2f, 0.1f, -0.3f, 0, 0.3f, 0.4f}, {5, 1, 0.5f, -2, 4, 0},
+    {1, 0, 4, 0, 1, 0}, {1, 0, 0, 0, 1, -1.1f}, {0, 0, 0, 0, 0, 0}, {0, 0, 1, 0, 0, 1}, {0, 0, -1, 0, 0, -1},
     // Positions beyond 32 bits, just and far, on one side of the picture or on both.
-    {2e8f, 0, 0, 0, 1, 0},
-    {1, 0, 0, 3e8f, 1, 1e8f},
-    {1, 0, 1e30f, 0, 1, -1e30f},
-    {kMax, kMax, -kMax, -kMax, kMax, kMax},
-    {1, 0, kInf, 0, 1, 0},
-    {1, -kInf, 0, kInf, 1, 0},
-    {1, 0, 0, 0, 1, kNan},
-    {kNan, kNan, kNan, kNan, kNan, kNan},
-    {1, 0, kNan, 0, 1, 4},
+    {2e8f, 0, 0, 0, 1, 0}, {1, 0, 0, 3e8f, 1, 1e8f}, {1, 0, 1e30f, 0, 1, -1e30f},
+    {kMax, kMax, -kMax, -kMax, kMax, kMax}, {1, 0, kInf, 0, 1, 0}, {1, -kInf, 0, kInf, 1, 0},
+    {1, 0, 0, 0, 1, kNan}, {kNan, kNan, kNan, kNan, kNan, kNan}, {1, 0, kNan, 0, 1, 4},
     {1e-45f, -1e-40f, -0.0f, 1e-30f, -0.0f, -1e-45f},
 };
+// clang-format on
 constexpr int kKnown = static_cast<int>(std::size(kMatrices));
 
 // Of those above, and from then on random ones: mild for even numbers, of any bits for odd ones.

@@ -2,7 +2,6 @@
 // instruction set in each library, the logger, the trackers' clock.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 #include <vector>
 

@@ -1,7 +1,6 @@
 // Identities and copies: what outlives a frame. Linked as a caller links the library.
 #include <gtest/gtest.h>
 
-#include <new>
 #include <random>
 
 #include "tests/tracking/tracking_test_support.h"

@@ -1,5 +1,5 @@
 # Runs a command and compares what it prints with a file.
-# usage: cmake -D EXPECTED=FILE -P compare_output.cmake -- COMMAND...
+# usage: cmake -D EXPECTED=FILE -P CompareOutput.cmake -- COMMAND...
 set(command "")
 set(behind FALSE)
 math(EXPR last "${CMAKE_ARGC} - 1")
