@@ -17,7 +17,8 @@ std::vector<int> parseIntegers(const std::string& option, const std::string& tex
     const bool is_last = &value == &values.back();
     const bool is_followed = is_last ? stop == end : stop != end && std::strchr(separators, *stop);
     if (error != std::errc() || !is_followed)
-      throw UsageError(option, "'" + text + "' is not of the form " + form);
+      throw UsageError(option,
+                       std::string("'").append(text).append("' is not of the form ").append(form));
     at = stop + 1;
   }
   return values;

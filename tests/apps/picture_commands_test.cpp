@@ -52,7 +52,7 @@ cv::Mat greyByTheKernels(const cv::Mat& bgr) {
   cv::Mat grey(bgr.size(), CV_8UC1);
   for (int y = 0; y < bgr.rows; ++y)
     for (int x = 0; x < bgr.cols; ++x) {
-      const cv::Vec3b pixel = bgr.at<cv::Vec3b>(y, x);
+      const cv::Vec3b& pixel = bgr.at<cv::Vec3b>(y, x);
       grey.at<std::uint8_t>(y, x) = tn_reference::gray(pixel[2], pixel[1], pixel[0]);
     }
   return grey;
@@ -120,17 +120,15 @@ TEST_F(PictureCommands, ConvertReadsJpegUprightRawFramesAndStandardInput) {
   const std::string luma = std::string(16, 100) + std::string(16, 50);
   cv::Mat expected(4, 8, CV_8UC3, cv::Scalar(121, 107, 77));
   expected.rowRange(2, 4).setTo(cv::Scalar(35, 41, 72));
-  write("nv12", luma +
-                    "\x8C\x70\x8C\x70\x8C\x70\x8C\x70"
-                    "\x78\x90\x78\x90\x78\x90\x78\x90");
-  write("nv21", luma +
-                    "\x70\x8C\x70\x8C\x70\x8C\x70\x8C"
-                    "\x90\x78\x90\x78\x90\x78\x90\x78");
-  write("i420", luma +
-                    "\x8C\x8C\x8C\x8C\x78\x78\x78\x78"
-                    "\x70\x70\x70\x70\x90\x90\x90\x90");
-  for (const std::string format : {"nv12", "nv21", "i420"})
-    expectMade("convert " + format + " out.png --frame 8x4 --format " + format, expected);
+  const struct {
+    const char *format, *chroma;
+  } cases[] = {{"nv12", "\x8C\x70\x8C\x70\x8C\x70\x8C\x70\x78\x90\x78\x90\x78\x90\x78\x90"},
+               {"nv21", "\x70\x8C\x70\x8C\x70\x8C\x70\x8C\x90\x78\x90\x78\x90\x78\x90\x78"},
+               {"i420", "\x8C\x8C\x8C\x8C\x78\x78\x78\x78\x70\x70\x70\x70\x90\x90\x90\x90"}};
+  for (const auto& c : cases) {
+    write("in.yuv", luma + c.chroma);
+    expectMade(std::string("convert in.yuv out.png --frame 8x4 --format ") + c.format, expected);
+  }
 }
 
 // At this side the identity and the mirror are exact.

@@ -57,13 +57,14 @@ std::string ramp(int first, int count) {
 
 TEST_F(VideoTest, SamplesComeThroughUnchangedInBothRanges) {
   const std::string luma = ramp(0, 64), u = ramp(100, 16), v = ramp(200, 16);
+  const std::string chroma = u + v, swapped = v + u;
   std::string expected = luma;
   for (std::size_t i = 0; i < 16; ++i) expected += {u[i], v[i]};
   for (const char* range : {"", " XCOLORRANGE=FULL", " XCOLORRANGE=LIMITED"}) {
     SCOPED_TRACE(range);
     // The third frame is cut off.
-    const Video video =
-        readY4m(std::string("W8 H8 F30000:1001 C420jpeg") + range, {luma + u + v, luma + v + u, luma});
+    const Video video = readY4m(std::string("W8 H8 F30000:1001 C420jpeg") + range,
+                                {luma + chroma, luma + swapped, luma});
     EXPECT_EQ(video.info.colour.range,
               range == std::string(" XCOLORRANGE=FULL") ? YuvRange::kFull : YuvRange::kLimited);
     EXPECT_EQ(video.info.rate_num, 30000);
