@@ -1,8 +1,8 @@
 #!/bin/sh
 # Shows the pipeline at work: people are found and followed through a video.
 #
-#   scripts/demo.sh            the pedestrian video of Debian's package opencv-doc; where that is not to be
-#                              had, as with --figures
+#   scripts/demo.sh            the pedestrian video of Debian's package opencv-doc; if that cannot be fetched,
+#                              as with --figures
 #   scripts/demo.sh --figures  a made-up clip of coloured figures, found by the built-in network; the tracks
 #                              are scored against the truth. Nothing is downloaded
 #   scripts/demo.sh VIDEO      a video of your own
@@ -33,7 +33,7 @@ elif [ -n "$video" ]; then
 fi
 
 mkdir -p "$out"
-# Builders and installers talk at length; their words matter only when they fail.
+# Builders and installers print a lot. It is shown only when they fail.
 quietly() {
   what=$1
   shift
@@ -57,7 +57,7 @@ fetch_pedestrians() {
     dpkg-deb -x ./opencv-doc_*.deb .
   ) >"$out/package.log" 2>&1 || return 1
   found=$(find "$out/package" \( -name 'vtest.avi' -o -name 'vtest.avi.gz' \) -print -quit)
-  # Under its own name only when it is whole: a video that is there is taken for good.
+  # It gets its name only when it is whole: a file of that name is used without a check.
   case $found in
     *.gz) gzip -dc "$found" >"$out/vtest.avi.part" || return 1 ;;
     ?*) cp "$found" "$out/vtest.avi.part" || return 1 ;;
@@ -81,7 +81,7 @@ if [ -z "$video" ]; then
     if fetch_pedestrians; then
       video=$out/vtest.avi
     else
-      echo "demo: package opencv-doc is not to be had here; coloured figures take the people's place"
+      echo "demo: package opencv-doc cannot be fetched; showing coloured figures instead"
       figures=yes
     fi
   fi

@@ -74,7 +74,7 @@ TEST_F(Refusals, VideosAndBoxes) {
   expectRefused("track walk.txt --frame 640x480 -o out.txt ",
                 {{"--iou-threshold 1.5", "tracker parameters: iouThreshold "},
                  {"--fps 0", "tracker parameters: fps "},
-                 {"--fps ''", "tracker parameters: fps "},
+                 {"--fps \"\"", "tracker parameters: fps "},
                  {"--max-confidence 0", "tracker parameters: maxConfidence "},
                  {"--valid-threshold 7", "tracker parameters: validThreshold "},
                  {"--lost-threshold 1", "tracker parameters: lostThreshold "},
