@@ -77,7 +77,10 @@ void requireTurnableSize(const PrepareOptions& options) {
 
 TarnCPU::Mat makeTensor(const PrepareOptions& options, const Tarn::checked::Image& image) {
   const auto [width, height] = options.size;
-  std::vector<std::uint8_t> work_a(byteCount(width, height, 4)), work_b(work_a.size());
+  const _TN_Image& frame = image.record;
+  const Tarn::NetworkInputExtents extents =
+      Tarn::networkInputExtents(frame.pix_fmt, frame.width, frame.height, width, height);
+  std::vector<std::uint8_t> work_a(extents.work_a.end()), work_b(extents.work_b.end());
   const Tarn::checked::Bytes a = {work_a.data(), work_a.size()}, b = {work_b.data(), work_b.size()};
   TarnCPU::Mat tensor;
   if (options.crop) {

@@ -69,8 +69,7 @@ NetworkDetector::NetworkDetector(const NetworkOptions& options)
 
 void NetworkDetector::runNetwork(const DetectorInput& input) {
   const _TN_Image& tensor = input.tensor;
-  const std::size_t bytes = 3 * sizeof(float) * static_cast<std::size_t>(tensor.width) *
-                            static_cast<std::size_t>(tensor.height);
+  const std::size_t bytes = Tarn::tensorExtent(tensor.width, tensor.height, 3).end();
   const TarnCPU::Mat view =
       Tarn::checked::from_float_array({static_cast<const float*>(tensor.data), bytes}, tensor.width,
                                       tensor.height, 3, TarnCPU::TensorShape::CHW, nullptr);

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "tn_extents.h"
+
 namespace tarnkit {
 
 // A pixel is 1, 3 or 4 packed bytes; kPlanar has an R, a G and a B plane one after the other.
@@ -24,8 +26,7 @@ struct Picture {
 
 // Bytes of width * height pixels that are `bytes_a_pixel` long.
 inline std::size_t byteCount(int width, int height, int bytes_a_pixel) {
-  return static_cast<std::size_t>(width) * static_cast<std::size_t>(height) *
-         static_cast<std::size_t>(bytes_a_pixel);
+  return Tarn::pictureExtent(width, height, bytes_a_pixel).end();
 }
 
 }  // namespace tarnkit

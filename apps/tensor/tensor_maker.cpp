@@ -10,8 +10,8 @@ namespace {
 
 constexpr float kBarGrey = 114.0f;
 
-std::size_t pixels(int width, int height) {
-  return static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+std::size_t tensorFloats(int width, int height) {
+  return Tarn::tensorExtent(width, height, 3).end() / sizeof(float);
 }
 
 }  // namespace
@@ -30,16 +30,16 @@ Placement placePicture(Fit fit, int frame_width, int frame_height, int width, in
 TensorMaker::TensorMaker(int frame_width, int frame_height, int width, int height,
                          const Tarn::YuvToRgbOptions& colour, Fit fit)
     : placement_(placePicture(fit, frame_width, frame_height, width, height)),
-      values_(3 * pixels(width, height)),
+      values_(tensorFloats(width, height)),
       tensor_{0, TN_PIX_FMT_CHW_F32, width, height, 0, values_.data()},
       made_(tensor_),
       toolkit_(frame_width, frame_height, frame_width / 2, frame_height / 2, placement_.width,
                placement_.height) {
   toolkit_.setCvtMat(Tarn::makeYuvToRgbMatrix(colour));
   if (placement_.width == width && placement_.height == height) return;
-  picture_.resize(3 * pixels(placement_.width, placement_.height));
+  picture_.resize(tensorFloats(placement_.width, placement_.height));
   made_ = {0, TN_PIX_FMT_CHW_F32, placement_.width, placement_.height, 0, picture_.data()};
-  const std::size_t plane = pixels(width, height);
+  const std::size_t plane = values_.size() / 3;
   for (std::size_t channel = 0; channel < 3; ++channel)
     std::fill_n(values_.data() + channel * plane, plane,
                 (kBarGrey - colour.mean[channel]) * colour.scale[channel]);
@@ -54,9 +54,10 @@ const _TN_Image& TensorMaker::make(const Tarn::checked::Image& frame) {
   for (int channel = 0; channel < 3; ++channel)
     for (int y = 0; y < placement_.height; ++y, from += width) {
       const int row = channel * tensor_.height + placement_.top + y;
-      std::copy_n(
-          from, width,
-          values_.data() + pixels(tensor_.width, row) + static_cast<std::size_t>(placement_.left));
+      std::copy_n(from, width,
+                  values_.data() +
+                      static_cast<std::size_t>(tensor_.width) * static_cast<std::size_t>(row) +
+                      static_cast<std::size_t>(placement_.left));
     }
   return tensor_;
 }
