@@ -38,10 +38,12 @@ inline bool hasFastCopyInstruction() {
 using RowCopy = void (*)(std::uint8_t* to, const std::uint8_t* from, std::size_t bytes);
 
 // How to copy the rows of an image of so many bytes. memcpy looks at the size of a single row, for which
-// caches always seem large enough.
-inline RowCopy chooseRowCopy(std::size_t image_bytes) {
+// caches always seem large enough. The instruction takes long to start, so short rows are left to
+// memcpy.
+inline RowCopy chooseRowCopy(std::size_t image_bytes, std::size_t row_bytes) {
   static const bool fast = hasFastCopyInstruction();
-  if (fast && exceedsCaches(2 * image_bytes))
+  constexpr std::size_t kShortRow = 2 * kCacheLine;
+  if (fast && row_bytes >= kShortRow && exceedsCaches(2 * image_bytes))
     return [](std::uint8_t* to, const std::uint8_t* from, std::size_t bytes) {
 #if HWY_COMPILER_MSVC
       __movsb(to, from, bytes);

@@ -235,9 +235,9 @@ class TN_KITS_API TN_CV {
 ///   min(255, int((G * 0.587 + R * 0.299) + B * 0.114)), the luma weights of BT.601.
 /// That is floor((587 G + 299 R + 114 B) / 1000) but for 3464 colours whose sum is a multiple of 1000:
 /// there the rounding of the double sum ends just below the integer, so grey 128 gives 127. Callers
-/// rely on it, and every instruction set gives it. Such sums take time: areas of one of these colours
-/// and pure greys are as fast as other pictures, but one that mixes hundreds of these colours and hardly
-/// any other takes some five times as long.
+/// rely on it, and every instruction set gives it. Sums that are multiples of 1000 take time: areas of
+/// one colour and pure greys are as fast as other pictures, but one in which nearly every few neighbours
+/// hold such a colour, and do not repeat, takes three to five times as long.
 ///
 /// src: 4 * n bytes B, G, R, ignored. dst: n bytes.
 TN_KITS_API void getGray_from_BGRA_HWC(const unsigned char* src, unsigned char* dst, int n);

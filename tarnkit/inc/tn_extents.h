@@ -9,10 +9,10 @@
 /// The checked routines (tn_checked.h) and this library's tests take their sizes from here and from
 /// nowhere else. Elements are counted in bytes, floats too.
 ///
-/// Arguments have the names and the types of the routine's own. Sizes for which a routine does nothing
-/// give extents of 0 bytes. Sizes that its contract leaves out, and extents that 64 bits cannot hold,
-/// give kNoExtent for all buffers of the call. Larger sizes than a kernel was made for are not refused
-/// here; tn_checked.h has those limits.
+/// Arguments have the names and the types of the routine's own. Sizes below 1, for which a routine does
+/// nothing, give extents of 0 bytes where it would write. Sizes that its contract leaves out, and
+/// extents that 64 bits cannot hold, give kNoExtent for all buffers of the call. Larger sizes than a
+/// kernel was made for are not refused here; tn_checked.h has those limits.
 ///
 /// Not here: routines that take text, files or single values.
 ///
@@ -28,8 +28,8 @@
 
 namespace Tarn {
 
-/// The part of a buffer that a call may touch: from its first byte there to its last. Unless a function
-/// says otherwise, every byte of it is touched.
+/// The part of a buffer that a call may touch. Unless a function says otherwise, every byte of it is
+/// touched.
 struct Extent {
   std::size_t offset;  ///< bytes from the start of the buffer to the first byte touched
   std::size_t bytes;   ///< bytes from there to the end of the last one touched
@@ -171,7 +171,7 @@ constexpr TransferExtents semiPlanarToRgbExtents(int w, int h) {
 }
 
 /// TarnCPU::TN_CV::yuv420f_to_rgb. An odd last row takes the row below along. The last column of an odd
-/// width is not written, and for w = 1 nothing is read.
+/// width is not written, though `dst` has it; so for w = 1 nothing is read or written.
 constexpr TransferExtents planarToRgbExtents(int w, int h) {
   if (w < 1 || h < 1) return {{0, 0}, {0, 0}};
   const std::int64_t pairs = (std::int64_t{h} + 1) / 2;

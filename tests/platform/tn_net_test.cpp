@@ -153,6 +153,8 @@ TEST(NetLoader, TensorsMustHaveTheDataOfTheirShape) {
       {two + floats + part(4, std::string(8, '\0')), ""},
       {two + integers + number(7, 300) + part(7, varint(300)), ""},
       {two + floats + raw(7), lacks_two},
+      {two + number(2, (std::int64_t{1} << 32) + 1) + raw(7),
+       lacks_two},  // of which parsers keep 32 bits
       {two + floats + raw(9), lacks_two},
       {two + floats, lacks_two},
       {two_by_three + floats + raw(8), "does not hold the 6 "},

@@ -170,7 +170,7 @@ void TN_CV::flip_horizontal(const unsigned char* src, int w, int h, unsigned cha
 void TN_CV::flip_vertical(const unsigned char* src, int w, int h, unsigned char* dst, int c) {
   if (w < 1 || h < 1 || c < 1) return;
   const std::size_t row = static_cast<std::size_t>(w) * static_cast<std::size_t>(c);
-  const RowCopy copy = chooseRowCopy(row * static_cast<std::size_t>(h));
+  const RowCopy copy = chooseRowCopy(row * static_cast<std::size_t>(h), row);
   for (std::size_t y = static_cast<std::size_t>(h); y > 0; --y, dst += row)
     copy(dst, src + (y - 1) * row, row);
 }

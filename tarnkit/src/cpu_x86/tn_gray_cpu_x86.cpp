@@ -192,16 +192,19 @@ HWY_NOINLINE size_t PureGrayBlocks(const uint8_t* src, size_t n, uint8_t* dst) {
   return i;
 }
 
-// Copies the result of the block in front of src for as long as blocks equal it; returns how many pixels
-// that were.
+// Copies the result of the block in front of src for as long as blocks have its colours; returns how
+// many pixels that were. A fourth byte does not count.
 template <class Format>
 HWY_NOINLINE size_t RepeatedBlocks(const uint8_t* src, size_t n, uint8_t* dst) {
   const Bytes d8;
   constexpr size_t step = kBlock * Format::kBytes;
+  const Dwords d32;
+  const ByteVec colours = hn::BitCast(d8, hn::Set(d32, Format::kBytes == 4 ? 0x00FFFFFFu : 0xFFFFFFFFu));
   const auto repeats = [&](const uint8_t* block) HWY_ATTR {
-    for (size_t at = 0; at < step; at += hn::Lanes(d8))
-      if (!hn::AllTrue(d8, hn::Eq(hn::LoadU(d8, block + at), hn::LoadU(d8, block - step + at))))
-        return false;
+    for (size_t at = 0; at < step; at += hn::Lanes(d8)) {
+      const ByteVec differ = hn::Xor(hn::LoadU(d8, block + at), hn::LoadU(d8, block - step + at));
+      if (!hn::AllTrue(d8, hn::Eq(hn::And(differ, colours), hn::Zero(d8)))) return false;
+    }
     return true;
   };
   const ByteVec result = hn::LoadU(d8, dst - kBlock);

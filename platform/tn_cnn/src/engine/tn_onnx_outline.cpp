@@ -34,6 +34,8 @@ class Fields {
   bool next(Field& field) {
     if (rest_.empty()) return false;
     const std::uint64_t key = varint();
+    // Other parsers cut a longer key to 32 bits, and would see another field.
+    if (key >> 32 != 0) fail();
     field = {key >> 3, static_cast<Field::Kind>(key & 7), 0, {}};
     if (field.id == 0) fail();
     switch (field.kind) {
@@ -126,7 +128,8 @@ std::string checkTensor(std::string_view message) {
     if (field.id < std::size(stored) && field.id != kRaw) stored[field.id] += countElements(field);
     if (field.kind == Field::kNumber) {
       if (field.id == kDimensions) multiply(field.number);
-      if (field.id == kType) type = field.number;
+      // As other parsers read it: cut to 32 bits.
+      if (field.id == kType) type = static_cast<std::uint32_t>(field.number);
     } else if (field.kind == Field::kBytes) {
       if (field.id == kName) name = field.bytes;
       if (field.id == kRaw) raw = field.bytes;
