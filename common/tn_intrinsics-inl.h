@@ -1,5 +1,5 @@
-// The operations that Highway lacks, each a function in its style: the only file with intrinsics of the
-// compiler. To be included in a file that is compiled again for every CPU target.
+// The operations that Highway lacks, each a function in its style: the only file with vector
+// intrinsics. To be included in a file that is compiled again for every CPU target.
 #if defined(TN_KITS_COMMON_TN_INTRINSICS_INL_H_) == defined(HWY_TARGET_TOGGLE)
 #ifdef TN_KITS_COMMON_TN_INTRINSICS_INL_H_
 #undef TN_KITS_COMMON_TN_INTRINSICS_INL_H_
