@@ -16,8 +16,8 @@
 /// some nanoseconds a call.
 ///
 /// Stricter than the routines: sizes and counts below 1 are refused, not passed over; sides go up to
-/// kLargestSide, and no buffer may need more than kMostElements elements. Checked are the sizes given;
-/// that as many bytes are really there stays the caller's word.
+/// kLargestSide, and no buffer may need more than kMostElements elements. The sizes given are
+/// checked, not the memory: the caller vouches that a view has as many bytes as it says.
 ///
 /// What a routine does, its threads and its other errors are described at its own declaration.
 #ifndef TN_CHECKED_H_
@@ -347,7 +347,8 @@ inline void warp(void (*routine)(TarnCPU::Mat, TarnCPU::Mat, const float*), cons
 
 }  // namespace rules
 
-/// `little` has its own word for its sizes; dst is held against them.
+/// `little` carries its own sizes, which are not checked against its memory. dst must be at least as
+/// wide and as high.
 inline void cover_mid_img_with_littleImg_inMat_outFloatPointer(Floats dst, int dst_width, int dst_height,
                                                                const TarnCPU::Mat& little) {
   rules::planes("little", little);
@@ -366,8 +367,8 @@ inline void cover_mid_img_with_littleImg_inMat_outFloatPointer(Floats dst, int d
                                                                      little);
 }
 
-// The tensors have their own word for their sizes, which must go together. matrix: six floats, apart
-// from dst.
+// The tensors carry their own sizes, which must fit each other and are not checked against their memory.
+// matrix: six floats, apart from dst.
 /// Checked form of ::affine.
 inline void affine(const TarnCPU::Mat& src, const TarnCPU::Mat& dst, ConstFloats matrix) {
   rules::warp(::affine, src, dst, matrix, false, false);

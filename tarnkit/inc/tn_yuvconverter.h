@@ -55,7 +55,8 @@ class TN_KITS_API TarnYUVToolKit {
   /// the first column of a frame scaled up by 2), and behind the last one the tap i0 + 1 is the next
   /// byte of the plane, which at the end of a row is the next row's first.
   ///
-  /// Keeps 36 bytes for each output pixel, in seven blocks from calloc. Sizes are not validated: below 1
+  /// Keeps, in seven blocks from calloc, 36 bytes for each output pixel, about 65 for each output
+  /// column, 16 for each output row and 4 for each column of the frame. Sizes are not validated: below 1
   /// on the output side means no output, on the input side a frame without that kind of bytes (a frame
   /// without any reads as 0).
   /// Errors: std::bad_alloc when any block cannot be had, or is larger than memory can be; none is kept.
