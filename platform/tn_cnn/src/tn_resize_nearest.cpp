@@ -19,8 +19,8 @@
 #include "common/tn_windows-inl.h"
 #include "hwy/highway.h"
 
-#ifndef TN_RESIZE_NEAREST_ONCE
-#define TN_RESIZE_NEAREST_ONCE
+#ifndef TN_KITS_PLATFORM_TN_CNN_SRC_TN_RESIZE_NEAREST_ONCE
+#define TN_KITS_PLATFORM_TN_CNN_SRC_TN_RESIZE_NEAREST_ONCE
 namespace TarnCPU {
 namespace {
 
@@ -82,7 +82,7 @@ void forEachNearestRow(const NearestJob& job, Pick pick) {
 
 }  // namespace
 }  // namespace TarnCPU
-#endif  // TN_RESIZE_NEAREST_ONCE
+#endif  // TN_KITS_PLATFORM_TN_CNN_SRC_TN_RESIZE_NEAREST_ONCE
 
 HWY_BEFORE_NAMESPACE();
 namespace TarnCPU::HWY_NAMESPACE {

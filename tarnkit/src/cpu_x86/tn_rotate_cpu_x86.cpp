@@ -24,8 +24,8 @@
 #include "common/tn_blocks-inl.h"
 #include "hwy/highway.h"
 
-#ifndef TN_ROTATE_CPU_X86_ONCE
-#define TN_ROTATE_CPU_X86_ONCE
+#ifndef TN_KITS_CPU_X86_TN_ROTATE_CPU_X86_ONCE
+#define TN_KITS_CPU_X86_TN_ROTATE_CPU_X86_ONCE
 namespace TarnCPU {
 namespace {
 
@@ -45,7 +45,7 @@ constexpr std::ptrdiff_t kStrip = 64, kStep = 16;
 
 }  // namespace
 }  // namespace TarnCPU
-#endif  // TN_ROTATE_CPU_X86_ONCE
+#endif  // TN_KITS_CPU_X86_TN_ROTATE_CPU_X86_ONCE
 
 HWY_BEFORE_NAMESPACE();
 namespace TarnCPU::HWY_NAMESPACE {

@@ -1,8 +1,8 @@
 // What TarnYUVToolKit plans for a pair of frame sizes, one axis at a time. The toolkit's tables by pixel
 // hold 24 bytes for each output pixel, twice as much as the tensor; these few kilobytes stay in the
 // first cache.
-#ifndef TN_KITS_SRC_CPU_X86_TN_YUVPLAN_CPU_X86_H_
-#define TN_KITS_SRC_CPU_X86_TN_YUVPLAN_CPU_X86_H_
+#ifndef TN_KITS_CPU_X86_TN_YUVPLAN_CPU_X86_H_
+#define TN_KITS_CPU_X86_TN_YUVPLAN_CPU_X86_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -69,12 +69,12 @@ struct YuvPlan {
   YuvFetch luma, chroma;  // of luma bytes and of chroma pairs
   bool same_size;
 
-  // Scratch for the frame in work.
+  // Scratch for the frame that is being converted.
   float* luma_out[2];    // a pair of output rows
   float* chroma_out[2];  // a row of C1 and of C2, every value twice
 };
 
-// A plane of the frame in work.
+// A plane of the frame that is being converted.
 struct YuvPlane {
   const std::uint8_t* data;
   std::size_t step;          // bytes of a sample: 1, or 2 for a pair of chroma
@@ -92,4 +92,4 @@ struct YuvTensor {
 
 }  // namespace Tarn
 
-#endif  // TN_KITS_SRC_CPU_X86_TN_YUVPLAN_CPU_X86_H_
+#endif  // TN_KITS_CPU_X86_TN_YUVPLAN_CPU_X86_H_

@@ -1,6 +1,6 @@
 // Boxes as fractions of the frame, and their corners in pixels, which is what the filters work on.
-#ifndef TN_KITS_SRC_TRACKING_TN_BOXCORNERS_H_
-#define TN_KITS_SRC_TRACKING_TN_BOXCORNERS_H_
+#ifndef TN_KITS_TRACKING_TN_BOXCORNERS_H_
+#define TN_KITS_TRACKING_TN_BOXCORNERS_H_
 
 #include <Eigen/Core>
 #include <cstdint>
@@ -34,4 +34,4 @@ void storeBox(const Corners& corners, std::int32_t width, std::int32_t height, f
 
 }  // namespace Tarn
 
-#endif  // TN_KITS_SRC_TRACKING_TN_BOXCORNERS_H_
+#endif  // TN_KITS_TRACKING_TN_BOXCORNERS_H_

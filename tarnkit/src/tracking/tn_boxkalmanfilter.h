@@ -1,6 +1,6 @@
 // The Kalman filter of one tracked box: corners in pixels under constant acceleration.
-#ifndef TN_KITS_SRC_TRACKING_TN_BOXKALMANFILTER_H_
-#define TN_KITS_SRC_TRACKING_TN_BOXKALMANFILTER_H_
+#ifndef TN_KITS_TRACKING_TN_BOXKALMANFILTER_H_
+#define TN_KITS_TRACKING_TN_BOXKALMANFILTER_H_
 
 #include "tn_kalmanfilter.h"
 
@@ -43,4 +43,4 @@ class BoxKalmanFilter : public KalmanFilter {
 
 }  // namespace Tarn
 
-#endif  // TN_KITS_SRC_TRACKING_TN_BOXKALMANFILTER_H_
+#endif  // TN_KITS_TRACKING_TN_BOXKALMANFILTER_H_

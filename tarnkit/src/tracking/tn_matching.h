@@ -1,6 +1,6 @@
 // Which detection belongs to which track.
-#ifndef TN_KITS_SRC_TRACKING_TN_MATCHING_H_
-#define TN_KITS_SRC_TRACKING_TN_MATCHING_H_
+#ifndef TN_KITS_TRACKING_TN_MATCHING_H_
+#define TN_KITS_TRACKING_TN_MATCHING_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -47,4 +47,4 @@ class Matching {
 
 }  // namespace Tarn
 
-#endif  // TN_KITS_SRC_TRACKING_TN_MATCHING_H_
+#endif  // TN_KITS_TRACKING_TN_MATCHING_H_

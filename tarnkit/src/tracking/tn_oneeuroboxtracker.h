@@ -1,6 +1,6 @@
 // The steps of a One-Euro box tracker at a time that the caller has read from the clock.
-#ifndef TN_KITS_SRC_TRACKING_TN_ONEEUROBOXTRACKER_H_
-#define TN_KITS_SRC_TRACKING_TN_ONEEUROBOXTRACKER_H_
+#ifndef TN_KITS_TRACKING_TN_ONEEUROBOXTRACKER_H_
+#define TN_KITS_TRACKING_TN_ONEEUROBOXTRACKER_H_
 
 #include "tn_boxtracker.h"
 
@@ -15,4 +15,4 @@ struct OneEuroBoxSteps {
 
 }  // namespace Tarn
 
-#endif  // TN_KITS_SRC_TRACKING_TN_ONEEUROBOXTRACKER_H_
+#endif  // TN_KITS_TRACKING_TN_ONEEUROBOXTRACKER_H_

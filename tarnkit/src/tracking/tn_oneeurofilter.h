@@ -1,7 +1,7 @@
 // A low-pass filter whose cut-off frequency rises with the speed of the signal: calm signals lose their
 // jitter, fast ones are followed closely.
-#ifndef TN_KITS_SRC_TRACKING_TN_ONEEUROFILTER_H_
-#define TN_KITS_SRC_TRACKING_TN_ONEEUROFILTER_H_
+#ifndef TN_KITS_TRACKING_TN_ONEEUROFILTER_H_
+#define TN_KITS_TRACKING_TN_ONEEUROFILTER_H_
 
 #include <Eigen/Dense>
 
@@ -102,4 +102,4 @@ inline Eigen::Vector4d OneEuroFilter::extrapolate(double timestamp) {
 
 }  // namespace Tarn
 
-#endif  // TN_KITS_SRC_TRACKING_TN_ONEEUROFILTER_H_
+#endif  // TN_KITS_TRACKING_TN_ONEEUROFILTER_H_

@@ -1,6 +1,6 @@
 // How much two boxes overlap: the measure by which detections are matched to tracks.
-#ifndef TN_KITS_SRC_TRACKING_TN_OVERLAP_H_
-#define TN_KITS_SRC_TRACKING_TN_OVERLAP_H_
+#ifndef TN_KITS_TRACKING_TN_OVERLAP_H_
+#define TN_KITS_TRACKING_TN_OVERLAP_H_
 
 namespace Tarn {
 
@@ -22,4 +22,4 @@ float computeIoU(const float* a, const float* b, const char* format);
 
 }  // namespace Tarn
 
-#endif  // TN_KITS_SRC_TRACKING_TN_OVERLAP_H_
+#endif  // TN_KITS_TRACKING_TN_OVERLAP_H_

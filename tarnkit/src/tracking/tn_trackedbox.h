@@ -1,6 +1,6 @@
 // What a frame does to a track apart from filtering its box.
-#ifndef TN_KITS_SRC_TRACKING_TN_TRACKEDBOX_H_
-#define TN_KITS_SRC_TRACKING_TN_TRACKEDBOX_H_
+#ifndef TN_KITS_TRACKING_TN_TRACKEDBOX_H_
+#define TN_KITS_TRACKING_TN_TRACKEDBOX_H_
 
 #include <algorithm>
 #include <cstdint>
@@ -33,4 +33,4 @@ void takeDetection(TarnTrackedBoundingBox2D<T>& track, const TarnBoundingBox2D& 
 
 }  // namespace Tarn
 
-#endif  // TN_KITS_SRC_TRACKING_TN_TRACKEDBOX_H_
+#endif  // TN_KITS_TRACKING_TN_TRACKEDBOX_H_

@@ -1,6 +1,6 @@
 // The One-Euro trackers' source of time.
-#ifndef TN_KITS_SRC_TRACKING_TN_TRACKERCLOCK_H_
-#define TN_KITS_SRC_TRACKING_TN_TRACKERCLOCK_H_
+#ifndef TN_KITS_TRACKING_TN_TRACKERCLOCK_H_
+#define TN_KITS_TRACKING_TN_TRACKERCLOCK_H_
 
 namespace Tarn {
 
@@ -10,4 +10,4 @@ double nowSeconds();
 
 }  // namespace Tarn
 
-#endif  // TN_KITS_SRC_TRACKING_TN_TRACKERCLOCK_H_
+#endif  // TN_KITS_TRACKING_TN_TRACKERCLOCK_H_

@@ -1,6 +1,6 @@
 // The process-wide parameter record of the tracking code.
-#ifndef TN_KITS_SRC_TRACKING_TN_TRACKERPARAMS_H_
-#define TN_KITS_SRC_TRACKING_TN_TRACKERPARAMS_H_
+#ifndef TN_KITS_TRACKING_TN_TRACKERPARAMS_H_
+#define TN_KITS_TRACKING_TN_TRACKERPARAMS_H_
 
 #include <memory>
 
@@ -14,4 +14,4 @@ extern std::shared_ptr<TarnBoundingBoxesTrackerParams> trackerParams;
 
 }  // namespace Tarn
 
-#endif  // TN_KITS_SRC_TRACKING_TN_TRACKERPARAMS_H_
+#endif  // TN_KITS_TRACKING_TN_TRACKERPARAMS_H_
