@@ -96,7 +96,8 @@ void addTensor(const char* name, int type, int c, int w, int h) {
   const std::string row = std::string(name) + " " + sizeName(w, h);
   const auto planes = [=] {
     std::vector<cv::Mat> out;
-    for (int k = 0; k < 3; ++k) out.emplace_back(h, w, CV_32FC1, destinationBytes() + 4 * k * w * h);
+    for (std::size_t k = 0; k < 3; ++k)
+      out.emplace_back(h, w, CV_32FC1, destinationBytes() + k * Tarn::tensorExtent(w, h, 1).bytes);
     return out;
   };
   const int dropped = c - 3;

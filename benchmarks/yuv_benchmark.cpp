@@ -187,19 +187,22 @@ constexpr int kCropX = 320, kCropY = 200;
 
 // A plane of a 4:2:0 frame: offsets and sizes in bytes; x and y are the crop's corner in it.
 struct Plane {
-  int src_offset, dst_offset, src_pitch, dst_pitch, x, y, w, h;
+  std::size_t src_offset, dst_offset;
+  int src_pitch, dst_pitch, x, y, w, h;
 };
 
 std::vector<Plane> cropPlanes(bool planar) {
   const auto [sw, sh] = kCropSource;
   const auto [w, h] = kCropSize;
+  const std::size_t src_luma = Tarn::pictureExtent(sw, sh, 1).bytes;
+  const std::size_t dst_luma = Tarn::pictureExtent(w, h, 1).bytes;
   std::vector<Plane> planes = {{0, 0, sw, w, kCropX, kCropY, w, h}};
   if (!planar) {
-    planes.push_back({sw * sh, w * h, sw, w, kCropX, kCropY / 2, w, h / 2});
+    planes.push_back({src_luma, dst_luma, sw, w, kCropX, kCropY / 2, w, h / 2});
   } else {
-    for (int v = 0; v < 2; ++v)
-      planes.push_back({sw * sh + v * sw * sh / 4, w * h + v * w * h / 4, sw / 2, w / 2, kCropX / 2,
-                        kCropY / 2, w / 2, h / 2});
+    for (std::size_t v = 0; v < 2; ++v)
+      planes.push_back({src_luma + v * src_luma / 4, dst_luma + v * dst_luma / 4, sw / 2, w / 2,
+                        kCropX / 2, kCropY / 2, w / 2, h / 2});
   }
   return planes;
 }

@@ -10,6 +10,7 @@
 #include "apps/support/interrupt.h"
 #include "apps/video/next_picture.h"
 #include "apps/video/pipe_input.h"
+#include "tn_extents.h"
 
 namespace tarnkit {
 namespace {
@@ -224,7 +225,7 @@ void VideoReader::Impl::pack() {
   // The converters that read the frame again work in whole vectors and may look past its end.
   constexpr std::size_t kReadAhead = 64;
   const std::size_t row = static_cast<std::size_t>(info.width);
-  packed.resize(row * static_cast<std::size_t>(info.height) * 3 / 2 + kReadAhead);
+  packed.resize(Tarn::frameExtent(TN_PIX_FMT_NV12, info.width, info.height).bytes + kReadAhead);
   std::uint8_t* to = packed.data();
   for (int plane = 0; plane < 2; ++plane)
     for (int y = 0; y < (plane == 0 ? info.height : info.height / 2); ++y, to += row)

@@ -1,5 +1,6 @@
 // A frame from somewhere else, whose size may be a lie: checked before a routine runs over its end.
 #include <tn_checked.h>
+#include <tn_extents.h>
 
 #include <cstdio>
 #include <stdexcept>
@@ -7,8 +8,8 @@
 
 int main() {
   using namespace Tarn;
-  std::vector<unsigned char> bytes(640 * 480 * 3 / 2, 128);
-  std::vector<float> floats(3 * 320 * 320);
+  std::vector<unsigned char> bytes(frameExtent(TN_PIX_FMT_NV12, 640, 480).end(), 128);
+  std::vector<float> floats(tensorExtent(320, 320, 3).end() / sizeof(float));
   checked::TarnYUVToolKit toolkit(640, 480, 320, 240, 320, 320);
   const checked::Image tensor = {{0, TN_PIX_FMT_CHW_F32, 320, 320, 0, floats.data()},
                                  floats.size() * sizeof(float)};

@@ -1,5 +1,6 @@
 // Cuts a rectangle out of an NV12 frame and turns the cut into a small tensor.
 #include <tn_colormatrix.h>
+#include <tn_extents.h>
 #include <tn_yuvconverter.h>
 
 #include <cstdio>
@@ -17,7 +18,7 @@ int main() {
 
   // Columns 24 to 55 and rows 8 to 23, both ends included, from even corners on.
   const int cut_width = 32, cut_height = 16;
-  std::vector<unsigned char> cut_bytes(cut_width * cut_height * 3 / 2);
+  std::vector<unsigned char> cut_bytes(Tarn::cropFrameExtent(false, cut_width, cut_height).end());
   const _TN_Image cut = {0, TN_PIX_FMT_NV12, cut_width, cut_height, 0, cut_bytes.data()};
   Tarn::TarnYUVToolKit::Crop(frame, cut, 24, 8, 24 + cut_width - 1, 8 + cut_height - 1);
 
@@ -31,7 +32,7 @@ int main() {
     options.scale[channel] = 1.0f / 127.5f;
   }
   const int side = 4;
-  std::vector<float> tensor(3 * side * side);
+  std::vector<float> tensor(Tarn::tensorExtent(side, side, 3).end() / sizeof(float));
   Tarn::TarnYUVToolKit toolkit(cut_width, cut_height, cut_width / 2, cut_height / 2, side, side);
   toolkit.setCvtMat(Tarn::makeYuvToRgbMatrix(options));
   toolkit.convert(cut, {0, TN_PIX_FMT_CHW_F32, side, side, 0, tensor.data()});

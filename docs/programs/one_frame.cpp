@@ -1,6 +1,7 @@
 // Camera bytes to a tensor, a detector's box, a track, and a cut for a second network.
 #include <tn_boxtracker.h>
 #include <tn_colormatrix.h>
+#include <tn_extents.h>
 #include <tn_yuvconverter.h>
 
 #include <algorithm>
@@ -13,7 +14,7 @@ constexpr int kWidth = 1280, kHeight = 720, kSide = 320;
 
 // The camera: a dark NV12 frame with a bright square that moves to the right.
 std::vector<unsigned char> takeFrame(int number) {
-  std::vector<unsigned char> nv12(kWidth * kHeight * 3 / 2, 128);
+  std::vector<unsigned char> nv12(Tarn::frameExtent(TN_PIX_FMT_NV12, kWidth, kHeight).end(), 128);
   std::fill_n(nv12.begin(), kWidth * kHeight, static_cast<unsigned char>(16));
   for (int y = 200; y < 360; ++y)
     std::fill_n(nv12.begin() + y * kWidth + 160 + 32 * number, 160, static_cast<unsigned char>(235));
@@ -43,7 +44,7 @@ int main() {
   toolkit.setCvtMat(Tarn::makeYuvToRgbMatrix(options));
   Tarn::TarnIdentifiedBoxesTracker<Tarn::TarnKalmanFilterBoxTracker2D> tracker(kWidth, kHeight);
 
-  std::vector<float> tensor(3 * kSide * kSide);
+  std::vector<float> tensor(Tarn::tensorExtent(kSide, kSide, 3).end() / sizeof(float));
   for (int number = 1; number <= 3; ++number) {
     std::vector<unsigned char> nv12 = takeFrame(number);
     const _TN_Image frame = {0, TN_PIX_FMT_NV12, kWidth, kHeight, 0, nv12.data()};
@@ -55,7 +56,7 @@ int main() {
       const int y0 = static_cast<int>(box.y * kHeight + 0.5f) / 2 * 2;
       const int w = static_cast<int>(box.w * kWidth + 0.5f) / 2 * 2;
       const int h = static_cast<int>(box.h * kHeight + 0.5f) / 2 * 2;
-      std::vector<unsigned char> bytes(static_cast<std::size_t>(w * h * 3 / 2), 128);
+      std::vector<unsigned char> bytes(Tarn::cropFrameExtent(false, w, h).end(), 128);
       const _TN_Image cut = {0, TN_PIX_FMT_NV12, w, h, 0, bytes.data()};
       Tarn::TarnYUVToolKit::Crop(frame, cut, x0, y0, x0 + w - 1, y0 + h - 1);
       std::printf("frame %d: box %d at %d,%d, a cut of %dx%d, luma %d in its middle\n", number,
