@@ -87,7 +87,7 @@ struct YuvPlane {
 struct YuvTensor {
   float* data;
   std::size_t pitch, plane;  // floats from row to row and from channel to channel
-  bool streams;              // too large for the caches
+  bool beyond_caches;        // larger than what these hold
 };
 
 }  // namespace Tarn
