@@ -102,6 +102,8 @@ TEST(Gray, MixedPicturesOnEveryTarget) {
         const Colour choices[] = {{v, v, v},     {v, other, byte()}, flat[0],      flat[i % 2],
                                   {v, v, other}, {v, other, v},      {other, v, v}};
         colours[i] = kind < 7 ? choices[kind] : exact();
+        // Now and then one channel of an area's colour differs.
+        if (kind == 2 && v < 3) (v == 0 ? colours[i].r : v == 1 ? colours[i].g : colours[i].b) ^= 0x40;
       }
     }
     const std::vector<std::uint8_t> expected = grayOf(colours);
