@@ -340,7 +340,6 @@ inline const std::uint8_t* RowOrCopy(const YuvPlane& plane, std::size_t start, s
 
 HWY_ATTR void ConvertResampled(const YuvPlane& luma, const YuvPlane& chroma, const YuvPlan& plan,
                                const _ConvertMatrixFromYUV& mat, const YuvTensor& tensor) {
-  if (plan.x.count == 0) return;
   const SampleFunction sample_luma = ChooseSampleRow<false>(plan);
   const SampleFunction sample_chroma = ChooseSampleRow<true>(plan);
   const auto sample = [&](SampleFunction function, const YuvPlane& plane, const YuvFetch& fetch,
@@ -502,6 +501,8 @@ void TarnYUVToolKit::convert(const _TN_Image& in_, const _TN_Image& out_) {
   const YuvPlan& plan =
       *planBehind(index_uv_, chromaIndices(atLeast0(dst_width_), atLeast0(dst_height_)));
   const std::size_t w = plan.x.count, h = plan.y.count;
+  // Nothing is to be written, so the frame may be null, which rows must not be counted from.
+  if (w < 2 || h < 2) return;
   const auto [luma, chroma] =
       frameOf(in_.data, atLeast0(src_width_), 2 * atLeast0(src_uv_width_), atLeast0(src_height_));
   const YuvTensor tensor = tensorOf(out_, w, h);
