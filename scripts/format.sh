@@ -1,44 +1,77 @@
 #!/usr/bin/env bash
 # Formats every source file in place.
-# --check changes nothing. It fails on a file that is not formatted and on any clang-tidy finding; in the
-# libraries all checks run, elsewhere those of names and a few plain faults. --check-all: all checks everywhere.
+# --check changes nothing. It fails on a file that is not formatted, and on any clang-tidy finding in what changed since
+# the last release. --check-all lints all files. Both are checked with one version of the tools, since others format
+# and find otherwise; where that is not to be had they are skipped.
 # clang-tidy reads build/release/compile_commands.json, so configure and build that preset first.
 . "$(dirname "$0")/common.sh"
 
-for name in clang-format clang-tidy; do
-  command -v "$name-14" >/dev/null || command -v "$name" >/dev/null || scripts/setup.sh lint
-done
-tool() { command -v "$1-14" || command -v "$1" || { echo "scripts/format.sh: $1 is missing; run scripts/setup.sh lint" >&2; exit 1; }; }
-format=$(tool clang-format)
-mapfile -t files < <(find apps benchmarks common docs examples fuzz platform tarnkit tests -name '*.h' -o -name '*.cpp' | sort)
-
-everywhere='^(platform|tarnkit)/'
+version=14
 case "${1:-}" in
-  --check) ;;
-  --check-all) everywhere=. ;;
-  '')
-    "$format" -i "${files[@]}"
-    exit 0 ;;
+  '' | --check | --check-all) ;;
   *) refuse "'$1' is neither --check nor --check-all" ;;
 esac
+command -v clang-format-$version >/dev/null && command -v clang-tidy-$version >/dev/null || scripts/setup.sh lint
+if ! command -v clang-format-$version >/dev/null || ! command -v clang-tidy-$version >/dev/null; then
+  [ -n "${1:-}" ] || refuse "clang-format-$version is missing"
+  echo "format and lint: skipped, this system has no clang-format-$version and clang-tidy-$version"
+  exit 0
+fi
 
-"$format" --dry-run --Werror "${files[@]}"
+mapfile -t files < <(find apps benchmarks common docs examples fuzz platform tarnkit tests -name '*.h' -o -name '*.cpp' | sort)
+if [ -z "${1:-}" ]; then
+  clang-format-$version -i "${files[@]}"
+  exit 0
+fi
+clang-format-$version --dry-run --Werror "${files[@]}"
 
-tidy=$(tool clang-tidy)
+# Benchmarks, examples and common are not part of the release build; headers are linted through the files that use them.
 build=build/release
-[ -f "$build/compile_commands.json" ] || { echo "scripts/format.sh: configure the release preset first" >&2; exit 1; }
+[ -f "$build/compile_commands.json" ] || refuse "build the release preset first"
+mapfile -t sources < <(printf '%s\n' "${files[@]}" | grep '\.cpp$' | grep -Ev '^(benchmarks|common|examples)/')
+
+# The files that differ from the last release: from the commit that set the version. Without the history, or with
+# other rules of clang-tidy since, all of them.
+changed() {
+  local release all='^(\.clang-tidy|scripts/format\.sh)$'
+  [ "$(git rev-parse --is-shallow-repository 2>/dev/null)" = false ] || return 1
+  release=$(git log -1 --format=%H -G '^project\(tn_kits VERSION' -- CMakeLists.txt)
+  [ -n "$release" ] || return 1
+  { git diff --name-only "$release" && git ls-files --others --exclude-standard; } | sort -u >"$build/changed.txt"
+  ! grep -Eq "$all" "$build/changed.txt"
+}
+
+# Of the sources those that changed, and one for each changed header that none of them includes.
+sources_of_changes() {
+  ninja -C "$build" -t deps | awk -v root="$PWD/" '
+    FILENAME != "-" { changed[$0]; next }
+    /^[^ ]/ { source = ""; next }
+    {
+      sub(root, "", $1); sub("^[.][.]/[.][.]/", "", $1)
+      if (source == "") source = $1
+      if ($1 in changed) includes[source] = includes[source] " " $1
+    }
+    END {
+      for (source in includes) if (source in changed) take(source)
+      for (source in includes) {
+        count = split(includes[source], headers, " ")
+        for (i = 1; i <= count; ++i) if (!(headers[i] in linted)) { take(source); break }
+      }
+    }
+    function take(source,    headers, count, i) {
+      print source
+      count = split(includes[source], headers, " ")
+      for (i = 1; i <= count; ++i) linted[headers[i]]
+    }' "$build/changed.txt" - | sort -u | grep -Fx -f <(printf '%s\n' "${sources[@]}") || true
+}
+
+what="all ${#sources[@]} files"
+if [ "$1" = --check ] && changed; then
+  mapfile -t sources < <(sources_of_changes)
+  what="${#sources[@]} files for what changed since the last release"
+fi
 # The analyzer stops in a function after this many states. With its default it spends two thirds of the whole
 # run in constructors of the command-line library.
-nodes=(-Xclang -analyzer-config -Xclang max-nodes=20000)
-# All checks everywhere take several times as long, most of it for the tool and the tests.
-light='-*,readability-identifier-naming,bugprone-use-after-move,bugprone-sizeof-expression,bugprone-infinite-loop'
-# Benchmarks, examples and common are not part of that build; headers are linted through the files that use
-# them.
-sources() { printf '%s\n' "${files[@]}" | grep '\.cpp$' | grep -Ev '^(benchmarks|common|examples)/'; }
-lint() {
-  xargs -r -P "$jobs" -n 1 "$tidy" -p "$build" --quiet --warnings-as-errors='*' \
-    --extra-arg=-Wno-unknown-warning-option "${nodes[@]/#/--extra-arg=}" "$@" 2>/dev/null
-}
-sources | grep -E "$everywhere" | lint
-{ sources | grep -Ev "$everywhere" || true; } | lint --checks="$light"
-echo "format and lint: clean"
+printf '%s\n' "${sources[@]}" | xargs -r -P "$jobs" -n 1 clang-tidy-$version -p "$build" --quiet --warnings-as-errors='*' \
+  --extra-arg={-Wno-unknown-warning-option,-Xclang,-analyzer-config,-Xclang,max-nodes=20000} 2>/dev/null
+echo "format and lint: clean ($what)"
