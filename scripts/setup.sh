@@ -3,6 +3,11 @@
 # usage: scripts/setup.sh [build] [test] [lint] [fuzz] [bench] [windows] [package] [docs]     (default: build)
 set -euo pipefail
 
+cd "$(dirname "$0")/.."
+# Of a Debian release "-14" or the like; empty elsewhere.
+llvm=$(scripts/clang_version.sh)
+llvm=${llvm:+-$llvm}
+
 # The library needs Eigen, Highway and OpenCV's dnn module; the tool takes its command line, video,
 # pedestrians and drawing from libraries too.
 build=(g++ cmake ninja-build pkg-config
@@ -11,12 +16,14 @@ build=(g++ cmake ninja-build pkg-config
   libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev libopencv-objdetect-dev
   libopencv-dnn-dev)
 test=(libgtest-dev make python3 binutils abigail-tools valgrind)
-lint=(clang-format-14 clang-tidy-14)
+# The sources are formatted and linted with one version. Releases that lack it lint nothing.
+lint=()
+[ "$llvm" != -14 ] || lint=(clang-format-14 clang-tidy-14)
 # The sanitizers' builds, the fuzz targets in one of them.
-fuzz=(clang-14 libclang-rt-14-dev)
+fuzz=("clang$llvm" "libclang-rt$llvm-dev")
 bench=(libbenchmark-dev libyuv-dev python3 python3-onnx)
 # On top of build, whose headers serve both systems. GoogleTest comes as sources.
-windows=(clang-14 lld-14 llvm-14 g++-mingw-w64-x86-64-posix googletest wine64 wine)
+windows=("clang$llvm" "lld$llvm" "llvm$llvm" g++-mingw-w64-x86-64-posix googletest wine64 wine)
 package=(dpkg-dev file debootstrap)
 docs=(doxygen python3)
 
