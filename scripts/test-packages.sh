@@ -4,10 +4,8 @@
 # Needs root and a Debian mirror; takes some minutes, most of them for the packages of others.
 # usage: scripts/test-packages.sh [--built]     --built: take the .deb files in build/package as they are
 # Environment: SUITE (this machine's release), MIRROR (http://deb.debian.org/debian)
-set -euo pipefail
-cd "$(dirname "$0")/.."
-[ "$(id -u)" -eq 0 ] || { echo "scripts/test-packages.sh: only root can enter another root" >&2; exit 1; }
-step() { printf '\n== %s (%s s)\n' "$1" "$SECONDS"; }
+. "$(dirname "$0")/common.sh"
+. scripts/root.sh
 
 if [ "${1:-}" != --built ]; then
   step "packages"
@@ -18,24 +16,14 @@ packages=(build/package/*.deb)
 [ ${#packages[@]} -eq 3 ] || { echo "scripts/test-packages.sh: three .deb files belong into build/package" >&2; exit 1; }
 
 step "fresh root"
-scripts/setup.sh package
-suite=${SUITE:-$(. /etc/os-release && echo "$VERSION_CODENAME")}
 work=$(mktemp -d)
 root=$work/root
-# Never deletes through a mount that did not come off.
-trap 'umount "$root/proc" 2>/dev/null || true; rm -rf --one-file-system "$work"' EXIT
-debootstrap --variant=minbase "$suite" "$root" "${MIRROR:-http://deb.debian.org/debian}" >"$work/log" ||
-  { tail -n 20 "$work/log"; exit 1; }
-mount -t proc proc "$root/proc"
-# A fresh root must start no services, which a chroot has no business with.
-printf '#!/bin/sh\nexit 101\n' >"$root/usr/sbin/policy-rc.d"
-chmod +x "$root/usr/sbin/policy-rc.d"
+trap 'remove_root && rm -r "$work"' EXIT
+open_root "$root" "${SUITE:-$(. /etc/os-release && echo "$VERSION_CODENAME")}"
 mkdir "$root/try"
 cp "${packages[@]}" "$root/try"
 cp -r examples "$root/try"
-inside() { chroot "$root" /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 \
-  DEBIAN_FRONTEND=noninteractive sh -euc "$1"; }
-quietly() { inside "$1" >"$work/log" 2>&1 || { tail -n 40 "$work/log"; exit 1; }; }
+quietly() { logged "$work/log" inside "$1"; }
 
 step "runtime and tool"
 quietly 'apt-get update'
