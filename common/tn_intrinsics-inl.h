@@ -11,13 +11,15 @@
 
 #include "hwy/highway.h"
 
+// Other targets have nothing here, not even a region of attributes, which clang warns of when it is
+// empty.
+#if HWY_TARGET <= HWY_AVX3
 HWY_BEFORE_NAMESPACE();
 namespace TarnCPU::HWY_NAMESPACE {
 namespace {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-#if HWY_TARGET <= HWY_AVX3
 // Lane i of the result is lane index[i] % 32 of `a` followed by `b`: one instruction, for which Highway
 // would need two TableLookupLanes and a selection.
 HWY_INLINE hn::Vec512<float> LookupLanesOfTwo(hn::Vec512<float> a, hn::Vec512<float> b,
@@ -38,10 +40,10 @@ HWY_INLINE hn::Vec128<float> BlockOf(hn::Vec512<float> v) {
 HWY_INLINE void StoreFirstOfFour(hn::Vec128<float> v, int count, float* to) {
   _mm_maskstore_ps(to, _mm_cmpgt_epi32(_mm_set1_epi32(count), _mm_setr_epi32(0, 1, 2, 3)), v.raw);
 }
-#endif
 
 }  // namespace
 }  // namespace TarnCPU::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
+#endif
 
 #endif  // per-target include guard

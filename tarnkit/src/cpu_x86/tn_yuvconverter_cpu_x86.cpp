@@ -183,8 +183,9 @@ HWY_INLINE HWY_ATTR VU PickFromWindows(const YuvFetch& fetch, const std::uint8_t
   return kWindows == 1 ? words : hn::Or(words, pick(block + fetch.blocks));
 }
 
-// or out of spans.
-HWY_INLINE HWY_ATTR VU PickFromSpan(const YuvFetch& fetch, const std::uint8_t* row, std::size_t i) {
+// or out of spans, which only the longest vectors use.
+[[maybe_unused]] HWY_INLINE HWY_ATTR VU PickFromSpan(const YuvFetch& fetch, const std::uint8_t* row,
+                                                     std::size_t i) {
   const DU d;
   const DI di;
   const hn::Repartition<std::uint8_t, DU> d8;
