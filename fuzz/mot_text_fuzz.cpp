@@ -1,5 +1,6 @@
 // Files of detections: any bytes give frames of sane numbers or one line that says what is wrong, and
 // what was read comes back when it is written.
+#include <cmath>
 #include <sstream>
 #include <string>
 

@@ -1,6 +1,7 @@
 // Identities and copies: what outlives a frame. Linked as a caller links the library.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 #include "tests/tracking/tracking_test_support.h"
