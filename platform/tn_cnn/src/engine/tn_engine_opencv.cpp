@@ -30,7 +30,7 @@ struct Layer {
   std::string name;         // as shown
   std::string engine_name;  // as OpenCV has it
   int id = 0;               // OpenCV's number
-  std::string type;
+  std::string type;         // as shown
   std::size_t parameters = 0;
   bool has_weights = false;
   WeightPrecision precision = WeightPrecision::kF32;
@@ -103,6 +103,9 @@ std::string withoutMark(const std::string& engine_name) {
                                                                             : engine_name;
 }
 
+// Matrix products of newer OpenCVs have types of their own. Users know them as those of older ones.
+bool isMatrixProduct(const std::string& type) { return type == "Gemm" || type == "MatMul"; }
+
 std::vector<Layer> listLayers(const cv::dnn::Net& net) {
   std::vector<Layer> layers;
   std::map<std::string, int> uses;
@@ -113,12 +116,12 @@ std::vector<Layer> listLayers(const cv::dnn::Net& net) {
     ++uses[layer.name];
     layer.id = net.getLayerId(engine_name);
     const cv::Ptr<cv::dnn::Layer> made = net.getLayer(layer.id);
-    layer.type = made->type;
-    if (layer.type == "CumSum")
+    layer.type = isMatrixProduct(made->type) ? "InnerProduct" : made->type;
+    if (made->type == "CumSum")
       throw std::runtime_error("has a CumSum, with which the engine overruns memory");
     for (const cv::Mat& blob : made->blobs) {
       layer.parameters += blob.total();
-      layer.has_weights |= blob.depth() == CV_32F && canRoundWeights(layer.type);
+      layer.has_weights |= blob.depth() == CV_32F && canRoundWeights(made->type);
     }
     layers.push_back(std::move(layer));
   }
@@ -187,7 +190,7 @@ Mat tensorOf(const cv::Mat& blob) {
 // For convolutions and matrix products: elements of the output times terms of each sum.
 std::int64_t multiplyAdds(const cv::dnn::Layer& layer, const std::vector<MatShape>& in,
                           const std::vector<MatShape>& out) {
-  if (in.empty() || out.empty() || in[0].empty()) return 0;
+  if (in.empty() || out.empty() || in[0].empty() || out[0].empty()) return 0;
   const auto terms = [&] {
     return layer.blobs[0].total() / static_cast<std::size_t>(std::max(layer.blobs[0].size[0], 1));
   };
@@ -199,6 +202,8 @@ std::int64_t multiplyAdds(const cv::dnn::Layer& layer, const std::vector<MatShap
   else if (layer.type == "InnerProduct")
     count =
         elementsOf(out[0]) * (layer.blobs.empty() ? static_cast<std::size_t>(in[0].back()) : terms());
+  else if (isMatrixProduct(layer.type))  // their weights may be transposed
+    count = elementsOf(in[0]) * static_cast<std::size_t>(out[0].back());
   return static_cast<std::int64_t>(count);
 }
 

@@ -97,6 +97,10 @@ constexpr struct Kind {
     {"PReLU", makeRounded<cv::dnn::ChannelsPReLULayer>},
     {"Scale", makeRounded<cv::dnn::ScaleLayer>},
     {"Shift", makeRounded<cv::dnn::ShiftLayer>},
+#if CV_VERSION_MAJOR > 4 || CV_VERSION_MINOR >= 9
+    {"Gemm", makeRounded<cv::dnn::GemmLayer>},
+    {"MatMul", makeRounded<cv::dnn::MatMulLayer>},
+#endif
 };
 
 void put(const Kind& kind) {
