@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Records what the shared libraries promise to programs that are already compiled: the symbols that they
 # export (packaging/abi/LIB.symbols) and the layout of every type in their interfaces (LIB.abi). Run it
-# after a change of the interface that is meant, and commit what it writes with the change.
+# after a change of the interface that is meant, and commit what it writes with the change. Other compilers and other
+# versions of abidw word the same layouts otherwise, so layouts are compared where both are those that recorded them
+# (recorded-with); elsewhere the check says so and ends with status 77.
 # usage: scripts/abi.sh                  update both from build/release
 #        scripts/abi.sh --check-symbols  [BUILD]  fail when the exported symbols differ from the lists
 #        scripts/abi.sh --check-layouts  [BUILD]  fail when layouts or signatures differ from the baselines
@@ -25,6 +27,13 @@ dump() { # LIBRARY HEADERS
   abidw --suppr packaging/abi/foreign_types.abignore --headers-dir "$2" --drop-private-types \
     --exported-interfaces-only --no-corpus-path --no-comp-dir-path --no-show-locs --type-id-style hash \
     "$1" | sed "s#^\( *<abi-instr .*path='\)\($root/\|\(\.\./\)*\)#\1#"
+}
+
+# "g++ 12, abidw 2.2": the major version of the compiler, and the version of what reads its debug information.
+tools() { # LIBRARY
+  local compiler
+  compiler=$(readelf --string-dump=.comment "$1" | sed -n 's/.* GCC: .* \([0-9]*\)\.[0-9.]*$/\1/p' | head -n 1)
+  echo "g++ ${compiler:-of no known version}, $(abidw --version | sed 's/: / /; s/\.[0-9]*$//')"
 }
 
 case $mode in
@@ -55,11 +64,16 @@ for entry in "${libraries[@]}"; do
     echo "scripts/abi.sh: $library has no debug information; configure with -D TN_KITS_ABI_CHECK=ON" >&2
     exit 1
   fi
+  if [ "$mode" = --check-layouts ] && [ "$(tools "$library")" != "$(cat packaging/abi/recorded-with)" ]; then
+    echo "layouts: skipped, they were recorded with $(cat packaging/abi/recorded-with), and here is $(tools "$library")"
+    exit 77
+  fi
   dump "$library" "$headers" >"$work/$name.abi"
   if [ "$mode" = --update ]; then
     python3 scripts/symbols.py "$library" "$headers" >"$work/$name.symbols"
     cp "$work/$name.symbols" "$record.symbols"
     cp "$work/$name.abi" "$record.abi"
+    tools "$library" >packaging/abi/recorded-with
   elif ! abidiff --no-show-locs "$record.abi" "$work/$name.abi"; then
     echo "$name: the binary interface has changed; if that is meant, run scripts/abi.sh"
     failed=1
