@@ -1,5 +1,5 @@
-#!/usr/bin/env python3
-"""Makes the small ONNX models of the platform's tests, beside itself. Needs python3-onnx.
+#!/usr/bin/python3
+"""Makes the small ONNX models of the platform's tests, beside itself. Needs Debian's python3-onnx.
 
 small.onnx has every kind of layer whose weights OpenCV treats in a special way: it keeps those of
 convolutions, combines those of normalisations as it makes the layer, and copies those of matrix products
