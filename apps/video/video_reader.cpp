@@ -1,6 +1,7 @@
 // Demuxing and decoding by FFmpeg, and packing into NV12.
 #include "apps/video/video_reader.h"
 
+#include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <optional>
@@ -160,9 +161,11 @@ void VideoReader::Impl::describe() {
   info.rate_num = plausible ? rate.num : 25;
   info.rate_den = plausible ? rate.den : 1;
   info.frames_expected = stream->nb_frames;
-  if (info.frames_expected <= 0 && input->duration > 0)
+  if (info.frames_expected <= 0)  // a duration, which is rounded up or down, may say it
     info.frames_expected =
-        static_cast<std::int64_t>(static_cast<double>(input->duration) / AV_TIME_BASE * info.fps());
+        plausible && input->duration > 0
+            ? std::llround(static_cast<double>(input->duration) / AV_TIME_BASE * info.fps())
+            : 0;
   info.colour = colourOf(*decoded);
 }
 

@@ -1,30 +1,34 @@
-// The reader on files whose every sample is known.
+// The reader on files whose every sample is known, and on what the writer made.
 #include <gtest/gtest.h>
 
-#include <map>
 #include <opencv2/imgcodecs.hpp>
 
 #include "apps/support/failure.h"
 #include "apps/video/next_picture.h"
 #include "apps/video/video_reader.h"
+#include "apps/video/video_writer.h"
 #include "tests/apps/tool_test_support.h"
 
 namespace {
 
 using Tarn::YuvRange;
 using Tarn::YuvStandard;
+using tarnkit::VideoInfo;
 using tarnkit::VideoReader;
+using tarnkit::YuvColour;
 
 struct Video {
-  tarnkit::VideoInfo info;
+  VideoInfo info;
   std::vector<std::string> frames;  // samples
+  std::int64_t damaged = 0;
 };
 
 class VideoTest : public tn_test::ToolTest {
  protected:
+  VideoTest() { av_log_set_level(AV_LOG_QUIET); }
   Video readVideo(const std::string& name) const {
     VideoReader reader(path(name));
-    Video video = {reader.info(), {}};
+    Video video = {reader.info(), {}, 0};
     for (_TN_Image frame; reader.next(frame);) {
       EXPECT_EQ(frame.pix_fmt, TN_PIX_FMT_NV12);
       EXPECT_EQ(frame.orient, 0u);
@@ -37,6 +41,7 @@ class VideoTest : public tn_test::ToolTest {
     _TN_Image none;
     EXPECT_FALSE(reader.next(none)) << "the end stays the end";
     EXPECT_NO_THROW(reader.requireWhole());
+    video.damaged = reader.damagedPackets();
     return video;
   }
   // The same of a YUV4MPEG2 file: the header's tags, and each frame's planes.
@@ -48,6 +53,11 @@ class VideoTest : public tn_test::ToolTest {
   }
 };
 
+auto factsOf(const VideoInfo& info) {
+  return std::tuple(info.width, info.height, info.rate_num, info.rate_den, info.colour.standard,
+                    info.colour.range);
+}
+
 // Bytes 1, 2, 3 ... so that each sample can be told from the others.
 std::string ramp(int first, int count) {
   std::string bytes;
@@ -55,45 +65,54 @@ std::string ramp(int first, int count) {
   return bytes;
 }
 
-TEST_F(VideoTest, SamplesComeThroughUnchangedInBothRanges) {
-  const std::string luma = ramp(0, 64), u = ramp(100, 16), v = ramp(200, 16);
-  const std::string chroma = u + v, swapped = v + u;
-  std::string expected = luma;
-  for (std::size_t i = 0; i < 16; ++i) expected += {u[i], v[i]};
-  for (const char* range : {"", " XCOLORRANGE=FULL", " XCOLORRANGE=LIMITED"}) {
-    SCOPED_TRACE(range);
+// What is handed out of a 4:2:0 picture in three planes: without its last odd column and row.
+std::string packed(const std::string& planes, std::size_t w, std::size_t h) {
+  const std::size_t row = (w + 1) / 2, u = w * h, v = u + row * ((h + 1) / 2);
+  std::string samples;
+  for (std::size_t y = 0; y < h / 2 * 2; ++y) samples += planes.substr(y * w, w / 2 * 2);
+  for (std::size_t y = 0; y < h / 2; ++y)
+    for (std::size_t x = 0; x < w / 2; ++x)
+      samples += {planes[u + y * row + x], planes[v + y * row + x]};
+  return samples;
+}
+
+// Colours that are not tagged go by the number of lines; rates have limits, and without one there is no
+// length.
+TEST_F(VideoTest, SamplesComeThroughUnchangedAndTagsAreRead) {
+  constexpr YuvColour k601 = {YuvStandard::kBt601, YuvRange::kLimited};
+  static constexpr struct {
+    const char* tags;
+    std::size_t w, h;
+    VideoInfo info;
+  } kCases[] = {
+      {"F30000:1001", 8, 8, {8, 8, 30000, 1001, 2, k601}},
+      {"F1:10 XCOLORRANGE=FULL", 7, 5, {6, 4, 1, 10, 2, {YuvStandard::kBt601, YuvRange::kFull}}},
+      {"F1:11 XCOLORRANGE=LIMITED", 8, 7, {8, 6, 25, 1, 0, k601}},
+      {"F1000:1", 2, 718, {2, 718, 1000, 1, 2, k601}},
+      {"F1001:1", 2, 720, {2, 720, 25, 1, 0, {YuvStandard::kBt709, YuvRange::kLimited}}}};
+  for (const auto& [tags, w, h, wanted] : kCases) {
+    SCOPED_TRACE(tags);
+    const std::size_t bytes = w * h + 2 * ((w + 1) / 2) * ((h + 1) / 2);
+    const std::string planes = ramp(1, static_cast<int>(bytes)), others(bytes, 'a');
     // The third frame is cut off.
-    const Video video = readY4m(std::string("W8 H8 F30000:1001 C420jpeg") + range,
-                                {luma + chroma, luma + swapped, luma});
-    EXPECT_EQ(video.info.colour.range,
-              range == std::string(" XCOLORRANGE=FULL") ? YuvRange::kFull : YuvRange::kLimited);
-    EXPECT_EQ(video.info.rate_num, 30000);
-    EXPECT_EQ(video.info.rate_den, 1001);
-    ASSERT_EQ(video.frames.size(), 2u);
-    EXPECT_EQ(video.frames[0], expected);
-    EXPECT_EQ(video.frames[1].substr(64, 2), std::string({v[0], u[0]}));
+    const auto [info, frames, damaged] =
+        readY4m("W" + std::to_string(w) + " H" + std::to_string(h) + " C420jpeg " + tags,
+                {others, planes, planes.substr(1)});
+    EXPECT_EQ(factsOf(info), factsOf(wanted));
+    EXPECT_EQ(info.frames_expected, wanted.frames_expected);
+    ASSERT_EQ(frames.size(), 2u);
+    EXPECT_EQ(frames[1], packed(planes, w, h));
   }
-}
-
-TEST_F(VideoTest, OddSizesLoseTheirLastColumnAndRow) {
-  const std::string luma = ramp(1, 35), u = ramp(101, 12), v = ramp(151, 12);
-  std::string expected;
-  for (std::size_t y = 0; y < 4; ++y) expected += luma.substr(7 * y, 6);
-  for (std::size_t y = 0; y < 2; ++y)
-    for (std::size_t x = 0; x < 3; ++x) expected += {u[4 * y + x], v[4 * y + x]};
-  const Video video = readY4m("W7 H5 F25:1 C420jpeg", {luma + u + v});
-  EXPECT_EQ(video.info.width, 6);
-  EXPECT_EQ(video.info.height, 4);
-  EXPECT_EQ(video.frames.at(0), expected);
   // Opening leaves the first frame to whoever asks for it, so that its decoding can be timed.
-  EXPECT_THROW(readY4m("W1 H5 F25:1 C420jpeg", {ramp(1, 11)}), tarnkit::Failure);
-}
-
-TEST_F(VideoTest, UntaggedColoursGoByTheNumberOfLines) {
-  for (const std::size_t lines : {718u, 720u})
-    EXPECT_EQ(readY4m("W2 H" + std::to_string(lines) + " F25:1 C420jpeg", {std::string(3 * lines, 'a')})
-                  .info.colour.standard,
-              lines < 720 ? YuvStandard::kBt601 : YuvStandard::kBt709);
+  for (const std::string size : {"W1 H5", "W5 H1"}) {
+    std::string said;
+    try {
+      readY4m(size + " F25:1 C420jpeg", {ramp(1, 11)});
+    } catch (const tarnkit::Failure& fault) {
+      said = fault.what();
+    }
+    EXPECT_EQ(said, path("raw.y4m") + ": has frames smaller than 2x2 pixels");
+  }
 }
 
 TEST_F(VideoTest, OtherSamplingsBecomeFourTwoZero) {
@@ -112,25 +131,132 @@ TEST_F(VideoTest, OtherSamplingsBecomeFourTwoZero) {
   }
 }
 
-// JPEG pictures are full-range. Those of another size than the first are scaled to it; what comes after
-// them is as if they had not been.
-TEST_F(VideoTest, FramesOfAnotherSizeAreScaledToTheFirst) {
-  std::string film;
-  static constexpr int kFrames[][3] = {{32, 24, 0}, {64, 64, 128}, {32, 24, 255}, {17, 9, 128}};
-  for (const auto& [width, height, grey] : kFrames) {
-    cv::imwrite(path("frame.jpg"), cv::Mat(height, width, CV_8UC3, cv::Scalar::all(grey)));
-    film += read("frame.jpg");
+// JPEG pictures in a file that holds words, too. They are full-range. Those of another size or format
+// than the first become like it; what comes after them is as if they had not been, and one that is
+// damaged is passed over.
+TEST_F(VideoTest, FramesOfAnotherKindBecomeLikeTheFirst) {
+  static constexpr struct {
+    int width, height, type, luma, cb;
+  } kFrames[] = {{32, 24, CV_8UC3, 0, 128},  {64, 64, CV_8UC3, 128, 128}, {32, 24, CV_8UC3, 255, 128},
+                 {32, 24, CV_8UC1, 90, 128}, {32, 24, CV_8UC3, 29, 255},  {17, 9, CV_8UC3, 128, 128}};
+  AVFormatContext* film = nullptr;
+  ASSERT_GE(avformat_alloc_output_context2(&film, nullptr, "matroska", nullptr), 0);
+  for (const AVCodecID codec : {AV_CODEC_ID_SUBRIP, AV_CODEC_ID_MJPEG}) {
+    AVCodecParameters* const stream = avformat_new_stream(film, nullptr)->codecpar;
+    stream->codec_id = codec;
+    stream->codec_type = avcodec_get_type(codec);
+    stream->width = 32;
+    stream->height = 24;
   }
-  write("film.mjpeg", film);
-  const Video video = readVideo("film.mjpeg");
-  EXPECT_EQ(video.info.colour.range, YuvRange::kFull);
-  EXPECT_EQ(video.info.width, 32);
-  EXPECT_EQ(video.info.height, 24);
-  ASSERT_EQ(video.frames.size(), 4u);
-  for (std::size_t i = 0; i < 4; ++i)
-    EXPECT_EQ(video.frames[i],
-              std::string(32 * 24, static_cast<char>(kFrames[i][2])) + std::string(32 * 12, '\x80'))
-        << i;
+  ASSERT_GE(avio_open(&film->pb, path("film.mkv").c_str(), AVIO_FLAG_WRITE), 0);
+  ASSERT_GE(avformat_write_header(film, nullptr), 0);
+  int time = 0;
+  const auto write_packet = [&](int stream, std::string bytes) {
+    const auto packet = tarnkit::owned(av_packet_alloc());
+    packet->data = reinterpret_cast<std::uint8_t*>(bytes.data());
+    packet->size = static_cast<int>(bytes.size());
+    packet->stream_index = stream;
+    packet->pts = packet->dts = time += 40;
+    packet->duration = 40;
+    packet->flags = AV_PKT_FLAG_KEY;
+    ASSERT_GE(av_write_frame(film, packet.get()), 0);
+  };
+  for (const auto& f : kFrames) {
+    // The highest blue-difference sample is pure blue's.
+    const cv::Scalar colour = f.cb == 255 ? cv::Scalar(255, 0, 0) : cv::Scalar::all(f.luma);
+    cv::imwrite(path("frame.jpg"), cv::Mat(f.height, f.width, f.type, colour));
+    write_packet(1, read("frame.jpg"));
+    write_packet(0, "words");
+  }
+  write_packet(1, "no picture");
+  av_write_trailer(film);
+  avio_closep(&film->pb);
+  avformat_free_context(film);
+
+  const Video video = readVideo("film.mkv");
+  EXPECT_EQ(video.damaged, 1);
+  write("none.txt", "");
+  EXPECT_NE(run("run film.mkv --detector mot:none.txt").find(", damaged packets passed over 1\n"),
+            std::string::npos);
+  EXPECT_EQ(factsOf(video.info), factsOf({32, 24, 25, 2, 0, {YuvStandard::kBt601, YuvRange::kFull}}));
+  ASSERT_EQ(video.frames.size(), std::size(kFrames));
+  for (std::size_t i = 0; i < video.frames.size(); ++i) {
+    SCOPED_TRACE(i);
+    EXPECT_EQ(video.frames[i].substr(0, 32 * 24),
+              std::string(32 * 24, static_cast<char>(kFrames[i].luma)));
+    EXPECT_EQ(video.frames[i][32 * 24], static_cast<char>(kFrames[i].cb));
+  }
+}
+
+// RGB has no samples of its own to keep: it is read as untagged, be it in pixels or in a palette.
+TEST_F(VideoTest, RgbPicturesBecomeLimitedRange) {
+  cv::imwrite(path("red.png"), cv::Mat(8, 8, CV_8UC3, cv::Scalar(0, 0, 255)));
+  write("red.tga",
+        std::string("\0\1\1\0\0\1\0\x18\0\0\0\0\x8\0\x8\0\x8\0\0\0\xFF", 21) + std::string(64, 0));
+  for (const char* file : {"red.png", "red.tga"}) {
+    const Video video = readVideo(file);
+    EXPECT_EQ(video.info.colour.range, YuvRange::kLimited) << file;
+    const std::string& samples = video.frames.at(0);
+    EXPECT_NEAR(static_cast<unsigned char>(samples[0]), 16 + 0.299 * 219, 1) << file;
+    EXPECT_NEAR(static_cast<unsigned char>(samples[64]), 128 - 0.5 * 0.299 / 0.886 * 224, 1) << file;
+    EXPECT_NEAR(static_cast<unsigned char>(samples[65]), 240, 1) << file;
+  }
+}
+
+// What was written comes back: size, rate, colour, every frame in order. Rows of the pictures are
+// padded.
+TEST_F(VideoTest, WrittenVideosSayWhatTheyAre) {
+  static const struct {
+    tarnkit::VideoInfo info;
+    double red, blue;  // weights in luma
+  } cases[] = {
+      {{66, 50, 30000, 1001, 0, {YuvStandard::kBt709, YuvRange::kFull}}, 0.2126, 0.0722},
+      {{64, 48, 5, 2, 0, {YuvStandard::kBt2020, YuvRange::kLimited}}, 0.2627, 0.0593},
+      {{64, 720, 50, 1, 0, {YuvStandard::kBt601, YuvRange::kLimited}}, 0.299, 0.114},
+  };
+  for (const auto& [info, red, blue] : cases) {
+    SCOPED_TRACE(info.width);
+    tarnkit::VideoWriter writer(path("out.mp4"), info);
+    cv::Mat wide(info.height, info.width + 20, CV_8UC3, cv::Scalar(255, 0, 0));
+    cv::Mat picture = wide(cv::Rect(0, 0, info.width, info.height));
+    constexpr int kFrames = 70;  // more than an encoder holds back
+    for (int i = 0; i < kFrames; ++i) writer.write(picture.setTo(cv::Scalar(200, 2 * i, 250 - 3 * i)));
+    writer.close();
+    // Each at its time, in the order in which they are shown.
+    AVFormatContext* file = nullptr;
+    ASSERT_GE(avformat_open_input(&file, path("out.mp4").c_str(), nullptr, nullptr), 0);
+    const auto packet = tarnkit::owned(av_packet_alloc());
+    for (int i = 0; av_read_frame(file, packet.get()) >= 0; av_packet_unref(packet.get())) {
+      EXPECT_EQ(packet->pts, packet->dts);
+      EXPECT_EQ(packet->pts,
+                av_rescale_q(i++, {info.rate_den, info.rate_num}, file->streams[0]->time_base));
+    }
+    avformat_close_input(&file);
+    const Video video = readVideo("out.mp4");
+    EXPECT_EQ(factsOf(video.info), factsOf(info));
+    ASSERT_EQ(video.frames.size(), static_cast<std::size_t>(kFrames));
+    for (std::size_t i = 0; i < video.frames.size(); ++i) {
+      const double n = static_cast<double>(i);
+      const double luma = red * (250 - 3 * n) + (1 - red - blue) * 2 * n + blue * 200;
+      const std::string& samples = video.frames[i];
+      for (const std::size_t at : {std::size_t{0}, samples.size() / 3 * 2 - 1})  // first and last luma
+        EXPECT_NEAR(static_cast<unsigned char>(samples[at]),
+                    info.colour.range == YuvRange::kFull ? luma : 16 + luma * 219 / 255, 3)
+            << "frame " << i;
+    }
+  }
+}
+
+TEST(PictureConverter, AResultThatIsStillHeldStaysAsItIs) {
+  tarnkit::PictureConverter converter({AV_PIX_FMT_GRAY8, 8, 8}, {AV_PIX_FMT_YUV420P, 8, 8}, {});
+  std::vector<std::uint8_t> grey(64, 50);
+  const std::uint8_t* const planes[4] = {grey.data(), nullptr, nullptr, nullptr};
+  const int strides[4] = {8, 0, 0, 0};
+  const auto held = tarnkit::owned(av_frame_clone(converter.convert(planes, strides)));
+  const int before = held->data[0][0];
+  grey.assign(64, 200);
+  EXPECT_NE(converter.convert(planes, strides)->data[0][0], before);
+  EXPECT_EQ(held->data[0][0], before);
 }
 
 // Answers of a decoder: p a picture, w wants input, f a fault, e the end; the last one for ever. One of
@@ -150,11 +276,11 @@ TEST(NextPicture, EndsWhateverTheDecoderAnswers) {
     int packets = script.packets;
     std::int64_t faults = 0;
     const auto ask = [&] {
-      static const std::map<char, Answer> answers = {{'p', Answer::kPicture},
-                                                     {'w', Answer::kWantsInput},
-                                                     {'f', Answer::kFault},
-                                                     {'e', Answer::kEnd}};
-      return answers.at(at[1] == '\0' ? *at : *at++);
+      const char answer = at[1] == '\0' ? *at : *at++;
+      return answer == 'p'   ? Answer::kPicture
+             : answer == 'w' ? Answer::kWantsInput
+             : answer == 'f' ? Answer::kFault
+                             : Answer::kEnd;
     };
     const auto feed = [&] { return packets-- > 0; };
     EXPECT_EQ(tarnkit::nextPicture(ask, feed, faults), script.picture) << script.answers;
