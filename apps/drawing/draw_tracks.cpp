@@ -42,8 +42,9 @@ void drawLabel(cv::Mat& picture, const std::string& text, cv::Point corner, cons
   const double size = 0.42 * pictureScale(picture);
   int below = 0;
   const cv::Size extent = cv::getTextSize(text, cv::FONT_HERSHEY_SIMPLEX, size, 1, &below);
-  corner.x = std::max(0, std::min(corner.x, picture.cols - extent.width - 4));
-  corner.y = std::max(extent.height + below + 2, std::min(corner.y, picture.rows));
+  // Both corners of a rectangle belong to it.
+  corner.x = std::max(0, std::min(corner.x, picture.cols - extent.width - 5));
+  corner.y = std::max(extent.height + below + 2, std::min(corner.y, picture.rows - 1));
   cv::rectangle(picture, corner, corner + cv::Point(extent.width + 4, -extent.height - below - 2),
                 colour, cv::FILLED);
   cv::putText(picture, text, corner + cv::Point(2, -below), cv::FONT_HERSHEY_SIMPLEX, size,
