@@ -37,7 +37,7 @@ class FrameTracker {
 };
 
 // The parameters and the clock are the process's: set the former first (setTrackerParams), and keep
-// one tracker at a time.
+// one tracker at a time. When it goes the clock is the library's own again.
 std::unique_ptr<FrameTracker> makeFrameTracker(Filter filter, int frame_width, int frame_height);
 
 }  // namespace tarnkit

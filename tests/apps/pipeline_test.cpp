@@ -5,10 +5,15 @@
 
 #include <csignal>
 #include <functional>
+#include <thread>
+#if !defined(_WIN32)
+#include <sys/resource.h>
+#endif
 
 #include "apps/detections/mot_text.h"
 #include "apps/support/failure.h"
 #include "apps/support/interrupt.h"
+#include "apps/video/video_reader.h"
 #include "tests/apps/tool_test_support.h"
 
 namespace {
@@ -32,7 +37,8 @@ class GreyFrames final : public FrameSource {
   std::size_t frameBytes() const override { return bytes_.size(); }
 
  private:
-  VideoInfo info_ = {kWidth, kHeight, 25, 1, kFrames, YuvColour()};
+  VideoInfo info_ = {kWidth, kHeight, 30,
+                     2,      kFrames, {Tarn::YuvStandard::kBt709, Tarn::YuvRange::kFull}};
   std::vector<std::uint8_t> bytes_;
   int taken_ = 0;
 };
@@ -47,9 +53,12 @@ class OneBox final : public Detector {
   std::optional<TensorNeed> tensorNeed() const override { return need_; }
   std::vector<TarnBoundingBox2D> detect(const DetectorInput& input) override {
     before_(input.number);
+    picture = input.picture;
     return {{0.1f + 0.01f * static_cast<float>(input.number), 0.25f, 0.25f, 0.5f, 0.5f, 0}};
   }
   std::string labelName(int) const override { return "box"; }
+
+  Placement picture = {};  // of the last frame
 
  private:
   Before before_;
@@ -100,6 +109,7 @@ class PipelineTest : public tn_test::ToolTest {
 TEST_F(PipelineTest, FramesBecomeTracksAndOutputs) {
   GreyFrames frames;
   OneBox detector;
+  options_.frames = kFrames + 1;  // more than there are
   Pipeline pipeline(frames, detector, options_);
   EXPECT_EQ(pipeline.framesExpected(), kFrames);
   for (std::int64_t number = 1; number <= kFrames; ++number) {
@@ -116,31 +126,57 @@ TEST_F(PipelineTest, FramesBecomeTracksAndOutputs) {
   EXPECT_EQ(pipeline.summary(3).rfind(
                 "frames 6, detections 6, tracks 1, damaged packets passed over 3\nstage ", 0),
             0u);
-  // Luma of the limited range, 16 + 10 in the first frame.
+  EXPECT_EQ(pipeline.summary().find("their sum"), std::string::npos) << "no network, no share";
+  // Luma of the full range, 16 + 10 in the first frame; the video is as its source.
   for (const float value : tn_test::parseNpy(read("deep/tensors/000001.npy")).values)
-    EXPECT_NEAR(value, 10 * 255.0 / 219.0, 1.0);
+    EXPECT_NEAR(value, 26.0, 1.0);
+  VideoReader video(path("out.mp4"));
+  EXPECT_EQ(video.info().colour.range, Tarn::YuvRange::kFull);
+  EXPECT_EQ(video.info().colour.standard, Tarn::YuvStandard::kBt709);
+  EXPECT_EQ(video.info().fps(), 15.0);
+}
+
+TEST_F(PipelineTest, OnlyNetworksSeeTheFrameInItsOwnShape) {
+  options_ = PipelineOptions();
+  options_.size = {32, 32};
+  OneBox other, network([](std::int64_t) {}, TensorNeed{32, 32});
+  EXPECT_EQ(faultOf(other) + faultOf(network), "");
+  EXPECT_EQ(other.picture.height, 32);
+  EXPECT_EQ(network.picture.height, 24);
 }
 
 // Parameters belong to the process, and must not come from the run before; clock and identities start
-// anew.
+// anew. The rate is the video's, 15, unless another was given.
 TEST_F(PipelineTest, ASecondRunOwesNothingToTheFirst) {
   OneBox detector;
   options_.frames = 4;
-  std::string tracks[3];
-  for (std::string& text : tracks) {
-    options_.tracker = TrackerOptions();
-    if (&text == &tracks[1]) {
-      options_.tracker.filter = Filter::kOneEuro;
-      options_.tracker.fps = 3.0f;
-      options_.tracker.params.maxConfidence = 9;
-      options_.tracker.params.processNoise = 5.0f;
+  std::vector<std::string> tracks;
+  for (const std::optional<float> fps : {std::optional<float>(), {3.0f}, {15.0f}, {}}) {
+    for (const Filter filter : {Filter::kKalman, Filter::kOneEuro}) {
+      options_.tracker = TrackerOptions();
+      options_.tracker.filter = filter;
+      options_.tracker.fps = fps;
+      if (fps) options_.tracker.params.maxConfidence = 9;
+      EXPECT_EQ(faultOf(detector), "");
+      expectWhole(4);
+      tracks.push_back(read("tracks.txt"));
     }
-    EXPECT_EQ(faultOf(detector), "");
-    expectWhole(4);
-    text = read("tracks.txt");
   }
-  EXPECT_NE(tracks[1], tracks[0]);
-  EXPECT_EQ(tracks[2], tracks[0]);
+  for (const std::size_t filter : {0u, 1u}) {
+    EXPECT_NE(tracks[filter], tracks[2 + filter]);
+    EXPECT_EQ(tracks[filter], tracks[4 + filter]);
+    EXPECT_EQ(tracks[filter], tracks[6 + filter]);
+  }
+  // The library's clock is the machine's again: predictions go as far as time does.
+  Tarn::TarnOneEuroFilterBoxTracker2D moving(100, 100);
+  float x = 0.1f, y = 0.1f, w = 0.1f, h = 0.1f, later = 0.3f;
+  moving.init(x, y, w, h);
+  moving.track(&x, &y, &w, &h);
+  moving.track(&later, &y, &w, &h);
+  moving.predict(&x, &y, &w, &h);
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  moving.predict(&later, &y, &w, &h);
+  EXPECT_NE(later, x);
 }
 
 TEST_F(PipelineTest, FramesBeforeAFaultStayWhole) {
@@ -149,6 +185,7 @@ TEST_F(PipelineTest, FramesBeforeAFaultStayWhole) {
   });
   EXPECT_EQ(faultOf(failing), "detector: gave up");
   expectWhole(3);
+  EXPECT_TRUE(exists("deep/tensors/000004.npy")) << "written before the detector gets it";
   EXPECT_FALSE(exists("sheet.png"));
 
   // Two noises of 0 leave the Kalman filter nothing to divide by, from a track's second frame on.
@@ -165,6 +202,24 @@ TEST_F(PipelineTest, FramesBeforeAFaultStayWhole) {
 }
 
 #if !defined(_WIN32)
+// A limit on the size of files stands in for a disk that fills up.
+TEST_F(PipelineTest, AVideoThatCannotBeFinishedPlaysUpToThere) {
+  OneBox detector;
+  options_.tensors.clear();
+  EXPECT_EQ(faultOf(detector), "");
+  turnWriteSignalsIntoErrors();
+  rlimit limit;
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
+  const rlim_t before = limit.rlim_cur;
+  limit.rlim_cur = std::filesystem::file_size(path("out.mp4")) / 4 * 3;
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+  EXPECT_EQ(faultOf(detector), path("out.mp4") + ": cannot be written: File too large");
+  limit.rlim_cur = before;
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+  const std::int64_t left = tn_test::countFrames(path("out.mp4"));
+  EXPECT_TRUE(left > 0 && left < kFrames) << left;
+}
+
 // In a process of its own, since an interrupt is never forgotten.
 TEST_F(PipelineTest, AnInterruptFinishesTheFrame) {
   options_.pictures = {};
@@ -192,7 +247,11 @@ TEST(TensorSize, IsTheNetworksElseTheOneAskedFor) {
       {TensorNeed{0, 0}, Size{32, 16}, "32x16"},
       {TensorNeed{0, 128}, {}, "640x128"},
       {TensorNeed{256, 128}, Size{128, 256}, "--size: the network takes 256x128"},
+      {TensorNeed{256, 127}, {}, "--detector: the network takes 256x127"},
+      {TensorNeed{2, 8194}, {}, "--detector: the network takes 2x8194"},
       {TensorNeed{255, 128}, {}, "--detector: the network takes 255x128"},
+      {TensorNeed{8192, 2}, {}, "8192x2"},
+      {TensorNeed{2, 8192}, Size{2, 8192}, "2x8192"},
       {TensorNeed{8194, 2}, {}, "--detector: the network takes 8194x2"},
   };
   for (const auto& c : cases) {
