@@ -112,14 +112,14 @@ TEST(LayerTimes, TakesMediansAndDrawsShares) {
     times.on_network({0, 4});
     times.on_layer(
         {1, "größe\n1", "Convolution", {1, 2, 3}, 1.5 * scale, 70, 12, true, WeightPrecision::kF16});
-    times.on_layer({2, "relu1", "ReLU", {1, 2}, 0.5 * scale});
+    times.on_layer({2, "größe\n1", "ReLU", {1, 2}, 0.5 * scale});
   }
   EXPECT_EQ(
       times.table(),
       "index  name     type         output  weights  multiply-adds  parameter bytes     ms   share\n"
       "    1  größe 1  Convolution  1x2x3   f16                 70               12  3.000  75.0 %  "
       "#######################\n"
-      "    2  relu1    ReLU         1x2     -                    0                0  1.000  25.0 %  "
+      "    2  größe 1  ReLU         1x2     -                    0                0  1.000  25.0 %  "
       "########\n"
       "       total                                             70               12  4.000          "
       "threads: 4, runs: 3\n");

@@ -24,13 +24,18 @@ class RunCommand : public tn_test::ToolTest {
 TEST_F(RunCommand, FollowsEachFigureOfTheSample) {
   constexpr int kFrames = 60;
   makeSample(kFrames);
+  std::string video = "walk.mp4";
+#if !defined(_WIN32)
+  video = "a:b.mp4";  // what stands before a colon is no protocol
+  std::filesystem::rename(path("walk.mp4"), path(video));
+#endif
   // The One-Euro filter lags far behind at its default cut-off.
   for (const char* filter : {"kalman", "one-euro --min-cutoff 10"}) {
     SCOPED_TRACE(filter);
     const std::string out =
-        run(std::string(
-                "run walk.mp4 --detector mot:walk.txt -o out.mp4 --tracks tracks.txt --contact-sheet "
-                "sheet.png --trajectories paths.png --filter ") +
+        run(std::string("run " + video +
+                        " --detector mot:walk.txt -o out.mp4 --tracks tracks.txt --contact-sheet "
+                        "sheet.png --trajectories paths.png --filter ") +
             filter);
     EXPECT_EQ(out.rfind("frames 60, detections 240, tracks 4\n", 0), 0u) << out;
     EXPECT_EQ(countFrames(path("out.mp4")), kFrames);
@@ -40,6 +45,37 @@ TEST_F(RunCommand, FollowsEachFigureOfTheSample) {
     EXPECT_EQ(score.identity_switches, 0) << score.table();
     EXPECT_GT(cv::imread(path("sheet.png")).cols, 3 * 480);
     EXPECT_EQ(cv::imread(path("paths.png")).size(), cv::Size(320, 240));
+  }
+}
+
+// A green block fills the second coloured figure's box; a walker's head has its place in the box. Frames
+// lie eight pixels apart.
+TEST_F(RunCommand, SamplesShowTheirBoxes) {
+  for (const bool is_walkers : {true, false}) {
+    makeSample(3, "1280x960", is_walkers ? "walkers" : "figures");
+    const cv::Scalar colour = is_walkers ? cv::Scalar(150, 175, 220) : cv::Scalar(40, 190, 45);
+    VideoReader video(path("walk.mp4"));
+    Nv12ToBgr to_bgr(1280, 960, video.info().colour);
+    _TN_Image frame;
+    for (const auto& [number, boxes] : readMotFrames(path("walk.txt"))) {
+      ASSERT_TRUE(video.next(frame));
+      cv::Mat is_figure;
+      cv::inRange(to_bgr.convert(frame), colour - cv::Scalar::all(60), colour + cv::Scalar::all(60),
+                  is_figure);
+      for (const MotBox& box : boxes) {
+        SCOPED_TRACE(testing::Message() << is_walkers << ", frame " << number << ", box " << box.id);
+        const double w = box.width / 2, h = box.height / 2, x = box.left + w, y = box.top + h;
+        const auto shows = [&](double right, double down) {
+          return is_figure.at<std::uint8_t>(cvFloor(y + down), cvFloor(x + right)) != 0;
+        };
+        if (is_walkers) {
+          EXPECT_TRUE(shows(-0.12 * h, -0.82 * h) && shows(0.12 * h, -0.82 * h));
+        } else if (box.id == 2) {
+          EXPECT_TRUE(shows(3 - w, 0) && shows(w - 3, 0) && shows(0, 3 - h) && shows(0, h - 3));
+          EXPECT_FALSE(shows(-3 - w, 0) || shows(w + 3, 0) || shows(0, -3 - h) || shows(0, h + 3));
+        }
+      }
+    }
   }
 }
 
@@ -57,24 +93,6 @@ TEST_F(RunCommand, FramesBeforeAReadErrorAreAllUsed) {
   EXPECT_EQ(result.out.rfind("frames 30, detections 120, tracks 4\n", 0), 0u) << result.out;
   EXPECT_EQ(readMotFrames(path("out.txt")).size(), 30u);
   EXPECT_TRUE(exists("out.png"));
-}
-
-// Boxes are drawn where the tracks are and nowhere else.
-TEST_F(RunCommand, DrawsOntoTheVideo) {
-  makeSample(8);
-  run("run walk.mp4 --detector mot:walk.txt -o out.mp4 --frames 5");
-  ASSERT_EQ(countFrames(path("out.mp4")), 5);
-  const MotBox box = readMotFrames(path("walk.txt")).at(1).at(3);
-  VideoReader before(path("walk.mp4")), after(path("out.mp4"));
-  _TN_Image plain, drawn;
-  ASSERT_TRUE(before.next(plain) && after.next(drawn));
-  const auto luma = [](const _TN_Image& frame) { return cv::Mat(240, 320, CV_8UC1, frame.data); };
-  cv::Mat change;
-  cv::absdiff(luma(plain), luma(drawn), change);
-  const int y = cvRound(box.top + 0.5 * box.height);
-  EXPECT_GT(change.at<std::uint8_t>(y, cvRound(box.left)), 15);
-  EXPECT_GT(change.at<std::uint8_t>(y, cvRound(box.left + box.width)), 15);
-  EXPECT_LT(change.at<std::uint8_t>(y, cvRound(box.left - 12.0)), 6);
 }
 
 TEST_F(RunCommand, TensorsAreTheToolkitsToTheBit) {
@@ -124,6 +142,10 @@ TEST_F(RunCommand, TheDetectorFindsFiguresOnFoot) {
   EXPECT_EQ(result.err.rfind("frames 4,", 0), 0u) << "the summary makes way for the tracks";
   write("found.txt", result.out);
   EXPECT_EQ(scoreOf("found.txt", 0.5).matches, 4 * 4);
+  // The tallest figure has 125 pixels; no score is above 20.
+  for (const char* options : {"--hog-smallest 180", "--hog-threshold 20"})
+    EXPECT_EQ(run(std::string("run walk.mp4 ") + options).rfind("frames 4, detections 0,", 0), 0u)
+        << options;
 }
 
 }  // namespace
