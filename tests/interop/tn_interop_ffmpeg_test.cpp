@@ -81,6 +81,10 @@ TEST(InteropFfmpeg, PackedFramesBecomeRecordsWithoutACopy) {
     const Frame frame = packedFrame(f.frame, 64, 48, memory.data());
     const _TN_Image image = asImage(*frame);
     expectRecord(image, memory.data(), f.record, 64, 48);
+    // A plane of one row is packed whatever the distance to the next.
+    const Frame flat = packedFrame(f.frame, 64, f.planes == 1 ? 1 : 2, memory.data());
+    flat->linesize[f.planes - 1] += 32;
+    EXPECT_EQ(asImage(*flat).data, memory.data());
 
     // A padded row or a plane elsewhere is found in every plane.
     for (int i = 0; i < f.planes; ++i) {
@@ -102,12 +106,18 @@ TEST(InteropFfmpeg, PackedFramesBecomeRecordsWithoutACopy) {
 TEST(InteropFfmpeg, PackingPutsEveryByteWhereARecordHasIt) {
   for (const Format& f : kFormats)
     for (const auto& [w, h] :
-         {std::pair(64, 48), std::pair(50, 34), std::pair(17, 9), std::pair(1, 1)}) {
+         {std::pair(64, 48), std::pair(50, 34), std::pair(15, 9), std::pair(1, 1)}) {
       SCOPED_TRACE(testing::Message() << av_get_pix_fmt_name(static_cast<AVPixelFormat>(f.frame)) << ", "
                                       << w << " x " << h);
       const Frame frame = paddedFrame(f.frame, w, h);
-      std::vector<unsigned char> bytes(7, 0xEE);
+      for (int i = 0; h == 34 && i < f.planes; ++i) {  // bottom row first
+        frame->data[i] += ((i == 0 ? h : h / 2) - 1) * frame->linesize[i];
+        frame->linesize[i] *= -1;
+      }
+      std::vector<unsigned char> bytes(99999, 0xEE), others(7, 0x11);
       const _TN_Image image = packFrame(*frame, bytes);
+      packFrame(*frame, others);
+      EXPECT_EQ(bytes, others) << "gaps between planes, too";
       expectRecord(image, bytes.data(), f.record, w, h);
       const std::size_t n = static_cast<std::size_t>(w) * static_cast<std::size_t>(h);
       ASSERT_EQ(bytes.size(), f.planes == 1   ? n * static_cast<std::size_t>(f.pixel)
@@ -129,12 +139,15 @@ TEST(InteropFfmpeg, PackingPutsEveryByteWhereARecordHasIt) {
 TEST(InteropFfmpeg, OtherFramesAreRefusedByName) {
   std::vector<unsigned char> bytes;
   const Frame deep = paddedFrame(AV_PIX_FMT_YUV420P10, 16, 16);
-  const Frame empty = makeFrame(AV_PIX_FMT_NV12, 16, 16);
+  const Frame frames[] = {makeFrame(AV_PIX_FMT_NV12, 16, 16), paddedFrame(AV_PIX_FMT_NV12, 16, 16),
+                          paddedFrame(AV_PIX_FMT_NV12, 16, 16)};
+  frames[1]->width = frames[2]->height = 0;
   const Frame nameless = paddedFrame(AV_PIX_FMT_RGBA, 16, 16);
   nameless->format = 100000;
   EXPECT_NE(FaultOf([&] { asImage(*deep); }).find("yuv420p10"), std::string::npos);
   EXPECT_NE(FaultOf([&] { packFrame(*deep, bytes); }), "");
-  EXPECT_EQ(FaultOf([&] { asImage(*empty); }), "the frame has no pixels");
+  for (const Frame& empty : frames)
+    EXPECT_EQ(FaultOf([&] { asImage(*empty); }), "the frame has no pixels");
   EXPECT_NE(FaultOf([&] { asImage(*nameless); }), "");
   EXPECT_TRUE(bytes.empty());
 }

@@ -118,6 +118,7 @@ TEST(InteropOpenCv, WhatDoesNotFitIsRefused) {
 
   unsigned char pixels[64];
   for (const _TN_Image& image : {_TN_Image{0, TN_PIX_FMT_BGR, 0, 4, 0, pixels},
+                                 {0, TN_PIX_FMT_BGR, 4, 0, 0, pixels},
                                  {0, TN_PIX_FMT_BGR, 4, 4, 0, nullptr},
                                  {0, TN_PIX_FMT_NV12, 5, 4, 0, pixels},
                                  {0, TN_PIX_FMT_YUVI420, 4, 5, 0, pixels},
@@ -130,6 +131,7 @@ TEST(InteropOpenCv, WhatDoesNotFitIsRefused) {
 
   TarnCPU::Mat tensor(2, 2, CV_CN_MAX + 1, TensorShape::HWC);
   EXPECT_NE(FaultOf([&] { asMat(tensor); }), "");
+  EXPECT_EQ(FaultOf([] { asMat(TarnCPU::Mat(2, 2, CV_CN_MAX, TensorShape::HWC)); }), "");
   tensor.layout = TensorShape::CHW;
   EXPECT_EQ(FaultOf([&] { asMat(tensor); }), "");
   tensor.elem_size = 2;
