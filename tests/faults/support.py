@@ -14,8 +14,6 @@ import time
 
 TIMEOUT = 60
 PAGE = 4096
-# Status of a run that found no faults but left out what the attack is about; CTest shows it as skipped.
-LEFT_OUT = 77
 
 
 class Result(collections.namedtuple("Result", "status out err")):
@@ -25,29 +23,10 @@ class Result(collections.namedtuple("Result", "status out err")):
         return int(found.group(1)) if found else -1
 
 
-def succeeds(*command):
-    """Runs a command of the system's; whether it exists and ends with status 0."""
-    return bool(shutil.which(command[0])) and subprocess.run(
-        command, stderr=subprocess.DEVNULL, check=False).returncode == 0
-
-
-def mounts(folder, *options):
-    """A fresh file system over a folder, in this process's own mount namespace and nowhere else: over
-    folders that others share it would take their files away. Whether there is one now."""
-    return "TARNKIT_OWN_MOUNTS" in os.environ and succeeds(
-        "mount", "-t", "tmpfs", *options, "tarnkit-faults", str(folder))
-
-
 class Attack:
     """One script's run: the tool, a folder of its own, a seeded random source, and what was found."""
 
-    def __init__(self, description, own_mounts=False):
-        """own_mounts: start over in a mount namespace of its own, if the system allows."""
-        if own_mounts and "TARNKIT_OWN_MOUNTS" not in os.environ:
-            for unshare in (["unshare", "--mount"], ["unshare", "--mount", "--map-root-user"]):
-                if succeeds(*unshare, "true"):
-                    os.environ["TARNKIT_OWN_MOUNTS"] = "1"
-                    os.execvp(unshare[0], unshare + [sys.executable] + sys.argv)
+    def __init__(self, description):
         parser = argparse.ArgumentParser(description=description)
         parser.add_argument("mode", choices=["quick", "long"])
         parser.add_argument("--tool", required=True, type=pathlib.Path)
@@ -61,7 +40,6 @@ class Attack:
         # Beside the tool: what watches the folders that all share must not be in them.
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="faults-", dir=self.tool_path.parent))
         self.faults = 0
-        self.is_left_out = False
         self.started = time.monotonic()
 
     def __enter__(self):
@@ -73,7 +51,7 @@ class Attack:
         shutil.rmtree(self.folder, ignore_errors=True)
         if error is None:
             self.say(f"{self.faults} faults, {time.monotonic() - self.started:.0f} s")
-            sys.exit(1 if self.faults else LEFT_OUT if self.is_left_out else 0)
+            sys.exit(1 if self.faults else 0)
 
     @staticmethod
     def say(text):
@@ -82,11 +60,6 @@ class Attack:
     def fault(self, text):
         self.faults += 1
         self.say("FAULT: " + text)
-
-    def left_out(self, text):
-        """Says why the machine does not allow what the attack is about."""
-        self.is_left_out = True
-        self.say("LEFT OUT: " + text)
 
     def expect(self, condition, text):
         if not condition:
