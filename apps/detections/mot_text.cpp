@@ -18,6 +18,8 @@ constexpr std::size_t kFields = 7;
 constexpr std::array<const char*, kFields> kFieldNames = {"frame", "id",     "left", "top",
                                                           "width", "height", "score"};
 constexpr double kLargestFrame = 2147483647.0;
+// More than a line of seven numbers needs; a device that never ends does not fill the memory.
+constexpr std::size_t kLongestLine = 65536;
 // Belongs to what is accepted: lines are written with three decimals, and 999999.9999 is this then.
 constexpr double kCoordinateBound = 1e6;
 
@@ -73,8 +75,8 @@ struct LineParser {
     if (width <= 0.0) refuseField(4, texts[4], "not above 0");
     if (height <= 0.0) refuseField(5, texts[5], "not above 0");
     if (std::abs(score) > 1e30) refuseField(6, texts[6], "out of range");
-    if (std::abs(id) > kLargestFrame || id != std::floor(id))
-      refuseField(1, texts[1], "not a whole number");
+    if (id != std::floor(id)) refuseField(1, texts[1], "not a whole number");
+    if (std::abs(id) > kLargestFrame) refuseField(1, texts[1], "out of range");
     frames[static_cast<std::int64_t>(frame)].push_back(
         {static_cast<std::int64_t>(id), left, top, width, height, score});
   }
@@ -92,13 +94,17 @@ void appendNumber(std::string& text, Number value, Format... format) {
 
 MotFrames readMotFrames(std::istream& in, const std::string& name) {
   MotFrames frames;
-  std::string line;
-  for (LineParser parser{name, 1}; std::getline(in, line); ++parser.line_number) {
-    std::string_view text = line;
+  std::vector<char> line(kLongestLine + 1);
+  LineParser parser{name, 1};
+  for (; in.getline(line.data(), kLongestLine + 1); ++parser.line_number) {
+    // The count includes the line break, which the last line may lack.
+    const std::size_t length = static_cast<std::size_t>(in.gcount()) - (in.eof() ? 0 : 1);
+    std::string_view text(line.data(), length);
     if (parser.line_number == 1 && text.substr(0, 3) == "\xEF\xBB\xBF") text.remove_prefix(3);
     if (!trimmed(text).empty()) parser.parse(text, frames);
   }
   if (in.bad()) throw Failure(name, "cannot be read: " + errnoText(errno));
+  if (!in.eof()) parser.refuse("has more than " + std::to_string(kLongestLine) + " characters");
   return frames;
 }
 

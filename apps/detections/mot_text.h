@@ -25,8 +25,8 @@ using MotFrames = std::map<std::int64_t, std::vector<MotBox>>;
 
 // Reads a file, "-" for standard input. Lines may come in any order; blank lines, carriage returns and
 // a byte order mark are passed over. Throws Failure naming file, line and field for a line with fewer
-// than seven fields, a field that is no number, a frame below 1, a width or height not above 0, or
-// a coordinate of more than a million pixels.
+// than seven fields, a field that is no number, a frame below 1, a width or height not above 0, a
+// coordinate of more than a million pixels, or a line of more than 65,536 characters.
 MotFrames readMotFrames(const std::string& path);
 // The same from a stream, which faults call `name`.
 MotFrames readMotFrames(std::istream& in, const std::string& name);
