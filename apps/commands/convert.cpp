@@ -80,7 +80,7 @@ void addConvertCommand(CommandLine& tool) {
       "The arithmetic is that of the library's kernels, to the byte. Raw frames are taken as BT.601, "
       "full\n"
       "range; results outside 0 to 255 wrap around, so strong colours can come out shifted. Grey is\n"
-      "rounded down.\n\n"
+      "rounded down. JPEG pictures come upright, however the camera was held.\n\n"
       "Examples: tarnkit convert photo.jpg thumb.png --cut 100,50,320,240 --rotate 90 --to gray\n"
       "          tarnkit convert camera.yuv frame.png --format nv12 --frame 1920x1080",
       convert);

@@ -90,7 +90,8 @@ int run(const RunOptions& options) {
   pipeline.close();
 
   const std::string text = pipeline.summary(video.damagedPackets());
-  if (settings.tracks == "-") {
+  const PicturePaths& pictures = settings.pictures;
+  if (settings.tracks == "-" || pictures.contact_sheet == "-" || pictures.trajectories == "-") {
     std::fputs(text.c_str(), stderr);
   } else {
     OutputFile out("-");
@@ -133,11 +134,12 @@ void addRunCommand(CommandLine& tool) {
       .typeName("FILE");
   options
       .add("--contact-sheet", values.pipeline.pictures.contact_sheet,
-           "A picture of a few annotated frames, spread over the video")
+           "A picture of a few annotated frames, spread over the video; - writes standard output")
       .typeName("FILE.png");
   options
       .add("--trajectories", values.pipeline.pictures.trajectories,
-           "A picture of all paths of at least 10 frames, over the last frame")
+           "A picture of all paths of at least 10 frames, over the last frame; - writes standard "
+           "output")
       .typeName("FILE.png");
   options
       .add("--tensors", values.pipeline.tensors,

@@ -6,6 +6,7 @@
 #include "apps/output/npy.h"
 #include "apps/output/output_file.h"
 #include "apps/support/failure.h"
+#include "apps/support/input_file.h"
 #include "apps/support/interrupt.h"
 #include "apps/tensor/tensor_maker.h"
 #include "apps/video/video_reader.h"
@@ -33,8 +34,8 @@ int tensor(const TensorOptions& options) {
     if (video.next(frame)) continue;
     if (interruptSignal() != 0) return exitStatus();
     video.requireWhole();
-    throw Failure(options.video, "has " + std::to_string(number - 1) + " frames, no frame " +
-                                     std::to_string(options.frame));
+    throw Failure(inputName(options.video), "has " + std::to_string(number - 1) + " frames, no frame " +
+                                                std::to_string(options.frame));
   }
   TensorMaker maker(info.width, info.height, options.size.width, options.size.height, colour);
   const _TN_Image& result = maker.make({frame, video.frameBytes()});
@@ -51,7 +52,7 @@ void addTensorCommand(CommandLine& tool) {
       "Example: tarnkit tensor walk.mp4 --frame 1 --size 640x640 --scale 0.0039,0.0039,0.0039 -o "
       "in.npy",
       tensor);
-  options.add("VIDEO", values.video, "Any video that FFmpeg reads").required();
+  options.add("VIDEO", values.video, "Any video that FFmpeg reads; - reads standard input").required();
   options.add("--frame", values.frame, "Which frame; the first is 1").showDefault();
   addSize(options, "--size", values.size, "Size of the tensor; both even").required();
   options.add("-o,--output", values.output, "NumPy file to write; - writes standard output")

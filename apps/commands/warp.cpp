@@ -67,7 +67,8 @@ void addWarpCommand(CommandLine& tool) {
       "warp", "Turn, scale, shift and shear one picture by an affine matrix",
       "The variants differ in what is outside the picture. affine and optimized: black, as are the\n"
       "picture's first row and column; optimized skews pictures that are not square. sse: mixtures of\n"
-      "the two pixels at the edge. sse-hwc: the edge goes on.\n\n"
+      "the two pixels at the edge. sse-hwc: the edge goes on.\n"
+      "JPEG pictures are warped upright, however the camera was held.\n\n"
       "Examples: tarnkit warp face.png upright.png --matrix 0.9,0.2,0,-0.2,0.9,0 --variant sse-hwc\n"
       "          tarnkit warp photo.jpg mirrored.npy --matrix -1,0,0,0,1,0",
       warp);

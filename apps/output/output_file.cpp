@@ -1,6 +1,7 @@
 // Output files that keep what was complete when something fails.
 #include "apps/output/output_file.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <system_error>
@@ -83,6 +84,8 @@ void writeFile(const std::string& path, const std::string& header, const void* d
 void requireDistinctFiles(const std::vector<std::string>& inputs,
                           const std::vector<std::string>& outputs) {
   const auto is_file = [](const std::string& path) { return !path.empty() && path != "-"; };
+  if (std::count(outputs.begin(), outputs.end(), "-") > 1)
+    throw Failure("standard output", "is given for two outputs");
   for (auto output = outputs.begin(); output != outputs.end(); ++output) {
     if (!is_file(*output)) continue;
     for (const std::string& input : inputs)

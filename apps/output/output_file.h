@@ -51,8 +51,8 @@ class OutputFile {
 // Writes a whole file at once, or leaves none behind.
 void writeFile(const std::string& path, const std::string& header, const void* data, std::size_t size);
 
-// Throws Failure if one of the outputs is an input's file or another output's ("-" and "" are none):
-// replacing a file while it is read, or twice, loses it.
+// Throws Failure if one of the outputs is an input's file or another output's: replacing a file while it
+// is read, or twice, loses it, and two outputs would mix on standard output ("-"). "" is none.
 void requireDistinctFiles(const std::vector<std::string>& inputs,
                           const std::vector<std::string>& outputs);
 
