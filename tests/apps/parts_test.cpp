@@ -1,15 +1,25 @@
 // Small parts of the tool, whose rules its commands show only in passing: letterboxing, unfinished
-// files, percentiles.
+// files, files of the same name, times.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cmath>
+#include <sstream>
+#include <thread>
 #include <vector>
 
 #include "apps/output/output_file.h"
 #include "apps/output/stage_times.h"
+#include "apps/support/failure.h"
+#include "apps/support/interrupt.h"
+#include "apps/tensor/colour_choice.h"
 #include "apps/tensor/tensor_maker.h"
 #include "tests/apps/tool_test_support.h"
 #include "tests/support/test_support.h"
+
+#if !defined(_WIN32)
+#include <sys/resource.h>
+#endif
 
 namespace {
 
@@ -30,6 +40,76 @@ TEST_F(OutputFileTest, KeepsWhatWasCompleteWhenAbandoned) {
   file.write("all");
   file.close();
   EXPECT_EQ(read("part"), "all");
+}
+
+#if !defined(_WIN32)
+// A full disk takes part of a write, and may have space again before the next one.
+TEST_F(OutputFileTest, TakesNothingMoreAfterAFailedWrite) {
+  turnWriteSignalsIntoErrors();
+  rlimit before;
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+  const rlimit few_bytes = {12, before.rlim_max};
+  {
+    OutputFile file(path("part"));
+    file.writeComplete("frame 1\n");
+    setrlimit(RLIMIT_FSIZE, &few_bytes);
+    EXPECT_THROW(file.writeComplete("frame 2\n"), Failure);
+    setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_THROW(file.writeComplete("frame 3\n"), Failure);
+  }
+  EXPECT_EQ(read("part"), "frame 1\n");
+  requireDistinctFiles({"/dev/null"}, {"/dev/null", "/dev/null"});
+}
+#endif
+
+TEST_F(OutputFileTest, OneFileIsToldByWhateverName) {
+  write("a", "");
+  std::filesystem::create_hard_link(path("a"), path("b"));
+  const std::string a = path("a"), b = path("b"), c = path("c"), also_c = path("no/../c");
+  const struct {
+    std::vector<std::string> inputs, outputs;
+    std::string fault;
+  } cases[] = {
+      {{"-", c, a}, {b}, b + ": is the input and would be overwritten"},
+      {{}, {a, c, b}, b + ": is given for two outputs"},
+      {{}, {"", c, also_c}, also_c + ": is given for two outputs"},
+      {{}, {"-", c, "-"}, "standard output: is given for two outputs"},
+      {{"-", "", a}, {"", c, "-", ""}, ""},
+  };
+  for (const auto& k : cases) {
+    std::string fault;
+    try {
+      requireDistinctFiles(k.inputs, k.outputs);
+    } catch (const Failure& refusal) {
+      fault = refusal.what();
+    }
+    EXPECT_EQ(fault, k.fault);
+  }
+}
+
+TEST(StageTimes, EachStageIsTimedFromTheEndOfTheOneBefore) {
+  const auto wait = [](int time) { std::this_thread::sleep_for(std::chrono::milliseconds(time)); };
+  StageTimes times({"first", "slow", "last", "never"});
+  for (const int slow : {40, 40, 120}) {
+    wait(40);  // between frames, which no stage takes
+    times.start();
+    times.finish(0);
+    wait(slow);
+    times.finish(1);
+    times.finish(2);
+  }
+  EXPECT_LT(times.median(0), 40.0);
+  EXPECT_GT(times.median(1), 39.0);
+  EXPECT_LT(times.median(2), 40.0);
+  EXPECT_EQ(times.median(3), 0.0);
+  const std::string table = times.table();
+  std::istringstream row(table.substr(table.find("slow") + 4));
+  double median = 0.0, high = 0.0;
+  row >> median >> high;
+  EXPECT_NEAR(median, times.median(1), 0.001);
+  EXPECT_GT(high, 118.0);
+  EXPECT_NE(table.find("never                      -                    -\n"), std::string::npos)
+      << table;
 }
 
 TEST(StageTimes, CountedDurationsHaveThePercentilesOfTheirValues) {
@@ -69,11 +149,10 @@ TEST(TensorMaker, PicturesKeepTheirShapeInEvenSizes) {
 }
 
 TEST(TensorMaker, BarsAreGreyAndThePictureIsTheToolkitsBetweenThem) {
-  Tarn::YuvToRgbOptions colour;
-  for (std::size_t i = 0; i < 3; ++i) {
-    colour.mean[i] = 10.0f * static_cast<float>(i);
-    colour.scale[i] = 1.0f / 128.0f;
-  }
+  ColourChoice choice;
+  choice.order = Tarn::ChannelOrder::kBgr;
+  choice.mean = {0.0f, 10.0f, 20.0f};  // of the planes, whatever colours they hold
+  const Tarn::YuvToRgbOptions colour = resolveColour(choice, YuvColour(), 1.0f / 128.0f);
   static constexpr int kSizes[][4] = {{40, 20, 32, 32}, {20, 40, 32, 32}, {40, 20, 32, 16}};
   for (const auto& [frame_width, frame_height, width, height] : kSizes) {
     auto bytes = tn_test::RandomBytes(static_cast<std::size_t>(frame_width * frame_height * 3 / 2));

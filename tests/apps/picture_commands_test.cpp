@@ -5,6 +5,7 @@
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include "apps/pictures/raw_frame.h"
 #include "tests/apps/tool_test_support.h"
 #include "tests/reference/colour_reference.h"
 #include "tests/reference/networkinput_reference.h"
@@ -93,7 +94,7 @@ TEST_F(PictureCommands, ConvertDoesItsOperationsInTheOrderGiven) {
 
 TEST_F(PictureCommands, ConvertKeepsGreyAndAlphaAndRoundsDeepSamples) {
   const cv::Mat grey = noise(45, 31, CV_8UC1), bgra = noise(45, 31, CV_8UC4),
-                deep = noise(45, 31, CV_16UC3);
+                deep = noise(480, 400, CV_16UC3);  // more than a mebibyte
   cv::Mat shallow;
   deep.convertTo(shallow, CV_8U, 1.0 / 257.0);
   cv::imwrite(path("grey.png"), grey);
@@ -104,6 +105,11 @@ TEST_F(PictureCommands, ConvertKeepsGreyAndAlphaAndRoundsDeepSamples) {
   expectMade("convert bgra.png out.png", bgra);
   expectMade("convert bgra.png out.png --to rgb", recoloured(bgra, cv::COLOR_BGRA2BGR));
   expectMade("convert deep.png out.png", shallow);
+  cv::imwrite(path("plain.jpg"), grey, {cv::IMWRITE_JPEG_RST_INTERVAL, 1});
+  write("grey.jpg", read("plain.jpg").insert(read("plain.jpg").size() - 2, "\xFF"));  // a fill byte
+  expectMade("convert grey.jpg out.png", cv::imread(path("grey.jpg"), cv::IMREAD_UNCHANGED));
+  cv::imwrite(path("tall.png"), cv::Mat(16384, 1, CV_8UC1, cv::Scalar(9)));
+  expectMade("convert tall.png out.png --rotate 90", cv::Mat(1, 16384, CV_8UC1, cv::Scalar(9)));
 }
 
 TEST_F(PictureCommands, ConvertReadsJpegUprightRawFramesAndStandardInput) {
@@ -116,18 +122,16 @@ TEST_F(PictureCommands, ConvertReadsJpegUprightRawFramesAndStandardInput) {
   const std::vector<unsigned char> bytes(piped.begin(), piped.end());
   EXPECT_EQ(cv::norm(cv::imdecode(bytes, cv::IMREAD_UNCHANGED), decoded, cv::NORM_INF), 0.0);
 
-  // Upper half: Y 100, U 140, V 112. Lower half: Y 50, U 120, V 144.
-  const std::string luma = std::string(16, 100) + std::string(16, 50);
-  cv::Mat expected(4, 8, CV_8UC3, cv::Scalar(121, 107, 77));
-  expected.rowRange(2, 4).setTo(cv::Scalar(35, 41, 72));
-  const struct {
-    const char *format, *chroma;
-  } cases[] = {{"nv12", "\x8C\x70\x8C\x70\x8C\x70\x8C\x70\x78\x90\x78\x90\x78\x90\x78\x90"},
-               {"nv21", "\x70\x8C\x70\x8C\x70\x8C\x70\x8C\x90\x78\x90\x78\x90\x78\x90\x78"},
-               {"i420", "\x8C\x8C\x8C\x8C\x78\x78\x78\x78\x70\x70\x70\x70\x90\x90\x90\x90"}};
-  for (const auto& c : cases) {
-    write("in.yuv", luma + c.chroma);
-    expectMade(std::string("convert in.yuv out.png --frame 8x4 --format ") + c.format, expected);
+  const cv::Mat frame = noise(8, 6, CV_8UC1);
+  const std::vector<std::uint8_t> samples(frame.begin<std::uint8_t>(), frame.end<std::uint8_t>());
+  write("in.yuv", std::string(samples.begin(), samples.end()));
+  for (const auto& [name, format] :
+       std::map<std::string, tarnkit::RawFormat>{{"nv12", tarnkit::RawFormat::kNv12},
+                                                 {"nv21", tarnkit::RawFormat::kNv21},
+                                                 {"i420", tarnkit::RawFormat::kI420}}) {
+    tarnkit::Picture picture = tarnkit::decodeRawFrame(format, 8, 4, samples);
+    expectMade("convert in.yuv out.png --frame 8x4 --format " + name,
+               recoloured(cv::Mat(4, 8, CV_8UC3, picture.bytes.data()), cv::COLOR_RGB2BGR));
   }
 }
 
@@ -149,6 +153,10 @@ TEST_F(PictureCommands, EachWarpHasItsOwnBorder) {
   expectMade("warp in.png out.png --matrix=-1,0,0,0,1,0 --variant sse-hwc", mirrored(picture, 1));
   expectMade("warp grey.png out.png --matrix 1,0,0,0,1,0 --variant sse-hwc",
              recoloured(grey, cv::COLOR_GRAY2BGR));
+  // Upright, however the camera was held.
+  cv::imwrite(path("plain.jpg"), picture);
+  write("in.jpg", tn_test::jpegWithOrientation(read("plain.jpg"), 6));
+  expectMade("warp in.jpg out.png --matrix 1,0,0,0,1,0 --variant sse-hwc", cv::imread(path("in.jpg")));
 }
 
 // Half a pixel off the edge, affine_sse takes one and a half of the first pixel less half of the second.
@@ -188,8 +196,8 @@ TEST_F(PictureCommands, PreparedJpegPicturesAreTakenAsStored) {
 }
 
 TEST_F(PictureCommands, PrepareGivesTheLibrarysFloats) {
-  static const CropWindow inside = {3, 2, 20, 17, false}, grey = {-6, 4, 30, 40, true},
-                          black = {-6, 4, 30, 40, false};
+  static const CropWindow inside = {3, 2, 20, 17, false}, pixel = {29, 21, 29, 21, false},
+                          grey = {-6, 4, 30, 40, true}, black = {-6, 4, 30, 40, false};
   static const struct {
     const char* arguments;
     int format, width, height;
@@ -201,6 +209,7 @@ TEST_F(PictureCommands, PrepareGivesTheLibrarysFloats) {
       {"--size 17x9 --order bgr --orient 20", TN_PIX_FMT_RGB, 17, 9, 20, true, nullptr},
       {"--size 16x16 --orient 3", TN_PIX_FMT_RGBA, 16, 16, 3, false, nullptr},
       {"--size 20x12 --crop 3,2,20,17", TN_PIX_FMT_RGBA, 20, 12, 0, false, &inside},
+      {"--size 1x1 --crop 29,21,29,21", TN_PIX_FMT_RGB, 1, 1, 0, false, &pixel},
       {"--size 20x12 --crop=-6,4,30,40 --pad grey", TN_PIX_FMT_RGB, 20, 12, 0, false, &grey},
       {"--size 20x12 --crop=-6,4,30,40 --pad black", TN_PIX_FMT_RGB, 20, 12, 0, false, &black},
       {"--size 20x20 --orient 3 --format nv12", TN_PIX_FMT_NV12, 20, 20, 3, false, nullptr},
@@ -233,8 +242,8 @@ TEST_F(PictureCommands, PrepareGivesTheLibrarysFloats) {
   cv::imwrite(path("in.png"), one_colour);
   expectMade("prepare in.png -o out.png --size 16x16", recoloured(one_colour, cv::COLOR_GRAY2BGR));
   cv::imwrite(path("in.png"), cv::Mat(8, 8, CV_8UC3, cv::Scalar(10, 20, 30)));
-  expectMade("prepare in.png -o out.png --size 4x4 --order bgr",
-             cv::Mat(4, 4, CV_8UC3, cv::Scalar(30, 20, 10)));
+  expectMade("prepare in.png -o out.png --size 8192x1 --order bgr",
+             cv::Mat(1, 8192, CV_8UC3, cv::Scalar(30, 20, 10)));
   EXPECT_EQ(parseNpy(run("prepare - -o - --size 1x1 <in.png")).values, std::vector<float>({30, 20, 10}));
 }
 
