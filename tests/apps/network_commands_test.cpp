@@ -80,13 +80,14 @@ TEST_F(NetworkCommands, FaultsAreOneLineAndTouchNoFile) {
   write("notes.onnx", "These are notes.\n");
   write("head.onnx", read("small.onnx").substr(0, 1000));
   write("out.txt", "kept");
+  write("odd.txt", "tarn-inference-config 1\nnonsense\n");  // named, but no reason to stop
   const std::vector<tn_test::Refusal> refusals = {
       {"missing.onnx", "missing.onnx: cannot be read: No such file or directory"},
       {".", ".: cannot be read: Is a directory"},
       {"notes.onnx", "notes.onnx: is no ONNX model"},
       {"head.onnx", "head.onnx: is no ONNX model, or is damaged or cut off"},
       {"small.onnx --config missing.txt", "missing.txt: cannot be read: No such file or directory"},
-      {"small.onnx --input 3x9x9", "small.onnx: extract 9: "},
+      {"small.onnx --config odd.txt --input 3x9x9", "small.onnx: extract 9: "},
       {"small.onnx --input 0x9x9", "--input: ?x9x9: sizes must be 1 or more"},
       {"small.onnx --input 3x99999x99999", "--input: 3x99999x99999: "},
       {"two-inputs.onnx", "two-inputs.onnx: extract 5: input 1 was not fed"},

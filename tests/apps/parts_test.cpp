@@ -1,9 +1,11 @@
 // Small parts of the tool, whose rules its commands show only in passing: letterboxing, unfinished
-// files, files of the same name, times.
+// files, files by other names, interrupts, times.
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <cmath>
+#include <csignal>
+#include <cstdlib>
 #include <sstream>
 #include <thread>
 #include <vector>
@@ -27,15 +29,26 @@ using namespace tarnkit;
 
 class OutputFileTest : public tn_test::ToolTest {};
 
-TEST_F(OutputFileTest, KeepsWhatWasCompleteWhenAbandoned) {
+TEST_F(OutputFileTest, KeepsWhatWasCompleteAndNothingElse) {
+  { OutputFile(path("none")).write("never complete"); }
+  EXPECT_FALSE(exists("none"));
   {
     OutputFile file(path("part"));
     file.writeComplete("frame 1\n");
     file.write("frame");
+#if !defined(_WIN32)
+    // A full disk takes part of a write, and may have space again before the next one.
+    turnWriteSignalsIntoErrors();
+    rlimit before;
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+    const rlimit few_bytes = {15, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &few_bytes);
+    EXPECT_THROW(file.writeComplete(" 2\n"), Failure);
+    setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_THROW(file.writeComplete("frame 3\n"), Failure);
+#endif
   }
   EXPECT_EQ(read("part"), "frame 1\n");
-  { OutputFile(path("none")).write("never complete"); }
-  EXPECT_FALSE(exists("none"));
   OutputFile file(path("part"));
   file.write("all");
   file.close();
@@ -43,22 +56,17 @@ TEST_F(OutputFileTest, KeepsWhatWasCompleteWhenAbandoned) {
 }
 
 #if !defined(_WIN32)
-// A full disk takes part of a write, and may have space again before the next one.
-TEST_F(OutputFileTest, TakesNothingMoreAfterAFailedWrite) {
-  turnWriteSignalsIntoErrors();
-  rlimit before;
-  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
-  const rlimit few_bytes = {12, before.rlim_max};
-  {
-    OutputFile file(path("part"));
-    file.writeComplete("frame 1\n");
-    setrlimit(RLIMIT_FSIZE, &few_bytes);
-    EXPECT_THROW(file.writeComplete("frame 2\n"), Failure);
-    setrlimit(RLIMIT_FSIZE, &before);
-    EXPECT_THROW(file.writeComplete("frame 3\n"), Failure);
+// In processes of their own, since an interrupt is never forgotten.
+TEST(InterruptDeathTest, TheFirstIsNotedAndTheSecondEndsTheProgram) {
+  for (const int number : {SIGINT, SIGTERM}) {
+    const auto interrupted = [number](int times) {
+      catchInterrupts();
+      while (times-- > 0) std::raise(number);
+      std::_Exit(exitStatus());
+    };
+    EXPECT_EXIT(interrupted(1), testing::ExitedWithCode(128 + number), "");
+    EXPECT_EXIT(interrupted(2), testing::KilledBySignal(number), "");
   }
-  EXPECT_EQ(read("part"), "frame 1\n");
-  requireDistinctFiles({"/dev/null"}, {"/dev/null", "/dev/null"});
 }
 #endif
 

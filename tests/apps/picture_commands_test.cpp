@@ -214,7 +214,8 @@ TEST_F(PictureCommands, PrepareGivesTheLibrarysFloats) {
       {"--size 20x12 --crop=-6,4,30,40 --pad black", TN_PIX_FMT_RGB, 20, 12, 0, false, &black},
       {"--size 20x20 --orient 3 --format nv12", TN_PIX_FMT_NV12, 20, 20, 3, false, nullptr},
       {"--size 24x10 --order rgb --format nv21", TN_PIX_FMT_NV21, 24, 10, 0, false, nullptr},
-      {"--size 24x10 --order bgr --format i420", TN_PIX_FMT_YUVI420, 24, 10, 0, true, nullptr},
+      {"--size 24x10 --order bgr --orient 24 --format i420", TN_PIX_FMT_YUVI420, 24, 10, 24, true,
+       nullptr},
       {"--size 20x12 --format i420 --crop=-6,4,30,40", TN_PIX_FMT_YUVI420, 20, 12, 0, false, &black},
       {"--size 20x12 --format nv12 --crop 3,2,20,17", TN_PIX_FMT_NV12, 20, 12, 0, false, &inside},
   };

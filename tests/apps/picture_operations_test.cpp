@@ -73,18 +73,12 @@ TEST(PictureOperations, RectanglesThatReachOutsideAreToldApart) {
   constexpr int kHuge = 2147483647;
   for (const Rectangle& inside : {Rectangle{0, 0, 8, 6}, {7, 5, 1, 1}})
     EXPECT_TRUE(isInside(inside, picture));
-  for (const Rectangle& r : {Rectangle{0, 0, 9, 6},
-                             {0, 0, 8, 7},
-                             {1, 0, 8, 6},
-                             {0, 1, 8, 6},
-                             {-1, 0, 4, 4},
-                             {0, -1, 4, 4},
-                             {2, 2, 0, 4},
-                             {2, 2, 4, 0},
-                             {2, 2, -1, -1},
-                             {kHuge, 0, kHuge, 1},
-                             {1, 1, 1, kHuge}})
-    EXPECT_FALSE(isInside(r, picture)) << r.x << "," << r.y << "," << r.width << "," << r.height;
+  static constexpr int kOutside[][4] = {
+      {0, 0, 9, 6}, {0, 0, 8, 7}, {1, 0, 8, 6},   {0, 1, 8, 6},     {-1, 0, 4, 4},       {0, -1, 4, 4},
+      {2, 2, 0, 4}, {2, 2, 4, 0}, {2, 2, -1, -1}, {1, 1, 1, kHuge}, {kHuge, 0, kHuge, 1}};
+  for (const auto& [x, y, width, height] : kOutside)
+    EXPECT_FALSE(isInside({x, y, width, height}, picture))
+        << x << "," << y << "," << width << "," << height;
 }
 
 TEST(PictureOperations, LayoutsChangeWithoutMixingColours) {

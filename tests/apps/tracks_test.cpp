@@ -87,6 +87,17 @@ TEST_F(Tracks, FramesWithoutLinesAreFramesWithoutDetections) {
   EXPECT_EQ(read("out.txt"),
             "1,1,100.000,50.000,40.000,80.000,1,-1,-1,-1\n"
             "2000000000,2,100.000,50.000,40.000,80.000,1,-1,-1,-1\n");
+
+  // No boxes give no tracks; and what was tracked before a fault stays.
+  write("none.txt", "\r\n");
+  run("track none.txt --frame 640x480 -o out.txt");
+  EXPECT_EQ(read("out.txt"), "");
+  write("det.txt", "1,-1,100,50,40,80,1\n2,-1,100,50,40,80,1\n");
+  const std::string fault =
+      tool("track det.txt --frame 640x480 --process-noise 0 --measurement-noise 0 -o out.txt").err;
+  EXPECT_TRUE(
+      tn_test::isOneLineWith(fault, "they make the filter singular: in frame 2 the box of track 1"));
+  EXPECT_EQ(read("out.txt"), "1,1,100.000,50.000,40.000,80.000,1,-1,-1,-1\n");
 }
 
 double seconds = 0.0;

@@ -91,6 +91,12 @@ def kills(attack):
 def interrupts(attack):
     """The frame in hand and all files are finished."""
     for number in (signal.SIGINT, signal.SIGTERM):
+        for command in (TRACK, "sample film.mp4 --detections many-tracks.txt --frames 100000 --frame 64x64"):
+            clear(attack)
+            tool = start(attack, command, "many-tracks.txt")
+            tool.send_signal(number)
+            status, rows = attack.status_of(tool), attack.path("many-tracks.txt").read_bytes()
+            attack.expect(status == 128 + number and rows[-1:] in (b"", b"\n"), f"{command}: status {status}")
         clear(attack)
         # The detector takes its time over pictures enlarged that much, so that the signal comes midway.
         command = "run walk.mp4 --hog-smallest 24 -o out.mp4 --tensors tensors --size 16x16"
