@@ -1,5 +1,5 @@
 // Small parts of the tool, whose rules its commands show only in passing: letterboxing, unfinished
-// files, files by other names, interrupts, times.
+// files, interrupts, times.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -70,31 +70,6 @@ TEST(InterruptDeathTest, TheFirstIsNotedAndTheSecondEndsTheProgram) {
 }
 #endif
 
-TEST_F(OutputFileTest, OneFileIsToldByWhateverName) {
-  write("a", "");
-  std::filesystem::create_hard_link(path("a"), path("b"));
-  const std::string a = path("a"), b = path("b"), c = path("c"), also_c = path("no/../c");
-  const struct {
-    std::vector<std::string> inputs, outputs;
-    std::string fault;
-  } cases[] = {
-      {{"-", c, a}, {b}, b + ": is the input and would be overwritten"},
-      {{}, {a, c, b}, b + ": is given for two outputs"},
-      {{}, {"", c, also_c}, also_c + ": is given for two outputs"},
-      {{}, {"-", c, "-"}, "standard output: is given for two outputs"},
-      {{"-", "", a}, {"", c, "-", ""}, ""},
-  };
-  for (const auto& k : cases) {
-    std::string fault;
-    try {
-      requireDistinctFiles(k.inputs, k.outputs);
-    } catch (const Failure& refusal) {
-      fault = refusal.what();
-    }
-    EXPECT_EQ(fault, k.fault);
-  }
-}
-
 TEST(StageTimes, EachStageIsTimedFromTheEndOfTheOneBefore) {
   const auto wait = [](int time) { std::this_thread::sleep_for(std::chrono::milliseconds(time)); };
   StageTimes times({"first", "slow", "last", "never"});
@@ -107,17 +82,16 @@ TEST(StageTimes, EachStageIsTimedFromTheEndOfTheOneBefore) {
     times.finish(2);
   }
   EXPECT_LT(times.median(0), 40.0);
-  EXPECT_GT(times.median(1), 39.0);
   EXPECT_LT(times.median(2), 40.0);
   EXPECT_EQ(times.median(3), 0.0);
-  const std::string table = times.table();
-  std::istringstream row(table.substr(table.find("slow") + 4));
+  std::istringstream slow(times.table().substr(times.table().find("slow") + 4));
   double median = 0.0, high = 0.0;
-  row >> median >> high;
+  slow >> median >> high;
   EXPECT_NEAR(median, times.median(1), 0.001);
+  EXPECT_GT(median, 39.0);
   EXPECT_GT(high, 118.0);
-  EXPECT_NE(table.find("never                      -                    -\n"), std::string::npos)
-      << table;
+  EXPECT_EQ(times.table().rfind("\nnever                      -                    -\n"),
+            times.table().size() - 51);
 }
 
 TEST(StageTimes, CountedDurationsHaveThePercentilesOfTheirValues) {

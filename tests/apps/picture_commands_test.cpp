@@ -2,13 +2,16 @@
 // and in picture_operations_test.cpp; here it is files, options and their order.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include "apps/pictures/raw_frame.h"
+#include "apps/tensor/tensor_file.h"
 #include "tests/apps/tool_test_support.h"
 #include "tests/reference/colour_reference.h"
 #include "tests/reference/networkinput_reference.h"
+#include "tn_checked.h"
 
 namespace {
 
@@ -93,18 +96,20 @@ TEST_F(PictureCommands, ConvertDoesItsOperationsInTheOrderGiven) {
 }
 
 TEST_F(PictureCommands, ConvertKeepsGreyAndAlphaAndRoundsDeepSamples) {
-  const cv::Mat grey = noise(45, 31, CV_8UC1), bgra = noise(45, 31, CV_8UC4),
-                deep = noise(480, 400, CV_16UC3);  // more than a mebibyte
-  cv::Mat shallow;
-  deep.convertTo(shallow, CV_8U, 1.0 / 257.0);
+  const cv::Mat grey = noise(45, 31, CV_8UC1), bgra = noise(45, 31, CV_8UC4);
   cv::imwrite(path("grey.png"), grey);
   cv::imwrite(path("bgra.png"), bgra);
-  cv::imwrite(path("deep.png"), deep);
   expectMade("convert grey.png out.png", grey);
   expectMade("convert grey.png out.png --to rgb", recoloured(grey, cv::COLOR_GRAY2BGR));
   expectMade("convert bgra.png out.png", bgra);
   expectMade("convert bgra.png out.png --to rgb", recoloured(bgra, cv::COLOR_BGRA2BGR));
-  expectMade("convert deep.png out.png", shallow);
+  for (const int type : {CV_16UC1, CV_16UC3, CV_16UC4}) {
+    const cv::Mat deep = noise(480, 400, type);  // in colours more than a mebibyte
+    cv::Mat shallow;
+    deep.convertTo(shallow, CV_8U, 1.0 / 257.0);
+    cv::imwrite(path("deep.png"), deep);
+    expectMade("convert deep.png out.png", shallow);
+  }
   cv::imwrite(path("plain.jpg"), grey, {cv::IMWRITE_JPEG_RST_INTERVAL, 1});
   write("grey.jpg", read("plain.jpg").insert(read("plain.jpg").size() - 2, "\xFF"));  // a fill byte
   expectMade("convert grey.jpg out.png", cv::imread(path("grey.jpg"), cv::IMREAD_UNCHANGED));
@@ -176,6 +181,11 @@ TEST_F(PictureCommands, NumPyKeepsWhatPngRoundsAndClamps) {
   const float first[] = {382.5f, 99.5f, -127.5f};  // red, green, blue
   for (std::size_t q = 0; q < 3; ++q)
     EXPECT_EQ(npy.values[(q * kSide + 5) * kSide], first[q]) << "plane " << q;
+  const float odd[] = {std::nanf(""), 0.5f, 1e30f};
+  const auto planes = TarnCPU::TensorShape::CHW;
+  tarnkit::writeTensor(path("out.png"),
+                       Tarn::checked::from_float_array({odd, sizeof(odd)}, 1, 1, 3, planes, nullptr));
+  EXPECT_EQ(cv::imread(path("out.png")).at<cv::Vec3b>(0, 0), cv::Vec3b(255, 1, 0));
 }
 
 // The note that a camera writes into its picture, 1 to 8, turns nothing by itself. The bits that undo it
@@ -193,6 +203,14 @@ TEST_F(PictureCommands, PreparedJpegPicturesAreTakenAsStored) {
   write("in.jpg", tn_test::jpegWithOrientation(read("plain.jpg"), 6));
   expectMade("prepare in.jpg -o out.png --size 18x16 --crop 10,2,27,17",
              cv::imread(path("plain.jpg"))(cv::Rect(10, 2, 18, 16)));
+}
+
+TEST_F(PictureCommands, TensorReadsColoursAsTheVideoSays) {
+  write("full.y4m",
+        "YUV4MPEG2 W16 H16 F25:1 C420jpeg XCOLORRANGE=FULL\nFRAME\n" + std::string(384, '\xD2'));
+  const std::string command = "tensor full.y4m --size 16x16 -o - --range ";
+  EXPECT_EQ(run("tensor full.y4m --size 16x16 -o -"), run(command + "full"));
+  EXPECT_NE(run(command + "limited"), run(command + "full"));
 }
 
 TEST_F(PictureCommands, PrepareGivesTheLibrarysFloats) {

@@ -66,6 +66,7 @@ TEST_F(Refusals, HelpAndVersionAreNoFaults) {
 
 TEST_F(Refusals, Boxes) {
   write("walk.txt", "1,1,10,10,5,5,1\n");
+  std::filesystem::create_hard_link(path("walk.txt"), path("link.txt"));
   write("notes.txt", "These are notes.\n");
   write("gap.txt", "1,-1,10,10,5,5,1\n1000004,-1,10,10,5,5,1\n3,-1,10,10,5,5,1\n");
   write("twice.txt", "3,1,0,0,10,10,1\n3,1,40,0,10,10,1\n");
@@ -77,9 +78,9 @@ TEST_F(Refusals, Boxes) {
                  {"notes.txt --frame 640x480 -o out.txt", "notes.txt:1: has 1 of the 7 fields"},
                  {"- --frame 640x480 -o out.txt <notes.txt", "standard input:1: has 1 of the 7 fields"},
                  {"walk.txt --frame 0x480 -o out.txt", "--frame: 0x480: "},
-                 {"walk.txt --frame 9x65536 -o out.txt", "--frame: 9x65536: "},
+                 {"walk.txt --frame 9x65536 -o out.txt", "must be from 1 to 65535"},
                  {"walk.txt --frame 640x480 -o no/where", "no/where: cannot be written: No such file"},
-                 {"walk.txt --frame 640x480 -o walk.txt", "walk.txt: is the input"},
+                 {"walk.txt --frame 640x480 -o link.txt", "link.txt: is the input"},
                  {"- --frame 640x480 --lost-threshold -100 -o out.txt <gap.txt",
                   "standard input: no boxes between frames 3 and 1000004: "}});
   // Every parameter has an option that reaches its field.
@@ -126,6 +127,9 @@ TEST_F(Refusals, Videos) {
        {"--score -0.1", "--score: must be from 0 to 1"},
        {"--nms 1.1", "--nms: must be from 0 to 1"},
        {"--labels walk.txt", "--labels: is for --detector onnx only"},
+       {"--config walk.txt", "--config: is for --detector onnx only"},
+       {"--detector onnx:walk.txt -o walk.txt", "walk.txt: is the input"},
+       {"--detector onnx --labels walk.txt --contact-sheet walk.txt", "walk.txt: is the input"},
        {"-o walk.mp4", "walk.mp4: is the input"},
        {"-o -", "a video cannot go to standard output"},
        {"--detector mot:walk.txt --tracks ./walk.txt", "./walk.txt: is the input"},
@@ -148,7 +152,7 @@ TEST_F(Refusals, Videos) {
                                                      {"--frame 64x62", "--frame: is too small"},
                                                      {"--frame 62x64", "--frame: is too small"},
                                                      {"--frames 0", "--frames: 0: "},
-                                                     {"--frame 64x8194", "--frame: 64x8194: "}});
+                                                     {"--frame 64x8194", "must be from 1 to 8192"}});
   expectRefused("sample ", {{"out --detections ./out", "./out: is given for two outputs"},
                             {"- --detections -", "standard output: is given for two outputs"}});
   // A picture on standard output has nothing behind it.
@@ -175,27 +179,27 @@ TEST_F(Refusals, Pictures) {
   write("no_picture.jpg", "\xFF\xD8\xFF\xD9");
   write("notes.txt", "These are notes.\n");
   write("in.yuv", std::string(8 * 6 * 3 / 2, 'y'));
-  expectRefused(
-      "convert ",
-      {{"nofile.png out", "nofile.png: cannot be read: No such file or directory"},
-       {"- out <notes.txt", "standard input: is neither PNG nor JPEG"},
-       {"short.png out", "short.png: is damaged"},
-       {"damaged.png out", "damaged.png: is damaged"},
-       {"- out <short.jpg", "standard input: is cut short"},
-       {"no_picture.jpg out", "no_picture.jpg: is damaged"},
-       {"wide.png out", "wide.png: has more than 16384 pixels on a side"},
-       {"in.png in.png", "in.png: is the input"},
-       {"in.png out --cut 40,0,6,4",
-        "--cut: 40,0,6,4: is not inside the picture, which is 45x31 at that point"},
-       {"in.png out --rotate 90 --cut 0,0,45,31", "which is 31x45 at that point"},
-       {"- out --format nv12 --frame 8x8 <in.yuv",
-        "standard input: has only 72 of the 96 bytes of one frame of 8x8"},
-       {"in.yuv out --format i420 --frame 8x4",
-        "in.yuv: has more than the 48 bytes of one frame of 8x4"},
-       {"in.yuv out --format nv21 --frame 8x5", "--frame: 8x5: width and height must be even"},
-       {"in.yuv out --format nv21 --frame 16386x2", "--frame: 16386x2: width and height must be from"}});
+  expectRefused("convert ",
+                {{"nofile.png out", "nofile.png: cannot be read: No such file or directory"},
+                 {"- out <notes.txt", "standard input: is neither PNG nor JPEG"},
+                 {"short.png out", "short.png: is damaged"},
+                 {"damaged.png out", "damaged.png: is damaged"},
+                 {"- out <short.jpg", "standard input: is cut short"},
+                 {"no_picture.jpg out", "no_picture.jpg: is damaged"},
+                 {"wide.png out", "wide.png: has more than 16384 pixels on a side"},
+                 {"in.png in.png", "in.png: is the input"},
+                 {"in.png out --cut 40,0,6,4",
+                  "--cut: 40,0,6,4: is not inside the picture, which is 45x31 at that point"},
+                 {"in.png out --rotate 90 --cut 0,0,45,31", "which is 31x45 at that point"},
+                 {"- out --format nv12 --frame 8x8 <in.yuv",
+                  "standard input: has only 72 of the 96 bytes of one frame of 8x8"},
+                 {"in.yuv out --format i420 --frame 8x4",
+                  "in.yuv: has more than the 48 bytes of one frame of 8x4"},
+                 {"in.yuv out --format nv21 --frame 8x5", "--frame: 8x5: width and height must be even"},
+                 {"in.yuv out --format nv21 --frame 16386x2",
+                  "--frame: 16386x2: width and height must be from 1 to 16384"}});
   expectRefused("prepare in.png -o out.npy ",
-                {{"--size 0x8", "--size: 0x8: width and height must be from 1 to"},
+                {{"--size 0x8", "--size: 0x8: width and height must be from 1 to 8192"},
                  {"--size 8x8193", "--size: 8x8193: width and height must be from 1 to"},
                  {"--size 16x12 --orient 2", "--size: 16x12: must be a square"},
                  {"--size 18x18 --orient 1", "--size: 18x18: must be a square"},
