@@ -158,6 +158,11 @@ TEST_F(PictureCommands, EachWarpHasItsOwnBorder) {
   expectMade("warp in.png out.png --matrix=-1,0,0,0,1,0 --variant sse-hwc", mirrored(picture, 1));
   expectMade("warp grey.png out.png --matrix 1,0,0,0,1,0 --variant sse-hwc",
              recoloured(grey, cv::COLOR_GRAY2BGR));
+  // Only optimized skews pictures that are not square.
+  cv::imwrite(path("wide.png"), noise(48, kSide, CV_8UC3));
+  const std::string turn = "warp wide.png - --matrix 0.9,0.2,0,-0.2,0.9,0";
+  EXPECT_EQ(run(turn), run(turn + " --variant affine"));
+  EXPECT_NE(run(turn), run(turn + " --variant optimized"));
   // Upright, however the camera was held.
   cv::imwrite(path("plain.jpg"), picture);
   write("in.jpg", tn_test::jpegWithOrientation(read("plain.jpg"), 6));
@@ -249,10 +254,10 @@ TEST_F(PictureCommands, PrepareGivesTheLibrarysFloats) {
     } else {
       write("in.yuv", std::string(picture.data, picture.data + picture.total()));
     }
-    run(std::string("prepare -o out.npy ") + (rgb || rgba ? "in.png " : "in.yuv --frame 30x22 ") +
+    run(std::string("prepare -o out.png.npy ") + (rgb || rgba ? "in.png " : "in.yuv --frame 30x22 ") +
         k.arguments);
     const _TN_Image image = {k.orient, k.format, kWidth, kHeight, 0, picture.data};
-    const tn_test::Npy npy = parseNpy(read("out.npy"));
+    const tn_test::Npy npy = parseNpy(read("out.png.npy"));
     const std::string shape = std::to_string(k.height) + ", " + std::to_string(k.width) + ")";
     EXPECT_NE(npy.header.find("'shape': (3, " + shape), std::string::npos) << npy.header;
     EXPECT_EQ(npy.values, tn_reference::networkInput(image, k.to_bgr, k.width, k.height, k.crop, 0));

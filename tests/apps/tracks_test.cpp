@@ -52,6 +52,8 @@ TEST_F(Tracks, GivesEachObjectOneIdentityWhateverTheOrderOfTheLines) {
                            : std::string(1, *c);
   write("foreign.txt", foreign);
   EXPECT_EQ(run("track - --frame 640x480 -o - <foreign.txt"), tracks);
+  EXPECT_EQ(run("track det.txt --frame 640x480 --filter kalman -o -"), tracks);
+  EXPECT_NE(run("track det.txt --frame 640x480 --filter one-euro -o -"), tracks);
 }
 
 TEST_F(Tracks, FramesWithoutLinesAreFramesWithoutDetections) {
