@@ -6,10 +6,10 @@
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include "apps/pictures/operations.h"
 #include "apps/pictures/raw_frame.h"
 #include "apps/tensor/tensor_file.h"
 #include "tests/apps/tool_test_support.h"
-#include "tests/reference/colour_reference.h"
 #include "tests/reference/networkinput_reference.h"
 #include "tn_checked.h"
 
@@ -53,13 +53,10 @@ cv::Mat stackedPlanes(const cv::Mat& bgr) {
 }
 
 cv::Mat greyByTheKernels(const cv::Mat& bgr) {
-  cv::Mat grey(bgr.size(), CV_8UC1);
-  for (int y = 0; y < bgr.rows; ++y)
-    for (int x = 0; x < bgr.cols; ++x) {
-      const cv::Vec3b& pixel = bgr.at<cv::Vec3b>(y, x);
-      grey.at<std::uint8_t>(y, x) = tn_reference::gray(pixel[2], pixel[1], pixel[0]);
-    }
-  return grey;
+  const cv::Mat rgb = recoloured(bgr, cv::COLOR_BGR2RGB);
+  const tarnkit::Picture grey =
+      tarnkit::toGray({bgr.cols, bgr.rows, tarnkit::PixelLayout::kRgb, {rgb.datastart, rgb.dataend}});
+  return cv::Mat(grey.bytes, true).reshape(1, bgr.rows);
 }
 
 class PictureCommands : public tn_test::ToolTest {

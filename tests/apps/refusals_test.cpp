@@ -71,18 +71,18 @@ TEST_F(Refusals, Boxes) {
   write("gap.txt", "1,-1,10,10,5,5,1\n1000004,-1,10,10,5,5,1\n3,-1,10,10,5,5,1\n");
   write("twice.txt", "3,1,0,0,10,10,1\n3,1,40,0,10,10,1\n");
   write("out.txt", "nothing will be computed, so nothing may be replaced");
-  expectRefused("track ",
-                {{"nofile.txt --frame 640x480 -o out.txt",
-                  "nofile.txt: cannot be read: No such file or directory"},
-                 {". --frame 640x480 -o out.txt", ".: cannot be read: Is a directory"},
-                 {"notes.txt --frame 640x480 -o out.txt", "notes.txt:1: has 1 of the 7 fields"},
-                 {"- --frame 640x480 -o out.txt <notes.txt", "standard input:1: has 1 of the 7 fields"},
-                 {"walk.txt --frame 0x480 -o out.txt", "--frame: 0x480: "},
-                 {"walk.txt --frame 9x65536 -o out.txt", "must be from 1 to 65535"},
-                 {"walk.txt --frame 640x480 -o no/where", "no/where: cannot be written: No such file"},
-                 {"walk.txt --frame 640x480 -o link.txt", "link.txt: is the input"},
-                 {"- --frame 640x480 --lost-threshold -100 -o out.txt <gap.txt",
-                  "standard input: no boxes between frames 3 and 1000004: "}});
+  expectRefused(
+      "track --frame 640x480 -o out.txt ",
+      {{"nofile.txt", "nofile.txt: cannot be read: No such file or directory"},
+       {".", ".: cannot be read: Is a directory"},
+       {"notes.txt", "notes.txt:1: has 1 of the 7 fields"},
+       {"- <notes.txt", "standard input:1: has 1 of the 7 fields"},
+       {"- --lost-threshold -100 <gap.txt", "standard input: no boxes between frames 3 and 1000004: "}});
+  expectRefused("track walk.txt -o ",
+                {{"out.txt --frame 0x480", "--frame: 0x480: "},
+                 {"out.txt --frame 9x65536", "must be from 1 to 65535"},
+                 {"no/where --frame 9x9", "no/where: cannot be written: No such file"},
+                 {"link.txt --frame 9x9", "link.txt: is the input"}});
   // Every parameter has an option that reaches its field.
   expectRefused("track walk.txt --frame 640x480 -o out.txt ",
                 {{"--iou-threshold 1.5", "tracker parameters: iouThreshold "},
@@ -138,12 +138,10 @@ TEST_F(Refusals, Videos) {
        {"--detector onnx --config walk.txt --trajectories walk.txt", "walk.txt: is the input"},
        {"--detector onnx --labels - --config -", "standard input is given for more than one file"},
        {"--tensors walk.txt", "walk.txt: cannot be made: "}});
-  expectRefused("tensor walk.mp4 -o out ",
-                {{"--frame 41 --size 64x64", "walk.mp4: has 40 frames, no frame 41"},
-                 {"--frame 0 --size 64x64", "--frame: 0: "},
-                 {"--size 64x8194", "--size: 64x8194: "},
-                 {"--size 64x64 --mean 1,nan,1", "--mean: "},
-                 {"--size 64x64 --scale 1,inf,1", "--scale: "}});
+  expectRefused("tensor walk.mp4 -o out ", {{"--frame 0 --size 64x64", "--frame: 0: "},
+                                            {"--size 64x8194", "--size: 64x8194: "},
+                                            {"--size 64x64 --mean 1,nan,1", "--mean: "},
+                                            {"--size 64x64 --scale 1,inf,1", "--scale: "}});
   expectRefused("tensor --size 64x64 ",
                 {{"walk.mp4 -o walk.mp4", "walk.mp4: is the input"},
                  {"- --frame 41 -o out <walk.mp4", "standard input: has 40 frames, no frame 41"},
