@@ -109,19 +109,19 @@ void runFrame(Tracker& tracker, int number, Digest& digest) {
 
 template <class Filter>
 struct Init {
-  void act() {
-    filter.init(0.1f, 0.1f, 0.3f, 0.3f);
-    begun = true;
-  }
+  Init() { filter.init(0.6f, 0.6f, 0.2f, 0.2f); }
+  void act() { filter.init(0.1f, 0.1f, 0.3f, 0.3f); }
   void describe(Digest& digest) {
-    for (int frame = 0; begun && frame < 3; ++frame) {
+    for (int frame = 0; frame < 3; ++frame) {
       TarnBoundingBox2D box = frameOf(frame, 0, 1)[0];
-      filter.track(&box.x, &box.y, &box.w, &box.h);
+      if (frame == 0)
+        filter.predict(&box.x, &box.y, &box.w, &box.h);
+      else
+        filter.track(&box.x, &box.y, &box.w, &box.h);
       add(digest, box);
     }
   }
   Filter filter{kWidth, kHeight};
-  bool begun = false;
 };
 
 template <class Filter>
@@ -135,12 +135,15 @@ struct Birth {
   std::optional<TarnTrackedBoundingBox2D<Filter>> record;
 };
 
-// A frame with boxes for old tracks, boxes for new ones, and tracks that die.
+// A frame with boxes for old tracks, boxes for many new ones, a track that coasts, and one that dies.
 template <class Tracker>
 struct Frame {
   Frame() {
     ManualClock::seconds = 0.0;
-    tracker.track(frameOf(0, 0, 5));
+    TarnBoundingBoxesTrackerParams params;
+    params.maxConfidence = 2;
+    setTrackerParams(params);
+    tracker.track(frameOf(0, 1, 5));
     ManualClock::seconds = 0.04;
     tracker.track(frameOf(1, 0, 5));
   }
@@ -152,7 +155,7 @@ struct Frame {
     add(digest, result);
     for (int number = 3; number < 6; ++number) runFrame(tracker, number, digest);
   }
-  const Boxes boxes = frameOf(2, 2, 9);
+  const Boxes boxes = frameOf(2, 2, 12);
   Tracker tracker{kWidth, kHeight};
   decltype(tracker.track(boxes)) result;
 };

@@ -9,20 +9,24 @@ namespace {
 
 constexpr std::size_t kNever = std::numeric_limits<std::size_t>::max();
 
-std::atomic<std::size_t> count{0};
+std::atomic<std::size_t> count{0}, bytes_asked{0}, released{0}, refused{0};
 // The counts that cannot be had.
 std::atomic<std::size_t> first_failing{kNever}, last_failing{kNever};
 
 // Counts a block; false if it cannot be had.
-bool countBlock() {
+bool countBlock(std::size_t bytes) {
   const std::size_t number = count.fetch_add(1, std::memory_order_relaxed) + 1;
-  return number < first_failing.load(std::memory_order_relaxed) ||
-         number > last_failing.load(std::memory_order_relaxed);
+  bytes_asked.fetch_add(bytes, std::memory_order_relaxed);
+  if (number < first_failing.load(std::memory_order_relaxed) ||
+      number > last_failing.load(std::memory_order_relaxed))
+    return true;
+  refused.fetch_add(1, std::memory_order_relaxed);
+  return false;
 }
 
 void* allocate(std::size_t bytes) {
 #if !defined(TN_COUNT_MALLOC)
-  if (!countBlock()) throw std::bad_alloc();
+  if (!countBlock(bytes)) throw std::bad_alloc();
 #endif
   void* const block = std::malloc(bytes != 0 ? bytes : 1);
   if (block == nullptr) throw std::bad_alloc();
@@ -30,10 +34,20 @@ void* allocate(std::size_t bytes) {
 }
 
 void* allocateAligned(std::size_t bytes, std::size_t alignment) {
-  if (!countBlock()) throw std::bad_alloc();
+  if (!countBlock(bytes)) throw std::bad_alloc();
   void* const block = std::aligned_alloc(alignment, (bytes + alignment - 1) / alignment * alignment);
   if (block == nullptr) throw std::bad_alloc();
   return block;
+}
+
+void countRelease(const void* block) {
+  if (block != nullptr) released.fetch_add(1, std::memory_order_relaxed);
+}
+void release(void* block) {
+#if !defined(TN_COUNT_MALLOC)
+  countRelease(block);
+#endif
+  std::free(block);
 }
 
 }  // namespace
@@ -42,11 +56,17 @@ void* allocateAligned(std::size_t bytes, std::size_t alignment) {
 extern "C" {
 void* __real_malloc(std::size_t bytes);
 void* __wrap_malloc(std::size_t bytes);
-void* __wrap_malloc(std::size_t bytes) { return countBlock() ? __real_malloc(bytes) : nullptr; }
+void* __wrap_malloc(std::size_t bytes) { return countBlock(bytes) ? __real_malloc(bytes) : nullptr; }
 void* __real_calloc(std::size_t items, std::size_t bytes);
 void* __wrap_calloc(std::size_t items, std::size_t bytes);
 void* __wrap_calloc(std::size_t items, std::size_t bytes) {
-  return countBlock() ? __real_calloc(items, bytes) : nullptr;
+  return countBlock(items * bytes) ? __real_calloc(items, bytes) : nullptr;
+}
+void __real_free(void* block);
+void __wrap_free(void* block);
+void __wrap_free(void* block) {
+  countRelease(block);
+  __real_free(block);
 }
 }
 #endif
@@ -56,13 +76,15 @@ void* operator new[](std::size_t bytes) { return allocate(bytes); }
 void* operator new(std::size_t bytes, std::align_val_t alignment) {
   return allocateAligned(bytes, static_cast<std::size_t>(alignment));
 }
-void operator delete(void* block) noexcept { std::free(block); }
-void operator delete[](void* block) noexcept { std::free(block); }
-void operator delete(void* block, std::size_t) noexcept { std::free(block); }
-void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
-void operator delete(void* block, std::align_val_t) noexcept { std::free(block); }
+void operator delete(void* block) noexcept { release(block); }
+void operator delete[](void* block) noexcept { release(block); }
+void operator delete(void* block, std::size_t) noexcept { release(block); }
+void operator delete[](void* block, std::size_t) noexcept { release(block); }
+void operator delete(void* block, std::align_val_t) noexcept { release(block); }
 
-std::size_t tn_test::allocationCount() { return count.load(std::memory_order_relaxed); }
+std::size_t tn_test::allocationCount() { return count; }
+std::size_t tn_test::allocatedBytes() { return bytes_asked; }
+std::size_t tn_test::heldBlocks() { return count - refused - released; }
 
 tn_test::FailingAllocation::FailingAllocation(std::size_t nth, bool and_later) {
   const std::size_t number = allocationCount() + nth;

@@ -1,7 +1,8 @@
-// What tracks allocate in a steady state: nothing for themselves.
+// What tracks allocate in a steady state, nothing for themselves, and what they hold.
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <memory>
 
 #include "tests/support/allocation_count.h"
 #include "tests/tracking/tracking_test_support.h"
@@ -10,7 +11,9 @@
 namespace {
 
 using namespace Tarn;
+using tn_test::allocatedBytes;
 using tn_test::allocationCount;
+using tn_test::heldBlocks;
 
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 
@@ -34,20 +37,28 @@ TYPED_TEST(Allocation, NoneInTheStepsOfATrack) {
   EXPECT_EQ(allocationCount(), before);
 }
 
-// In a steady state a frame takes the blocks of the matching and of the result, however many boxes.
+// In a steady state a frame takes the blocks of the matching and of the result, however many boxes. All
+// is released with the tracks, and with the tracker.
 TYPED_TEST(Allocation, AFrameTakesAsManyForManyBoxesAsForOne) {
   const tn_test::RestoreTracking restore;
   tn_test::ManualClock::install();
   for (std::size_t count : {1u, 16u, 400u}) {
+    SCOPED_TRACE(count);
     tn_test::Boxes boxes;
     for (std::size_t i = 0; i < count; ++i)
       boxes.push_back({static_cast<float>(i % 20), static_cast<float>(i / 20), 0.5f, 0.5f, 0, 0});
-    TarnBoundingBoxesTracker<TypeParam> tracker(640, 480);
-    tracker.track(boxes);
+    const std::size_t held = heldBlocks();
+    auto tracker = std::make_unique<TarnBoundingBoxesTracker<TypeParam>>(640, 480);
+    tracker->track(boxes);
     tn_test::ManualClock::seconds += 0.04;
-    const std::size_t before = allocationCount();
-    EXPECT_EQ(tracker.track(boxes).size(), count);
-    EXPECT_EQ(allocationCount() - before, 3u) << count;
+    const std::size_t before = allocationCount(), bytes = allocatedBytes();
+    EXPECT_EQ(tracker->track(boxes).size(), count);
+    EXPECT_EQ(allocationCount() - before, 3u);
+    EXPECT_LT(allocatedBytes() - bytes, 200 * count + 2000) << "grows with the number of pairs";
+    tracker->track({});
+    EXPECT_EQ(heldBlocks() - held, 2u) << "the tracker and its list";
+    tracker.reset();
+    EXPECT_EQ(heldBlocks(), held);
   }
 }
 

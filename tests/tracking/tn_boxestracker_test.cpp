@@ -85,7 +85,7 @@ TEST(BoxesTracker, MatchesByItsRules) {
 }
 
 // A track's frames as a string: h for a detection of its label, l for one of another label, . for none.
-// Expected is for each frame whether the track is reported.
+// Expected is for each frame whether the track is reported. At a | all three parameters go up by one.
 TEST(BoxesTracker, ConfidenceDecidesWhatIsReportedAndWhatLives) {
   const RestoreTracking restore;
   struct Case {
@@ -94,12 +94,14 @@ TEST(BoxesTracker, ConfidenceDecidesWhatIsReportedAndWhatLives) {
   };
   constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
   static const Case cases[] = {
-      {0, 1, 1, "hhh.hlh", "1110101"},         // the defaults: no coasting
-      {-2, 1, 3, "hhh....hh", "111110001"},    // 1 2 3 2 1 0 -1 0 1
-      {-2, 1, 3, "hhh.....h", "111110001"},    // dead at -2: the last frame is a birth
-      {-2, 1, 3, "hhhhhlllhl", "1111111010"},  // 1 2 3 3 3 2 1 0 1 0
-      {-5, 1, 1, "h.......hh", "1000000001"},  // never dies, and never sinks below -1
-      {0, 2, 3, "h.hhh...", "10111100"},       // 2 1 2 3 3 2 1 and dead
+      {0, 1, 1, "hhh.hlh", "1110101"},               // the defaults: no coasting
+      {-2, 1, 3, "hhh....hh", "111110001"},          // 1 2 3 2 1 0 -1 0 1
+      {-2, 1, 3, "hhh.....h", "111110001"},          // dead at -2: the last frame is a birth
+      {-2, 1, 3, "hhhhhlllhl", "1111111010"},        // 1 2 3 3 3 2 1 0 1 0
+      {-2, 1, 3, "hhh|h.....h", "1111110001"},       // 1 2 3|4 3 2 1 0 and dead at -1
+      {-5, 1, 1, "h....hhllllhh", "1000001000001"},  // never dies, and never sinks below -1
+      {-3, -1, 2, "h.h..h", "101001"},               // -1 -2 -1 -2 -2 -1
+      {0, 2, 3, "h.hhh...", "10111100"},             // 2 1 2 3 3 2 1 and dead
       {1, 2, 3, "h.h", "101"},
       {0, kMost, kMost, "hh.", "110"},  // the largest there is
   };
@@ -113,6 +115,11 @@ TEST(BoxesTracker, ConfidenceDecidesWhatIsReportedAndWhatLives) {
     TarnBoundingBoxesTracker<Kalman> tracker(640, 480);
     std::string reported;
     for (const char* frame = c.frames; *frame != '\0'; ++frame) {
+      if (*frame == '|') {
+        ++params.lostThreshold, ++params.validThreshold, ++params.maxConfidence;
+        setTrackerParams(params);
+        continue;
+      }
       Boxes detections;
       const float score = static_cast<float>(frame - c.frames);
       if (*frame != '.') detections.push_back({0.5f, 0.5f, 0.1f, 0.1f, score, *frame == 'l' ? 8 : 4});

@@ -240,15 +240,18 @@ TEST(KalmanBoxTracker, ConvertsInADefinedOrder) {
 
 TEST(KalmanBoxTracker, ReadsItsParametersAtInit) {
   const RestoreTracking restore;
+  TarnKalmanFilterBoxTracker2D tracker(1024, 1024);
   TarnBoundingBoxesTrackerParams params;
-  params.measurementNoise = 1e6f;
+  params.fps = 50.0f;
+  params.processNoise = 0.5f;
+  params.measurementNoise = 0.25f;
   setTrackerParams(params);
-  TarnKalmanFilterBoxTracker2D sluggish(1024, 1024), usual(1024, 1024);
-  sluggish.init(0, 0, 1, 1);
+  tracker.init(0, 0, 1, 1);
   setTrackerParams({});
-  usual.init(0, 0, 1, 1);
-  EXPECT_GT(tracked(usual, {0.5f, 0, 1, 1}).x, 0.2f);
-  EXPECT_LT(tracked(sluggish, {0.5f, 0, 1, 1}).x, 1e-6f);
+  const float start[] = {0, 0, 1024, 1024}, moved[] = {512, 0, 1536, 1024};
+  BoxKalmanFilter filter(start, 50.0f, 0.5f, 0.25f);
+  for (int frame = 0; frame < 3; ++frame)
+    EXPECT_EQ(tracked(tracker, {0.5f, 0, 1, 1}).x, filter.step(moved)[0] / 1024.0f);
 }
 
 }  // namespace

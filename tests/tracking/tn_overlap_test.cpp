@@ -43,7 +43,7 @@ TEST(Overlap, FollowsItsRules) {
       {"apart along both", {0, 0, 1, 1}, {5, 5, 1, 1}, "ltwh", 0},
       {"empty boxes apart", {0, 0, 0, 0}, {1, 0, 0, 0}, "ltwh", kNaN},
       {"nothing comparable", {kNaN, kNaN, 1, 1}, {0, 0, 1, 1}, "ltwh", 1},
-      {"centres half a width apart", {0.5f, 0.5f, 1, 1}, {1, 0.5f, 1, 1}, "cxcywh", 0.5f / 1.5f},
+      {"offset along both, by centres", {1, 1, 2, 2}, {2, 2.5f, 3, 4}, "cxcywh", 2.25f / 13.75f},
       {"inside, by centres", {4, 4, 8, 8}, {4, 2, 1, 1}, "cxcywh", 1},
       {"around, by edges the other way", {4, 4, 8, 8}, {4, 2, 1, 1}, "ltwh", 0},
       {"capitals", {0, 0, 1, 1}, {0, 0, 1, 1}, "LTWH", 0},

@@ -13,7 +13,8 @@ namespace {
 using namespace Tarn;
 using Params = TarnBoundingBoxesTrackerParams;
 
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
+using Limits = std::numeric_limits<float>;
+constexpr float kInfinity = Limits::infinity();
 
 bool sameParams(const Params& a, const Params& b) { return std::memcmp(&a, &b, sizeof(Params)) == 0; }
 
@@ -23,47 +24,55 @@ TEST(TrackerParams, DefaultsAreExact) {
 
 TEST(TrackerParams, RefusalsNameTheFieldAndChangeNothing) {
   const tn_test::RestoreTracking restore;
+  Params kept;
+  kept.fps = 30.0f;
+  kept.reserved = 7.0f;
+  setTrackerParams(kept);
+  const auto expectRefusal = [&](const std::string& name, auto field, auto value) {
+    Params params;
+    params.*field = value;
+    const std::string fault = tn_test::FaultOf([&] { setTrackerParams(params); });
+    EXPECT_EQ(fault.find(name + " "), 0u) << name << " " << value << ": " << fault;
+    EXPECT_TRUE(sameParams(getTrackerParams(), kept)) << name;
+  };
   struct Case {
-    const char* field;
-    void (*spoil)(Params&);
+    const char* name;
+    float Params::*field;
+    float beyond;
   };
   static const Case cases[] = {
-      {"iouThreshold", [](Params& p) { p.iouThreshold = -0.001f; }},
-      {"iouThreshold", [](Params& p) { p.iouThreshold = 1.001f; }},
-      {"iouThreshold", [](Params& p) { p.iouThreshold = std::numeric_limits<float>::quiet_NaN(); }},
-      {"fps", [](Params& p) { p.fps = 0.0f; }},
-      {"fps", [](Params& p) { p.fps = -25.0f; }},
-      {"fps", [](Params& p) { p.fps = kInfinity; }},
-      {"minCutoff", [](Params& p) { p.minCutoff = -1.0f; }},
-      {"beta", [](Params& p) { p.beta = -kInfinity; }},
-      {"dCutoff", [](Params& p) { p.dCutoff = -0.5f; }},
-      {"processNoise", [](Params& p) { p.processNoise = -1e-9f; }},
-      {"measurementNoise", [](Params& p) { p.measurementNoise = -1.0f; }},
-      {"measurementNoise", [](Params& p) { p.measurementNoise = kInfinity; }},
-      {"maxConfidence", [](Params& p) { p.maxConfidence = 0; }},
-      {"validThreshold", [](Params& p) { p.validThreshold = 2; }},
-      {"lostThreshold", [](Params& p) { p.lostThreshold = 1; }},
+      {"iouThreshold", &Params::iouThreshold, -0.001f},
+      {"iouThreshold", &Params::iouThreshold, 1.001f},
+      {"fps", &Params::fps, 0.0f},
+      {"fps", &Params::fps, -25.0f},
+      {"minCutoff", &Params::minCutoff, -1.0f},
+      {"beta", &Params::beta, kInfinity},
+      {"dCutoff", &Params::dCutoff, -0.5f},
+      {"processNoise", &Params::processNoise, -1e-9f},
+      {"measurementNoise", &Params::measurementNoise, -1.0f},
   };
-  for (const Case& c : cases) {
-    Params params;
-    params.reserved = 7.0f;  // would show in a record that is refused too late
-    c.spoil(params);
-    const std::string fault = tn_test::FaultOf([&] { setTrackerParams(params); });
-    EXPECT_EQ(fault.find(std::string(c.field) + " "), 0u) << c.field << ": " << fault;
-    EXPECT_TRUE(sameParams(getTrackerParams(), Params())) << c.field;
-  }
+  for (const Case& c : cases)
+    for (const float value : {c.beyond, kInfinity, -kInfinity, Limits::quiet_NaN()})
+      expectRefusal(c.name, c.field, value);
+  expectRefusal("maxConfidence", &Params::maxConfidence, 0);
+  expectRefusal("validThreshold", &Params::validThreshold, 2);
+  expectRefusal("lostThreshold", &Params::lostThreshold, 1);
 }
 
 TEST(TrackerParams, TakesTheEdges) {
   const tn_test::RestoreTracking restore;
-  for (float threshold : {0.0f, 1.0f}) {
+  constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
+  for (const bool high : {false, true}) {
     Params params;
-    params.iouThreshold = threshold;
-    params.minCutoff = params.dCutoff = params.processNoise = params.measurementNoise = 0.0f;
-    params.beta = -3.0f;
-    params.reserved = std::numeric_limits<float>::quiet_NaN();  // read by nothing
-    params.lostThreshold = -100;
-    params.validThreshold = params.maxConfidence = 5;
+    params.iouThreshold = high ? 1.0f : 0.0f;
+    params.minCutoff = params.dCutoff = params.processNoise = params.measurementNoise =
+        high ? Limits::max() : 0.0f;
+    params.fps = high ? Limits::max() : Limits::denorm_min();
+    params.beta = high ? Limits::max() : Limits::lowest();
+    params.reserved = Limits::quiet_NaN();  // read by nothing
+    params.maxConfidence = high ? kMost : 1;
+    params.validThreshold = high ? kMost : -kMost;
+    params.lostThreshold = params.validThreshold - 1;
     setTrackerParams(params);
     EXPECT_TRUE(sameParams(getTrackerParams(), params));
   }

@@ -25,6 +25,9 @@ inline bool sameBoxes(const Boxes& a, const Boxes& b) {
 struct PlainBox {
   float x, y, w, h;
 };
+inline bool sameBits(const PlainBox& a, const PlainBox& b) {
+  return sameBits(a.x, b.x) && sameBits(a.y, b.y) && sameBits(a.w, b.w) && sameBits(a.h, b.h);
+}
 template <class Filter>
 PlainBox tracked(Filter& filter, PlainBox box) {
   filter.track(&box.x, &box.y, &box.w, &box.h);
