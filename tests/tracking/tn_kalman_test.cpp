@@ -128,7 +128,7 @@ TEST(KalmanFilter, InitResetsEverythingButControl) {
   filter.init(3, 2, 5);
   for (const Member& m : kMembers)
     EXPECT_TRUE(sameMatrix(filter.*m.matrix, m.initial(3, 2, 5))) << &m - kMembers;
-  EXPECT_EQ(KalmanFilter(3, 2, 0).control.size(), 0);
+  EXPECT_EQ(KalmanFilter(3, 2, -1).control.size(), 0);
 }
 
 TEST(KalmanFilter, ASingularInnovationCovarianceGoesThroughUnreported) {
@@ -138,7 +138,21 @@ TEST(KalmanFilter, ASingularInnovationCovarianceGoesThroughUnreported) {
   EXPECT_TRUE(filter.correct(MatrixXf::Ones(4, 1)).array().isNaN().all());
 }
 
+// One that is only written takes the size that it should have.
 TEST(KalmanFilterDeathTest, WrongSizesMeetAssertions) {
+  for (MatrixXf KF::*const written :
+       {&KF::predictedState, &KF::scratchFP, &KF::predictedErrorCov, &KF::gain, &KF::scratchHP,
+        &KF::innovationCov, &KF::gainTransposed, &KF::innovation}) {
+    KalmanFilter right(12, 4, 0);
+    right.measurement.setIdentity();
+    KalmanFilter wrong = right;
+    (wrong.*written).resize(1, 1);
+    for (KalmanFilter* const filter : {&right, &wrong}) {
+      filter->predict();
+      filter->correct(MatrixXf::Ones(4, 1));
+    }
+    for (const Member& m : kMembers) EXPECT_TRUE(sameMatrix(right.*m.matrix, wrong.*m.matrix));
+  }
   const auto spoilt = [](MatrixXf KalmanFilter::*member, int rows, int cols) {
     KalmanFilter filter(12, 4, 0);
     (filter.*member).setZero(rows, cols);
@@ -223,19 +237,21 @@ TEST(BoxKalmanFilter, StepsAreThoseOfTheFullSizeFilter) {
 
 TEST(KalmanBoxTracker, ConvertsInADefinedOrder) {
   // With these numbers the divided difference of the corners is another w.
-  const PlainBox in = {0.01f, 0.7f, 0.02f, 0.05f};
-  TarnKalmanFilterBoxTracker2D tracker(1919, 1079), nowhere(0, 0);
-  tracker.init(in.x, in.y, in.w, in.h);
-  const float left = in.x * 1919.0f / 1919.0f, top = in.y * 1079.0f / 1079.0f;
-  // At rest a prediction and a measurement in place change nothing.
-  for (const PlainBox& out : {predicted(tracker), tracked(tracker, in), predicted(tracker)}) {
-    EXPECT_EQ(out.x, left);
-    EXPECT_EQ(out.y, top);
-    EXPECT_EQ(out.w, (in.x + in.w) * 1919.0f / 1919.0f - left);
-    EXPECT_EQ(out.h, (in.y + in.h) * 1079.0f / 1079.0f - top);
+  const PlainBox usual = {0.01f, 0.7f, 0.02f, 0.05f}, inverted_outside = {-0.3f, 1.7f, -0.02f, -0.05f};
+  for (const PlainBox& in : {usual, inverted_outside}) {
+    TarnKalmanFilterBoxTracker2D tracker(1919, 1079), nowhere(0, 0);
+    tracker.init(in.x, in.y, in.w, in.h);
+    const float left = in.x * 1919.0f / 1919.0f, top = in.y * 1079.0f / 1079.0f;
+    // At rest a prediction and a measurement in place change nothing.
+    for (const PlainBox& out : {predicted(tracker), tracked(tracker, in), predicted(tracker)}) {
+      EXPECT_EQ(out.x, left);
+      EXPECT_EQ(out.y, top);
+      EXPECT_EQ(out.w, (in.x + in.w) * 1919.0f / 1919.0f - left);
+      EXPECT_EQ(out.h, (in.y + in.h) * 1079.0f / 1079.0f - top);
+    }
+    nowhere.init(in.x, in.y, in.w, in.h);
+    EXPECT_TRUE(std::isnan(tracked(nowhere, in).x));
   }
-  nowhere.init(in.x, in.y, in.w, in.h);
-  EXPECT_TRUE(std::isnan(tracked(nowhere, in).x));
 }
 
 TEST(KalmanBoxTracker, ReadsItsParametersAtInit) {

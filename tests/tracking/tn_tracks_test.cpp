@@ -68,6 +68,8 @@ TEST(IdentifiedBoxes, TracksKeepTheirIdentityWhileTheyAreNotReported) {
   EXPECT_EQ(idsOf(tracker.track({cell(9), cell(0)})), (Ids{1, 2}));   // and 3 does
   EXPECT_EQ(idsOf(tracker.track({})), (Ids{2}));                      // 3 dies
   EXPECT_EQ(idsOf(tracker.track({cell(20)})), (Ids{4}));
+  for (int frame = 0; frame < 3; ++frame) tracker.track({});
+  EXPECT_EQ(idsOf(tracker.track({cell(20)})), (Ids{5})) << "all were dead";
 }
 
 TEST(IdentifiedBoxes, CountFromTheTracksOfATracker) {
@@ -91,12 +93,14 @@ TYPED_TEST(BothFilters, CopiesOfABoxTrackerShareItsFilter) {
   const RestoreTracking restore;
   ManualClock::install();
   // Copies that are never destroyed: every destructor would release the filter that they share.
-  alignas(TypeParam) static unsigned char memory[2][sizeof(TypeParam)];
+  alignas(TypeParam) static unsigned char memory[3][sizeof(TypeParam)];
   TypeParam tracker(640, 480), alone(640, 480), again(640, 480);
   tracker.init(0.1f, 0.1f, 0.2f, 0.2f);
   alone.init(0.1f, 0.1f, 0.2f, 0.2f);
   auto* const copy = new (memory[0]) TypeParam(tracker);
-  auto* const assigned = new (memory[1]) TypeParam(1, 1);
+  auto* const assigned = new (memory[1]) TypeParam(64, 48);
+  assigned->init(0.5f, 0.5f, 0.2f, 0.2f);
+  auto* const before = new (memory[2]) TypeParam(*assigned);
   *assigned = tracker;
   TypeParam* const names[] = {&tracker, copy, assigned};
   for (int i = 0; i < 20; ++i) {
@@ -110,6 +114,7 @@ TYPED_TEST(BothFilters, CopiesOfABoxTrackerShareItsFilter) {
   EXPECT_TRUE(sameBits(predicted(tracker), predicted(again)));
   for (TypeParam* const earlier : {copy, assigned})
     EXPECT_TRUE(sameBits(predicted(*earlier), predicted(alone))) << "it lives on";
+  EXPECT_EQ(predicted(*before).x, 0.5f) << "and so does the one replaced";
 }
 
 TYPED_TEST(BothFilters, CopiesShareTracksButNotLists) {
