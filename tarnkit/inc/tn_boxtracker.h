@@ -68,7 +68,7 @@ struct TarnBoundingBoxesTrackerParams {
   std::int32_t lostThreshold = 0;
   /// Confidence of a new track, and the least confidence at which a track is reported.
   std::int32_t validThreshold = 1;
-  /// Confidence stays within plus and minus this.
+  /// A gain lifts confidence to this at most, a loss lowers it to minus this at least.
   std::int32_t maxConfidence = 1;
   /// Frames per second: the Kalman filter's time step and the One-Euro filter's first sampling rate.
   float fps = 25.0f;
@@ -217,7 +217,7 @@ class TN_KITS_API TarnTrackedBoundingBox2D : public TarnBoundingBox2D {
   /// Whether confidence is at least validThreshold.
   bool isValid();
 
-  std::int32_t confidence;     ///< within plus and minus maxConfidence after the first update or miss
+  std::int32_t confidence;     ///< validThreshold at birth; maxConfidence says how far it goes
   std::shared_ptr<T> tracker;  ///< may be empty: then update and miss leave the box unfiltered
 };
 
@@ -243,7 +243,7 @@ class TN_KITS_API TarnBoundingBoxesTracker {
   /// (the oldest of equals); the others miss this frame, even if they overlap another detection. Labels
   /// do not count in the matching: a detection of another label moves the track and costs it
   /// confidence. Detections without a track start new ones, in their order. Tracks with a confidence of
-  /// lostThreshold or less are dropped, new ones included.
+  /// lostThreshold or less are dropped.
   ///
   /// Overlap is intersection over union, but 1 when along both axes one box's extent lies within the
   /// other's. Overlaps that are not a number never match.

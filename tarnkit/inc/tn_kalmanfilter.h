@@ -30,8 +30,9 @@ namespace Tarn {
 /// time. DP, MP and CP are the dimensions of state, measurement and control.
 ///
 /// Sizes are checked by Eigen's own assertions, which are active in every build of the library: a member
-/// or a measurement of the wrong size ends the program there. Numbers are not checked: a singular
-/// innovation covariance gives infinities and NaNs, which reach gain, state and covariance.
+/// that a call reads, or a measurement, of the wrong size ends the program there. A member that the call
+/// only writes takes its size from the result. Numbers are not checked: a singular innovation covariance
+/// gives infinities and NaNs, which reach gain, state and covariance.
 ///
 /// Filters of DP = 12 and MP = 4 take a fast path: products sum over the inner index in ascending order,
 /// and nothing is allocated but correct's copy of its argument. With other sizes Eigen orders the sums
