@@ -1,8 +1,8 @@
-// The multi-box tracker with its full table of overlaps, which the library's tracker does without.
+// The multi-box tracker with its full table of overlaps, which the library's tracker does without, and
+// with a number in every track.
 #ifndef TN_KITS_TESTS_REFERENCE_LITERAL_BOXES_TRACKER_H_
 #define TN_KITS_TESTS_REFERENCE_LITERAL_BOXES_TRACKER_H_
 
-#include <memory>
 #include <vector>
 
 #include "tarnkit/src/tracking/tn_overlap.h"
@@ -15,13 +15,13 @@ class LiteralBoxesTracker {
  public:
   LiteralBoxesTracker(int width, int height) : width_(width), height_(height) {}
 
-  std::vector<Tarn::TarnBoundingBox2D> track(const std::vector<Tarn::TarnBoundingBox2D>& detections) {
+  std::vector<Tarn::TarnIdentifiedBox> track(const std::vector<Tarn::TarnBoundingBox2D>& detections) {
     const float threshold = Tarn::getTrackerParams().iouThreshold;
     const std::size_t rows = tracks_.size(), columns = detections.size();
     std::vector<std::vector<float>> table(rows, std::vector<float>(columns));
     for (std::size_t i = 0; i < rows; ++i)
       for (std::size_t j = 0; j < columns; ++j)
-        table[i][j] = Tarn::computeIoU(&tracks_[i]->x, &detections[j].x, "ltwh");
+        table[i][j] = Tarn::computeIoU(&tracks_[i].record.x, &detections[j].x, "ltwh");
 
     // A row or column of the table keeps its first maximum above the threshold; the rest becomes -0.
     const auto keep_first_maximum = [&](std::size_t count, auto&& entry) {
@@ -46,25 +46,31 @@ class LiteralBoxesTracker {
       for (std::size_t j = 0; j < columns; ++j)
         if (table[i][j] > threshold) {
           found = matched[j] = true;
-          tracks_[i]->update(detections[j]);
+          tracks_[i].record.update(detections[j]);
         }
-      if (!found) tracks_[i]->miss();
+      if (!found) tracks_[i].record.miss();
     }
     for (std::size_t j = 0; j < columns; ++j)
-      if (!matched[j]) tracks_.push_back(std::make_shared<Record>(detections[j], width_, height_));
+      if (!matched[j]) tracks_.push_back({{detections[j], width_, height_}, ++births_});
     for (std::size_t i = tracks_.size(); i-- > 0;)
-      if (!tracks_[i]->isAlive()) tracks_.erase(tracks_.begin() + static_cast<std::ptrdiff_t>(i));
+      if (!tracks_[i].record.isAlive()) tracks_.erase(tracks_.begin() + static_cast<std::ptrdiff_t>(i));
 
-    std::vector<Tarn::TarnBoundingBox2D> result;
-    for (const auto& record : tracks_)
-      if (record->isValid()) result.push_back(*record);
+    std::vector<Tarn::TarnIdentifiedBox> result;
+    for (Track& track : tracks_) {
+      const Tarn::TarnBoundingBox2D& box = track.record;
+      if (track.record.isValid()) result.push_back({box, track.id});
+    }
     return result;
   }
 
  private:
-  using Record = Tarn::TarnTrackedBoundingBox2D<T>;
+  struct Track {
+    Tarn::TarnTrackedBoundingBox2D<T> record;
+    std::int64_t id;
+  };
   int width_, height_;
-  std::vector<std::shared_ptr<Record>> tracks_;
+  std::int64_t births_ = 0;
+  std::vector<Track> tracks_;
 };
 
 }  // namespace tn_test

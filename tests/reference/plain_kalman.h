@@ -19,16 +19,20 @@ struct PlainKalman {
         covariance(filter.correctedErrorCov.cast<double>()) {}
 
   Eigen::MatrixXd F, H, Q, R, state, covariance;
+  Eigen::MatrixXd FP, HP, S, gain, innovation;  // of the last step
 
   void predict() {
     state = (F * state).eval();
-    covariance = (F * covariance * F.transpose() + Q).eval();
+    FP = F * covariance;
+    covariance = FP * F.transpose() + Q;
   }
   // gain = (S^-1 H P)^T, also for covariances that are not symmetric: gain^T solves S gain^T = H P.
   void correct(const Eigen::MatrixXd& z) {
-    const Eigen::MatrixXd S = H * covariance * H.transpose() + R;
-    const Eigen::MatrixXd gain = S.fullPivLu().solve(H * covariance).transpose();
-    state += gain * (z - H * state);
+    HP = H * covariance;
+    S = HP * H.transpose() + R;
+    gain = S.fullPivLu().solve(HP).transpose();
+    innovation = z - H * state;
+    state += gain * innovation;
     covariance = ((Eigen::MatrixXd::Identity(F.rows(), F.cols()) - gain * H) * covariance).eval();
   }
 };

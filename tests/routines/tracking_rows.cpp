@@ -54,27 +54,6 @@ std::vector<std::vector<TarnBoundingBox2D>> scene() {
 }
 
 template <class Filter>
-void oneBox(Digest& digest) {
-  startClock(0.04);
-  Filter filter(kWidth, kHeight);
-  std::mt19937 random(3);
-  filter.init(0.25f, 0.25f, 0.125f, 0.5f);
-  for (int frame = 0; frame < 300; ++frame) {
-    TarnBoundingBox2D box = {0.25f + fraction(random) * 0.1f,
-                             0.25f + fraction(random) * 0.1f,
-                             0.125f,
-                             0.5f + fraction(random) * 0.1f,
-                             0.0f,
-                             0};
-    if (frame % 5 == 4)
-      filter.predict(&box.x, &box.y, &box.w, &box.h);
-    else
-      filter.track(&box.x, &box.y, &box.w, &box.h);
-    add(digest, box);
-  }
-}
-
-template <class Filter>
 void manyBoxes(Digest& digest) {
   startClock(0.003);
   TarnIdentifiedBoxesTracker<Filter> tracker(kWidth, kHeight);
@@ -124,8 +103,6 @@ TrackingOfRows::~TrackingOfRows() {
 const std::vector<TrackingRow>& trackingRows() {
   static const std::vector<TrackingRow> rows = {
       {"Tarn::makeYuvToRgbMatrix", digestOf<colourMatrices>},
-      {"Tarn::TarnKalmanFilterBoxTracker2D", digestOf<oneBox<TarnKalmanFilterBoxTracker2D>>},
-      {"Tarn::TarnOneEuroFilterBoxTracker2D", digestOf<oneBox<TarnOneEuroFilterBoxTracker2D>>},
       {"Tarn::TarnIdentifiedBoxesTracker<TarnKalmanFilterBoxTracker2D>",
        digestOf<manyBoxes<TarnKalmanFilterBoxTracker2D>>},
       {"Tarn::TarnIdentifiedBoxesTracker<TarnOneEuroFilterBoxTracker2D>",

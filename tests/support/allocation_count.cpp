@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::size_t kNever = std::numeric_limits<std::size_t>::max();
 
-std::atomic<std::size_t> count{0}, bytes_asked{0}, released{0}, refused{0};
+std::atomic<std::size_t> count{0}, bytes_asked{0}, held{0};
 // The counts that cannot be had.
 std::atomic<std::size_t> first_failing{kNever}, last_failing{kNever};
 
@@ -17,11 +17,10 @@ std::atomic<std::size_t> first_failing{kNever}, last_failing{kNever};
 bool countBlock(std::size_t bytes) {
   const std::size_t number = count.fetch_add(1, std::memory_order_relaxed) + 1;
   bytes_asked.fetch_add(bytes, std::memory_order_relaxed);
-  if (number < first_failing.load(std::memory_order_relaxed) ||
-      number > last_failing.load(std::memory_order_relaxed))
-    return true;
-  refused.fetch_add(1, std::memory_order_relaxed);
-  return false;
+  const bool had = number < first_failing.load(std::memory_order_relaxed) ||
+                   number > last_failing.load(std::memory_order_relaxed);
+  if (had) held.fetch_add(1, std::memory_order_relaxed);
+  return had;
 }
 
 void* allocate(std::size_t bytes) {
@@ -41,7 +40,7 @@ void* allocateAligned(std::size_t bytes, std::size_t alignment) {
 }
 
 void countRelease(const void* block) {
-  if (block != nullptr) released.fetch_add(1, std::memory_order_relaxed);
+  if (block != nullptr) held.fetch_sub(1, std::memory_order_relaxed);
 }
 void release(void* block) {
 #if !defined(TN_COUNT_MALLOC)
@@ -84,7 +83,7 @@ void operator delete(void* block, std::align_val_t) noexcept { release(block); }
 
 std::size_t tn_test::allocationCount() { return count; }
 std::size_t tn_test::allocatedBytes() { return bytes_asked; }
-std::size_t tn_test::heldBlocks() { return count - refused - released; }
+std::size_t tn_test::heldBlocks() { return held; }
 
 tn_test::FailingAllocation::FailingAllocation(std::size_t nth, bool and_later) {
   const std::size_t number = allocationCount() + nth;

@@ -20,6 +20,10 @@ inline bool sameBox(const Tarn::TarnBoundingBox2D& a, const Tarn::TarnBoundingBo
   return sameBits(a.x, b.x) && sameBits(a.y, b.y) && sameBits(a.w, b.w) && sameBits(a.h, b.h) &&
          sameBits(a.score, b.score) && a.label == b.label;
 }
+inline bool sameBox(const Tarn::TarnIdentifiedBox& a, const Tarn::TarnIdentifiedBox& b) {
+  const Tarn::TarnBoundingBox2D &box_a = a, &box_b = b;
+  return sameBox(box_a, box_b) && a.id == b.id;
+}
 
 }  // namespace tn_test
 

@@ -23,9 +23,7 @@ TYPED_TEST_SUITE(Allocation, tn_test::Filters, tn_test::FilterNames);
 
 // Not even after a NaN.
 TYPED_TEST(Allocation, NoneInTheStepsOfATrack) {
-  const std::size_t before_birth = allocationCount();
   TarnTrackedBoundingBox2D<TypeParam> record({0.1f, 0.1f, 0.2f, 0.2f, 0.5f, 0}, 640, 480);
-  EXPECT_GT(allocationCount(), before_birth);  // the counter counts
   const std::size_t before = allocationCount();
   for (int frame = 0; frame < 100; ++frame) {
     if (frame % 3 == 0)

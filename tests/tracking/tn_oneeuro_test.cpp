@@ -51,7 +51,7 @@ TEST(OneEuroBoxTracker, MatchesAPlainComputation) {
                     static_cast<double>((b.y + b.h) * 1079.0f));
   };
   TarnBoundingBoxesTrackerParams params;
-  params.fps = 40.0f;
+  params.fps = 37.5f;
   params.minCutoff = 1.5f;
   params.beta = -0.001f;
   params.dCutoff = 7.0f;
@@ -60,7 +60,7 @@ TEST(OneEuroBoxTracker, MatchesAPlainComputation) {
   setTrackerParams({});
   EXPECT_EQ(ManualClock::reads, 0);
   for (int i = 0; i < 4; ++i) {
-    plain[i] = {40.0, 1.5, static_cast<double>(-0.001f), 7.0};
+    plain[i] = {37.5, 1.5, static_cast<double>(-0.001f), 7.0};
     plain[i].output = corners(start)(i);  // what predictions before the first measurement give
   }
   std::mt19937 random(9);

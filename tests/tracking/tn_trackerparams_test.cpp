@@ -12,9 +12,7 @@ namespace {
 
 using namespace Tarn;
 using Params = TarnBoundingBoxesTrackerParams;
-
 using Limits = std::numeric_limits<float>;
-constexpr float kInfinity = Limits::infinity();
 
 bool sameParams(const Params& a, const Params& b) { return std::memcmp(&a, &b, sizeof(Params)) == 0; }
 
@@ -26,9 +24,9 @@ TEST(TrackerParams, RefusalsNameTheFieldAndChangeNothing) {
   const tn_test::RestoreTracking restore;
   Params kept;
   kept.fps = 30.0f;
-  kept.reserved = 7.0f;
+  kept.maxConfidence = 9;
   setTrackerParams(kept);
-  const auto expectRefusal = [&](const std::string& name, auto field, auto value) {
+  const auto expect_refusal = [&](const std::string& name, auto field, auto value) {
     Params params;
     params.*field = value;
     const std::string fault = tn_test::FaultOf([&] { setTrackerParams(params); });
@@ -44,19 +42,18 @@ TEST(TrackerParams, RefusalsNameTheFieldAndChangeNothing) {
       {"iouThreshold", &Params::iouThreshold, -0.001f},
       {"iouThreshold", &Params::iouThreshold, 1.001f},
       {"fps", &Params::fps, 0.0f},
-      {"fps", &Params::fps, -25.0f},
       {"minCutoff", &Params::minCutoff, -1.0f},
-      {"beta", &Params::beta, kInfinity},
+      {"beta", &Params::beta, Limits::infinity()},
       {"dCutoff", &Params::dCutoff, -0.5f},
       {"processNoise", &Params::processNoise, -1e-9f},
       {"measurementNoise", &Params::measurementNoise, -1.0f},
   };
   for (const Case& c : cases)
-    for (const float value : {c.beyond, kInfinity, -kInfinity, Limits::quiet_NaN()})
-      expectRefusal(c.name, c.field, value);
-  expectRefusal("maxConfidence", &Params::maxConfidence, 0);
-  expectRefusal("validThreshold", &Params::validThreshold, 2);
-  expectRefusal("lostThreshold", &Params::lostThreshold, 1);
+    for (const float value : {c.beyond, Limits::infinity(), -Limits::infinity(), Limits::quiet_NaN()})
+      expect_refusal(c.name, c.field, value);
+  expect_refusal("maxConfidence", &Params::maxConfidence, 0);
+  expect_refusal("validThreshold", &Params::validThreshold, 2);
+  expect_refusal("lostThreshold", &Params::lostThreshold, 1);
 }
 
 TEST(TrackerParams, TakesTheEdges) {

@@ -1,9 +1,6 @@
 // Identities and copies: what outlives a frame. Linked as a caller links the library.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <random>
-
 #include "tests/tracking/tracking_test_support.h"
 #include "tn_boxtracker.h"
 
@@ -24,35 +21,6 @@ std::vector<std::int64_t> idsOf(const std::vector<TarnIdentifiedBox>& boxes) {
   std::vector<std::int64_t> ids;
   for (const auto& box : boxes) ids.push_back(box.id);
   return ids;
-}
-
-// Cells come and go by the hundred in every frame; which of them a track belongs to shows in its label.
-TEST(IdentifiedBoxes, ThousandsOfBirthsAndDeaths) {
-  std::mt19937 random(2);
-  Identified identified(1024, 1024);
-  TarnBoundingBoxesTracker<Kalman> plain(1024, 1024);
-  std::vector<std::int64_t> id_of_cell(64 * 64, 0);
-  std::int64_t next = 1;
-  for (int frame = 0; frame < 12; ++frame) {
-    Boxes detections;
-    std::vector<bool> present(id_of_cell.size());
-    for (std::size_t n = 0; n < id_of_cell.size(); n += 4)
-      if ((present[n] = random() % 3 != 0)) detections.push_back(cell(n));
-    std::shuffle(detections.begin(), detections.end(), random);
-    for (const auto& d : detections) {
-      std::int64_t& id = id_of_cell[static_cast<std::size_t>(d.label)];
-      if (id == 0) id = next++;
-    }
-    for (std::size_t n = 0; n < present.size(); ++n)
-      if (!present[n]) id_of_cell[n] = 0;
-
-    const std::vector<TarnIdentifiedBox> got = identified.track(detections);
-    const Boxes expected = plain.track(detections);
-    ASSERT_TRUE(sameBoxes(Boxes(got.begin(), got.end()), expected));
-    for (const auto& box : got)
-      ASSERT_EQ(box.id, id_of_cell[static_cast<std::size_t>(box.label)]) << "frame " << frame;
-  }
-  EXPECT_GT(next, 3000);
 }
 
 TEST(IdentifiedBoxes, TracksKeepTheirIdentityWhileTheyAreNotReported) {

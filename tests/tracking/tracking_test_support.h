@@ -15,7 +15,8 @@ namespace tn_test {
 
 using Boxes = std::vector<Tarn::TarnBoundingBox2D>;
 
-inline bool sameBoxes(const Boxes& a, const Boxes& b) {
+template <class Box>
+bool sameBoxes(const std::vector<Box>& a, const std::vector<Box>& b) {
   bool same = a.size() == b.size();
   for (std::size_t i = 0; same && i < a.size(); ++i) same = sameBox(a[i], b[i]);
   return same;
