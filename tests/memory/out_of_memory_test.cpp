@@ -27,6 +27,7 @@ using tn_test::allocationCount;
 using tn_test::Boxes;
 using tn_test::Bytes;
 using tn_test::Digest;
+using tn_test::heldBlocks;
 using tn_test::ManualClock;
 
 constexpr int kWidth = 640, kHeight = 480;
@@ -253,7 +254,10 @@ struct Toolkit {
 TEST(OutOfMemory, AToolkitIsNotMade) {
   for (const auto& [w, h, out_w, out_h] :
        {std::array{64, 48, 160, 90}, std::array{322, 180, 128, 96}, std::array{640, 48, 40, 24}}) {
+    SCOPED_TRACE(w);
+    const std::size_t held = heldBlocks();
     expectAllOrNothing<Toolkit>(w, h, out_w, out_h);
+    EXPECT_EQ(heldBlocks(), held);
     const std::size_t before = tn_test::allocationCount();
     Toolkit(w, h, out_w, out_h).act();
     EXPECT_EQ(tn_test::allocationCount() - before, 7u);
@@ -293,7 +297,9 @@ TEST(OutOfMemory, ATensorIsTheOneFromBefore) {
     for (const std::uint32_t orient : {0u, std::uint32_t{TN_ORIENT_ROTATE_180}})
       for (const bool crop : {false, true}) {
         SCOPED_TRACE(testing::Message() << "format " << format << ", orient " << orient);
+        const std::size_t held = heldBlocks();
         expectAllOrNothing<NetworkInput>(format, orient, crop);
+        EXPECT_EQ(heldBlocks(), held);
       }
 }
 
