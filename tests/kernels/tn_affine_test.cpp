@@ -2,8 +2,9 @@
 // plain forms is in the table of routines.
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstring>
+#include <algorithm>
+#include <cstddef>
+#include <vector>
 
 #include "tests/reference/affine_reference.h"
 #include "tests/support/test_support.h"
@@ -95,15 +96,20 @@ TEST(AffineMeaning, FarOutIsZeroOrTheEdge) {
   expectPicture(kWarps[3], above, [](auto at, int q, int, int j) { return at(q, 0, j); });
 }
 
-TEST(AffineMeaning, TheReplicatingWarpWorksInPlace) {
+TEST(AffineMeaning, TheReplicatingWarpWorksInPlaceAndOnTensorsThatOverlap) {
   const Planes source = makePlanes(45, 30, 3);
   Planes expected = source;
   tn_reference::warpReplicating(source, expected, kTurned.m);
+  const std::ptrdiff_t n = 45 * 30 * 3;
   ForEachTarget([&] {
-    Mat both(45, 30, 3);
-    std::memcpy(both.data, source.values.data(), source.values.size() * sizeof(float));
-    affine_sse_hwc(both, both, kTurned.m);
-    EXPECT_EQ(std::memcmp(both.data, expected.values.data(), expected.values.size() * sizeof(float)), 0);
+    // Floats from the source to the destination.
+    for (const std::ptrdiff_t apart : {std::ptrdiff_t{0}, std::ptrdiff_t{50}, n - 1, 1 - n}) {
+      std::vector<float> memory(static_cast<std::size_t>(3 * n));
+      float* const src = memory.data() + n;
+      std::copy(source.values.begin(), source.values.end(), src);
+      affine_sse_hwc(view(src, source), view(src + apart, source), kTurned.m);
+      EXPECT_TRUE(std::equal(expected.values.begin(), expected.values.end(), src + apart)) << apart;
+    }
   });
 }
 

@@ -1,5 +1,6 @@
-// The words in which the checked routines refuse. That they take exact buffers and refuse smaller ones
-// is shown by the table of routines.
+// Sizes that have no extents, and the words in which the checked routines refuse. What extents are, and
+// that the checked routines take exact buffers and refuse smaller ones, is shown by the table of
+// routines.
 #include "tn_checked.h"
 
 #include <gtest/gtest.h>
@@ -23,6 +24,66 @@ using tn_test::FaultOf;
 
 constexpr int kMost = std::numeric_limits<int>::max(), kLeast = std::numeric_limits<int>::min();
 
+TEST(Extents, CountsOverflowBehindTheLargestExtent) {
+  using Tarn::extents::Count;
+  const Count most = std::numeric_limits<std::int64_t>::max(), negative = -1;
+  for (const Count fits : {most + most, most * 2, most * 2 + 0, most * 0 * 9, Count(0) / 3})
+    EXPECT_TRUE(fits.valid());
+  EXPECT_EQ((most + most).value(), Tarn::kNoExtent.bytes - 1);
+  for (const Count too_many :
+       {most + most + 1, most * 3, (most + most) * 2, most * 3 / 9, negative, negative + 5, negative * 0,
+        Tarn::extents::larger(negative, 5), Tarn::extents::larger(5, negative)})
+    EXPECT_FALSE(too_many.valid());
+}
+
+TEST(Extents, SizesOutsideAContractHaveNoneForAnyBuffer) {
+  using namespace Tarn;
+  const auto warp = [](int w, int h, int c, int dw) {
+    const WarpExtents e = warpExtents(w, h, dw, 1, c);
+    EXPECT_EQ(e.matrix == kNoExtent, e.src == kNoExtent);
+    return TransferExtents{e.src, e.dst};
+  };
+  const auto input = [](int format, int w, int h, int to_w, int to_h) {
+    const NetworkInputExtents e = networkInputExtents(format, w, h, to_w, to_h);
+    EXPECT_EQ(e.work_b == kNoExtent, e.work_a == kNoExtent);
+    return TransferExtents{e.image, e.work_a};
+  };
+  // Each line: the last sizes that are in the contract, then the first ones that are not.
+  const struct {
+    TransferExtents within;
+    std::vector<TransferExtents> beyond;
+  } cases[] = {
+      {resizeExtents(1, 1, 3, 3, 1), {resizeExtents(0, 4, 3, 3, 1), resizeExtents(4, 0, 3, 3, 1)}},
+      {cutPixelsExtents(65536, 65536, 1, 1, 65535, 32767, 1),
+       {cutPixelsExtents(65536, 65536, 1, 1, 0, 32768, 1)}},
+      {cutPlanesExtents(9, 8, 4, 3, 5, 5, 2),
+       {cutPlanesExtents(9, 8, 4, 3, 6, 5, 2), cutPlanesExtents(9, 8, 4, 3, 5, 6, 2),
+        cutPlanesExtents(9, 8, 4, 3, -1, 5, 2), cutPixelsExtents(9, 8, 4, 3, 5, -1, 2),
+        cutPixelsExtents(9, 8, 10, 3, 0, 0, 2), cutPixelsExtents(9, 8, 4, 9, 0, 0, 2),
+        cutPlanesExtents(kMost, kMost, 1, 1, kMost - 1, kMost - 1, 5)}},
+      {pasteExtents(5, 4, 5, 4, 3), {pasteExtents(4, 9, 5, 4, 3), pasteExtents(9, 3, 5, 4, 3)}},
+      {fromPixelsExtents(8 | 2 << 16, 4, 3),
+       {fromPixelsExtents(3, 4, 3), fromPixelsExtents(1 | 3 << 16, 4, 3),
+        fromPixelsExtents(-0xffff, 4, 3)}},
+      {warp(kMost, kMost, 1, 1), {warp(kMost, kMost, 5, 1)}},
+      {input(TN_PIX_FMT_RGB, 1, 1, 1, 1),
+       {input(TN_PIX_FMT_RGB, 0, 1, 1, 1), input(TN_PIX_FMT_RGB, 1, 0, 1, 1),
+        input(TN_PIX_FMT_RGB, 1, 1, 0, 1), input(TN_PIX_FMT_RGB, 1, 1, 1, 0),
+        input(TN_PIX_FMT_YUV420V, 2, 2, 1, 1)}},
+      {resampleExtents(4, 4, 0, 4, 4), {resampleExtents(4, 4, -1, 4, 4)}},
+      {convertExtents(9, 7, 8, 6), {convertExtents(9, 7, 7, 6), convertExtents(9, 7, 8, 5)}},
+      {cropExtents(false, 9, 9, 5, 4, 2, 2, 6, 5),
+       {cropExtents(false, 9, 9, 4, 4, 2, 2, 6, 5), cropExtents(true, 9, 9, 5, 3, 2, 2, 6, 5),
+        cropExtents(true, 0, 9, 5, 4, 2, 2, 6, 5), cropExtents(true, 9, 9, 5, 4, kLeast, 2, kMost, 5)}},
+  };
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    const auto& [within, beyond] = cases[i];
+    EXPECT_TRUE(within.src != kNoExtent && within.dst != kNoExtent) << i;
+    for (const TransferExtents& none : beyond)
+      EXPECT_TRUE(none.src == kNoExtent && none.dst == kNoExtent) << i << ", " << &none - beyond.data();
+  }
+}
+
 // Views without memory behind them: nothing may be touched.
 constexpr std::size_t kAmple = std::size_t{1} << 40;
 // NOLINTNEXTLINE(performance-no-int-to-ptr): an address is all that is wanted
@@ -36,7 +97,8 @@ TEST(Checked, SentencesNameTheArgumentAndWhatItMustBe) {
     std::function<void()> call;
     const char* sentence;
   } cases[] = {
-      {[] { checked::yuv420f_to_rgb(kFrom, 0, 2, kTo); }, "w is 0; it must be from 1 to 16777216"},
+      {[] { checked::yuv420f_to_rgb(kFrom, (1 << 24) + 1, 2, kTo); },
+       "w is 16777217; it must be from 1 to 16777216"},
       {[] { checked::nv12_to_rgb_fast_asm(kFrom, 1 << 24, 1 << 24, kTo); },
        "src would be too large; a 16777216x16777216 frame with the chroma that is read behind it needs "
        "more than 2147483647 bytes"},
@@ -107,7 +169,11 @@ TEST(CheckedToolKit, SentencesNameTheRecordAndWhatItMustBe) {
        "in has pixel format 4 (BGRA); it must be one of NV12, NV21, YUV420V"},
       {[&] { kit.convert(frame(TN_PIX_FMT_NV12, 1080, 1920, 3110400), room); },
        "in is 1080x1920; it must be 1920x1080"},
+      {[&] { kit.convert(frame(TN_PIX_FMT_NV21, 1920, 1080, 3110400), small); },
+       "out has pixel format 7 (NV12); it must be one of CHW_F32"},
       {[&] { convert(small, tensor(6, 6, 1000)); }, "out is 6x6; it must be 8x6"},
+      {[&] { convert(frame(TN_PIX_FMT_NV12, (1 << 24) + 1, 6, 72), room); },
+       "in is 16777217x6; its sides must be from 1 to 16777216"},
       {[&] { crop(small, small_out, kLeast, 0, kMost, 3); },
        "out is 4x4; it must be at least 4294967296x4 like the rectangle"},
       {[&] { crop(small, small_out, 2, 3, 2, 2); },
@@ -178,6 +244,23 @@ TEST(CheckedInput, SentencesNameTheArgumentAndWhatItMustBe) {
   EXPECT_EQ(FaultOf([&] { checked::affine_sse_hwc(small, small, matrix); }), "");
   EXPECT_EQ(FaultOf([&] { checked::affine(small, floatsAt(bytes + 144, 4, 3, 3), matrix); }), "");
   EXPECT_EQ(FaultOf([&] { cover({memory.data() + 36, 300}, 5, 5, small); }), "");
+}
+
+TEST(CheckedInput, WhatIsGivenArrives) {
+  struct : TarnCPU::Allocator {
+    void* allocate(std::size_t) override { return memory; }
+    void release(void*) override {}
+    alignas(64) float memory[64] = {};
+  } allocator;
+  const Mat view =
+      checked::from_float_array({allocator.memory, 96}, 4, 3, 2, TarnCPU::TensorShape::HWC, &allocator);
+  EXPECT_EQ((std::vector<int>{view.layout, view.c, view.h, view.w}), (std::vector<int>{2, 2, 3, 4}));
+  EXPECT_TRUE(view.data == allocator.memory && view.allocator == &allocator);
+  const std::uint8_t pixels[36] = {};
+  EXPECT_EQ(checked::from_pixels({pixels, 36}, 1, 4, 3, &allocator).data, allocator.memory);
+  checked::TarnYUVToolKit kit(8, 6, 4, 3, 4, 4);
+  kit.setCvtMat({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
+  EXPECT_EQ(kit.getCvtMat().offset[2], 12.0f);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 
 namespace {
 
@@ -45,6 +46,18 @@ TEST(ColorMatrix, HasThePublishedCoefficients) {
         EXPECT_NEAR(apply(mat, channel, limited ? 235 : 255, 128, 128), 255.0, 1e-4) << channel;
       }
     }
+}
+
+TEST(ColorMatrix, WhatNoListHasIsTheFirstOfIt) {
+  YuvToRgbOptions first, other;
+  first.standard = YuvStandard::kBt601;
+  first.range = YuvRange::kFull;
+  other.standard = static_cast<YuvStandard>(3);
+  other.range = static_cast<YuvRange>(2);
+  other.chroma_order = static_cast<ChromaOrder>(2);
+  other.channel_order = static_cast<ChannelOrder>(-1);
+  const _ConvertMatrixFromYUV a = makeYuvToRgbMatrix(first), b = makeYuvToRgbMatrix(other);
+  EXPECT_EQ(std::memcmp(&a, &b, sizeof a), 0);
 }
 
 TEST(ColorMatrix, FoldsOrderAndNormalisation) {

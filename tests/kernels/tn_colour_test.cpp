@@ -18,17 +18,15 @@ using namespace TarnCPU;
 using tn_test::ForEachTarget;
 using tn_test::Guarded;
 
-using Kernel = void (*)(const unsigned char*, unsigned char*, int);
-
 struct Format {
   const char* name;
-  Kernel gray, planar;
+  void (*gray)(const unsigned char*, unsigned char*, int);
   std::size_t step, red, green, blue;  // bytes in a pixel, and where the channels sit in it
 };
 const Format kFormats[] = {
-    {"BGRA", getGray_from_BGRA_HWC, getRGB_CHW_from_BGRA_HWC, 4, 2, 1, 0},
-    {"RGBA", getGray_from_RGBA_HWC, getRGB_CHW_from_RGBA_HWC, 4, 0, 1, 2},
-    {"RGB", getGray_from_RGB_HWC, getRGB_CHW_from_RGB_HWC, 3, 0, 1, 2},
+    {"BGRA", getGray_from_BGRA_HWC, 4, 2, 1, 0},
+    {"RGBA", getGray_from_RGBA_HWC, 4, 0, 1, 2},
+    {"RGB", getGray_from_RGB_HWC, 3, 0, 1, 2},
 };
 
 struct Colour {

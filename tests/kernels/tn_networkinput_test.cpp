@@ -1,5 +1,5 @@
-// Network input preparation beside its table rows: padding, formats that are refused, failures, turns
-// inside it, and boxes by hand.
+// Network input preparation beside its table rows: padding, formats that are refused, failures, the
+// tensor's memory, and boxes by hand.
 #include "tarnkit/src/cpu_x86/tn_networkinput_cpu_x86.h"
 
 #include <gtest/gtest.h>
@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <array>
 #include <climits>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -21,17 +20,7 @@ namespace {
 
 using TarnCPU::Mat;
 using TarnCPU::TN_CV;
-using tn_test::ForEachTarget;
 using tn_test::Guarded;
-using tn_test::RandomBytes;
-
-struct Size {
-  int w, h;
-};
-
-std::size_t pixels(Size size) {
-  return static_cast<std::size_t>(size.w) * static_cast<std::size_t>(size.h);
-}
 
 const int kWithoutChromaPairs[] = {TN_PIX_FMT_YUVI420, TN_PIX_FMT_BGRA, TN_PIX_FMT_RGBA, TN_PIX_FMT_BGR,
                                    TN_PIX_FMT_RGB};
@@ -105,21 +94,24 @@ TEST(NetworkInput, FailuresOfThePlanarColoursAreLoggedAndGoOn) {
   EXPECT_EQ(log.take(), Lines{"E/Tarn: yuv420f_to_rgb error"});
 }
 
-TEST(HalfTurn, PutsTheLastPixelFirst) {
-  ForEachTarget([] {
-    for (const Size size : {Size{1, 1}, Size{3, 2}, Size{17, 5}, Size{64, 3}, Size{70, 33}})
-      for (const int c : {1, 2, 3, 4, 5}) {
-        const std::size_t step = static_cast<std::size_t>(c), n = pixels(size);
-        const Guarded src = RandomBytes(n * step);
-        Guarded dst(n * step);
-        TarnCPU::rotate180_pixels(src.data(), size.w, size.h, dst.data(), c);
-        for (std::size_t i = 0; i < n; ++i)
-          ASSERT_EQ(std::memcmp(dst.data() + (n - 1 - i) * step, src.data() + i * step, step), 0)
-              << size.w << "x" << size.h << ", " << c << " bytes, pixel " << i;
-      }
-  });
-  TarnCPU::rotate180_pixels(nullptr, 4, 0, nullptr, 3);
-  TarnCPU::rotate180_pixels(nullptr, 4, INT_MIN, nullptr, 3);
+// A loop over frames gets the same memory again, and who kept the tensor before keeps it as it was.
+TEST(NetworkInput, TheOldTensorIsDroppedBeforeTheNewOneIsMade) {
+  constexpr int kSide = 160;  // of tensors large enough that a dropped block is kept
+  std::vector<unsigned char> pixels(3 * 64, 9), work_a(4 * kSide * kSide), work_b = work_a;
+  const _TN_Image image = {0, TN_PIX_FMT_RGB, 8, 8, 0, pixels.data()};
+  Mat out;
+  const auto fill = [&](unsigned char value) {
+    std::fill(pixels.begin(), pixels.end(), value);
+    TN_CV::getInMat(&image, out, 0, kSide, kSide, work_a.data(), work_b.data());
+    return out.data;
+  };
+  const void* const first = fill(9);
+  EXPECT_EQ(fill(17), first);
+  const Mat kept = out;
+  EXPECT_NE(fill(33), first);
+  EXPECT_EQ(kept.row(0)[0], 17.0f);
+  EXPECT_EQ(out.row(0)[0], 33.0f);
+  EXPECT_EQ(*out.refcount, 1);
 }
 
 // The extents come from box_width and box_height, not from the corners, and nothing is clamped.
@@ -136,6 +128,7 @@ TEST(CropBox, TakesExtentsAsGiven) {
     int left = -4, top = 7, right = 500, bottom = 600, bw = 40, bh = 30;
     TN_CV::rectify_cropbox(&image, left, top, right, bottom, bw, bh);
     const int actual[4] = {left, top, right, bottom};
+    EXPECT_TRUE(bw == 40 && bh == 30) << "extents are only read";
     EXPECT_TRUE(std::equal(actual, actual + 4, k.expected))
         << "orient " << k.orient << ": " << left << "," << top << "," << right << "," << bottom;
   }

@@ -10,6 +10,8 @@
 
 namespace {
 
+TEST(Version, IsTheProjects) { EXPECT_STREQ(Tarn::libraryVersion(), TN_PROJECT_VERSION); }
+
 TEST(Version, NamesTheInstructionSetThatTheKernelsUse) {
   std::set<std::string> names;
   tn_test::ForEachTarget([&] {

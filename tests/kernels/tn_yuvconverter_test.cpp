@@ -1,5 +1,5 @@
-// The YUV toolkit beside its table rows: values worked out by hand, tables, the object's fields and
-// memory.
+// The YUV toolkit and the crops beside their table rows: values worked out by hand, tables, the
+// object's fields and memory.
 #include "tn_yuvconverter.h"
 
 #include <gtest/gtest.h>
@@ -44,8 +44,11 @@ TEST(YuvConvert, ExtrapolatesAtTheFirstSamplesOfADoubledFrame) {
   std::uint8_t frame[] = {10, 20, 30, 50, 200, 100};
   float tensor[3 * 4 * 4];
   TarnYUVToolKit kit(2, 2, 1, 1, 4, 4);
-  kit.setCvtMat({1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0.5f});
-  kit.convert({0, TN_PIX_FMT_NV12, 2, 2, 0, frame}, {0, TN_PIX_FMT_CHW_F32, 4, 4, 0, tensor});
+  // In force is the matrix that was set last.
+  for (const float offset : {7.0f, 0.5f}) {
+    kit.setCvtMat({1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, offset});
+    kit.convert({0, TN_PIX_FMT_NV12, 2, 2, 0, frame}, {0, TN_PIX_FMT_CHW_F32, 4, 4, 0, tensor});
+  }
   // Column 0 weighs 1.25 and -0.25, column 1 the other way 0.75 and 0.25; rows alike.
   EXPECT_EQ(tensor[0], 1.25f * (1.25f * 10 - 0.25f * 20) - 0.25f * (1.25f * 30 - 0.25f * 50));
   EXPECT_EQ(tensor[1], 1.25f * (0.75f * 10 + 0.25f * 20) - 0.25f * (0.75f * 30 + 0.25f * 50));
@@ -68,7 +71,6 @@ TEST(YuvConvert, ZeroMatrixGivesPositiveZero) {
   Guarded frame = RandomBytes(20 * 10 * 3 / 2);
   for (const int width : {20, 64}) {
     TarnYUVToolKit kit(20, 10, 10, 5, width, 10);
-    for (const float c : kit.getCvtMat().coef) EXPECT_EQ(c, 0.0f);
     const std::size_t bytes = 4 * 3 * 10 * count(width);
     const Guarded zeros(bytes, 0);
     ForEachTarget([&] {
@@ -172,6 +174,27 @@ TEST(YuvToolKit, AssignmentSharesTheBuffersAndCopiesTheMatrix) {
   target.convert(image(TN_PIX_FMT_NV12, 8, 6, frame), image(TN_PIX_FMT_CHW_F32, 2, 2, b));
   EXPECT_TRUE(sameBits(a, b));
   ::operator delete(&target);
+}
+
+TEST(YuvCrop, PlacesBytesWhereTheyBelong) {
+  std::uint8_t frame[8 * 6 * 3 / 2];
+  for (std::size_t i = 0; i < sizeof frame; ++i) frame[i] = static_cast<std::uint8_t>(i);
+  std::uint8_t whole[sizeof frame], shifted[12 * 8 * 3 / 2];
+  const _TN_Image in{0, TN_PIX_FMT_NV12, 8, 6, 0, frame}, same{0, TN_PIX_FMT_NV12, 8, 6, 0, whole};
+  for (const auto routine : {TarnYUVToolKit::Crop, TarnYUVToolKit::Crop_YUVI420}) {
+    std::memset(whole, kUntouched, sizeof whole);
+    routine(in, same, 0, 0, 7, 5);
+    EXPECT_EQ(std::memcmp(whole, frame, sizeof frame), 0) << "the whole frame";
+
+    std::memset(shifted, kUntouched, sizeof shifted);
+    routine(in, {0, TN_PIX_FMT_NV12, 12, 8, 0, shifted}, -4, -2, 7, 5);
+    for (int i = 0; i < 2 * 12; ++i) EXPECT_EQ(shifted[i], kUntouched) << "rows above";
+    for (int x = 0; x < 4; ++x) EXPECT_EQ(shifted[2 * 12 + x], kUntouched) << "columns before";
+    EXPECT_EQ(shifted[2 * 12 + 4], frame[0]);
+    EXPECT_EQ(shifted[7 * 12 + 11], frame[47]);
+  }
+  EXPECT_EQ(shifted[96 + 6 + 2], frame[48]) << "first U";
+  EXPECT_EQ(shifted[96 + 24 + 6 + 2], frame[48 + 12]) << "first V";
 }
 
 TEST(YuvConvertSameSizeDeathTest, RefusesOtherFormats) {

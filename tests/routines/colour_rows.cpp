@@ -12,7 +12,7 @@ using TarnCPU::TN_CV;
 
 template <class Extents, class Call, class Checked, class Plain>
 void addOfFrame(Table& table, const char* name, Extents extents, Call call, Checked form, Plain plain) {
-  Routine routine = {name, 2, {}, {}, {}, {}, {}, {}};
+  Routine routine = {name, 2};
   for (const Size s : sizes()) routine.cases.push_back({s.w, s.h});
   routine.draw = [](Dice& dice) { return Numbers{dice.between(1, 300), dice.between(1, 40)}; };
   routine.buffers = [=](const Numbers& n) { return transfer(extents(n[0], n[1])); };
@@ -26,7 +26,7 @@ void addOfFrame(Table& table, const char* name, Extents extents, Call call, Chec
 template <class Extents, class Call, class Checked, class Plain>
 void addOfCount(Table& table, const char* name, int c, Extents extents, Call call, Checked form,
                 Plain plain) {
-  Routine routine = {name, 1, {}, {}, {}, {}, {}, {}};
+  Routine routine = {name, 1};
   for (int n = 1; n <= 300; n += n < 140 ? 1 : 23) routine.cases.push_back({n});
   routine.cases.insert(routine.cases.end(), {{1000}, {4099}});
   routine.draw = [](Dice& dice) { return Numbers{dice.between(1, 2000)}; };

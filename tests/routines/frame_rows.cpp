@@ -30,7 +30,7 @@ std::vector<Buffer> frameAndTensor(const Tarn::TransferExtents& extents) {
 
 // Numbers: src_w, src_h, dst_w, dst_h, src_uv_w.
 Routine resample() {
-  Routine routine = {"Tarn::TarnYUVToolKit::convert", 4, {}, {}, {}, {}, {}, {}};
+  Routine routine = {"Tarn::TarnYUVToolKit::convert", 4};
   // clang-format off
   routine.cases = {
       // Down by fractions, by whole numbers with outputs on samples (3, 5) and between them (2, 4), and so
@@ -66,9 +66,10 @@ Routine resample() {
   routine.call = [](const Numbers& n, const Memory& at) {
     TarnYUVToolKit kit(n[0], n[1], n[4], n[1] / 2, n[2], n[3]);
     kit.setCvtMat(matrix());
-    // Nothing of the first frame's scratch may show in the second; the record's own sizes do not count.
-    for (int frame = 0; frame < 2; ++frame)
-      kit.convert(image(TN_PIX_FMT_NV12, 1, 1, at[0]), image(TN_PIX_FMT_CHW_F32, 1, 1, at[1]));
+    // Nothing of another frame before may show; the record's own sizes do not count.
+    Bytes other(Tarn::resampleExtents(n[0], n[1], n[4], n[2], n[3]).src.bytes, 0xEE);
+    for (std::uint8_t* const frame : {other.data(), at[0]})
+      kit.convert(image(TN_PIX_FMT_NV12, 1, 1, frame), image(TN_PIX_FMT_CHW_F32, 1, 1, at[1]));
   };
   routine.checked = [](const Numbers& n, const Views& v) {
     // The tables take 36 bytes an output pixel; who calls must bound that.
@@ -88,7 +89,7 @@ Routine resample() {
 
 // Numbers: w, h, columns and rows that the tensor has more, format.
 Routine sameSize() {
-  Routine routine = {"Tarn::TarnYUVToolKit::Convert", 2, {}, {}, {}, {}, {}, {}};
+  Routine routine = {"Tarn::TarnYUVToolKit::Convert", 2};
   routine.cases = {{66, 4, 0, 0, TN_PIX_FMT_NV21},
                    {30, 20, 0, 0, TN_PIX_FMT_YUVI420},  // read as interleaved pairs all the same
                    {18, 2, 0, 0, TN_PIX_FMT_YUV420V},
@@ -125,7 +126,7 @@ Routine sameSize() {
 // Numbers: in_w, in_h, out_w, out_h, x0, y0, x1, y1.
 constexpr int kMost = std::numeric_limits<int>::max(), kLeast = std::numeric_limits<int>::min();
 Routine crop(const char* name, bool planar) {
-  Routine routine = {name, 4, {}, {}, {}, {}, {}, {}};
+  Routine routine = {name, 4};
   // clang-format off
   routine.cases = {
       // The whole frame; a part inside; one that reaches beyond it to the left, to the right, on all sides.

@@ -14,7 +14,7 @@ using Plain = Bytes (*)(const std::uint8_t* src, int w, int h, int c);
 
 template <class Call, class Checked>
 void addTurn(Table& table, const char* name, int c, Call call, Checked form, Plain plain) {
-  Routine routine = {name, 2, {}, {}, {}, {}, {}, {}};
+  Routine routine = {name, 2};
   // Every size up to some blocks; then wider than a strip of the loop, and higher than two of its steps.
   for (int w = 1; w <= 40; ++w)
     for (int h = 1; h <= 40; ++h) routine.cases.push_back({w, h});
@@ -31,7 +31,7 @@ void addTurn(Table& table, const char* name, int c, Call call, Checked form, Pla
 
 template <class Call, class Checked>
 void addMirror(Table& table, const char* name, Call call, Checked form, Plain plain) {
-  Routine routine = {name, 3, {}, {}, {}, {}, {}, {}};
+  Routine routine = {name, 3};
   for (const int c : {1, 2, 3, 4, 5, 16})
     for (int w = 1; w <= 70; ++w) routine.cases.push_back({w, 1 + w % 3, c});
   for (const int c : {1, 3, 4})
@@ -55,7 +55,7 @@ void addMirror(Table& table, const char* name, Call call, Checked form, Plain pl
 
 // Numbers: src_w, src_h, w, h, c, x0, y0. `element`: bytes of a channel's value.
 void addCut(Table& table, const char* name, bool planes) {
-  Routine routine = {name, 5, {}, {}, {}, {}, {}, {}};
+  Routine routine = {name, 5};
   for (const int c : {1, 2, 3, 4, 7})
     for (const Numbers& k : std::vector<Numbers>{{1, 1, 1, 1, c, 0, 0},
                                                  {9, 5, 9, 5, c, 0, 0},

@@ -29,7 +29,7 @@ _TN_Image image(const Numbers& n, void* data) {
 }
 
 Routine routine(const char* name, bool cropped) {
-  Routine routine = {name, 4, {}, {}, {}, {}, {}, {}};
+  Routine routine = {name, 4};
   const auto add = [&](Numbers numbers, const Numbers& crop) {
     if (cropped) numbers.insert(numbers.end(), crop.begin(), crop.end());
     routine.cases.push_back(numbers);
@@ -145,7 +145,7 @@ Size carried(int x, int y, int orient) {
 // Numbers: orient, left, top, right, bottom. Every box of a small picture; the corners that come out are
 // the written buffer. The plain form looks for the pixels that come to lie in the box.
 Routine cropBox() {
-  Routine routine = {"TarnCPU::TN_CV::rectify_cropbox", 0, {}, {}, {}, {}, {}, {}};
+  Routine routine = {"TarnCPU::TN_CV::rectify_cropbox", 0};
   for (int bits = 0; bits < 64; ++bits) {
     const int orient = (bits & 31) | (bits & 32) << 1;
     const Size size = upright(orient);

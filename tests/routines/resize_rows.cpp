@@ -21,7 +21,7 @@ Numbers drawSizes(Dice& dice) {
 
 template <class Call, class Checked, class Plain>
 void addResizer(Table& table, const char* name, int c, Call call, Checked form, Plain plain) {
-  Routine routine = {name, 4, {}, {}, {}, {}, {}, {}};
+  Routine routine = {name, 4};
   // Rows around the 16 bytes of a window, and scales at which a block of samples takes 1, 2, 4 or 8
   // windows, or more than that; outputs around a step of each vector width.
   for (const int sw : {1, 2, 3, 4, 5, 6, 7, 8, 9, 15, 16, 17, 18, 40, 100, 333, 1500})
@@ -56,7 +56,7 @@ void addResizer(Table& table, const char* name, int c, Call call, Checked form, 
 
 template <class Call, class Checked>
 void addCropResizer(Table& table, const char* name, int c, Call call, Checked form) {
-  Routine routine = {name, 4, {}, {}, {}, {}, {}, {}};
+  Routine routine = {name, 4};
   // clang-format off
   for (const Numbers& rectangle : std::vector<Numbers>{
            // The whole source, parts of it, one pixel, and rectangles that reach beyond it.

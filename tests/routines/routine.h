@@ -65,12 +65,12 @@ class Dice {
 struct Routine {
   std::string name;  // as in the list of exported symbols; what follows a blank tells rows apart
   int sides;         // the first so many numbers must be 1 or more for the checked form
-  std::vector<Numbers> cases;
-  std::function<Numbers(Dice&)> draw;  // others, as the contract allows them
-  std::function<std::vector<Buffer>(const Numbers&)> buffers;
-  std::function<void(const Numbers&, const Memory&)> call;
-  std::function<void(const Numbers&, const Memory&)> plain;
-  std::function<void(const Numbers&, const Views&)> checked;  // empty: there is none
+  std::vector<Numbers> cases = {};
+  std::function<Numbers(Dice&)> draw = {};  // others, as the contract allows them
+  std::function<std::vector<Buffer>(const Numbers&)> buffers = {};
+  std::function<void(const Numbers&, const Memory&)> call = {};
+  std::function<void(const Numbers&, const Memory&)> plain = {};
+  std::function<void(const Numbers&, const Views&)> checked = {};  // empty: there is none
 
   // Bytes at the end of the source that are skipped, such as the last pixel's alpha.
   std::size_t skipped = 0;

@@ -13,14 +13,7 @@ const std::vector<int> kTypes = {1,           2,           8,           1 | 1 <<
 
 // Numbers: w, h, type.
 Routine fromPixels(bool padded) {
-  Routine routine = {padded ? "TarnCPU::Mat::from_pixels of 4 bytes" : "TarnCPU::Mat::from_pixels",
-                     2,
-                     {},
-                     {},
-                     {},
-                     {},
-                     {},
-                     {}};
+  Routine routine = {padded ? "TarnCPU::Mat::from_pixels of 4 bytes" : "TarnCPU::Mat::from_pixels", 2};
   for (const int code : kTypes)
     if (((code & 8) != 0) == padded)
       for (const Size s : sizes())
@@ -59,7 +52,7 @@ Routine fromPixels(bool padded) {
 
 // Numbers: w, h, c, layout. A view: nothing is touched until somebody reads it.
 Routine fromFloats() {
-  Routine routine = {"TarnCPU::Mat::from_float_array", 3, {}, {}, {}, {}, {}, {}};
+  Routine routine = {"TarnCPU::Mat::from_float_array", 3};
   routine.cases = {{3, 2, 4, 1}, {5, 4, 3, 2}, {1, 1, 1, 1}};
   routine.draw = [](Dice& dice) {
     return Numbers{dice.between(1, 20), dice.between(1, 20), dice.between(1, 5), dice.between(1, 2)};

@@ -30,6 +30,9 @@ const float kMatrices[][6] = {
 };
 // clang-format on
 constexpr int kKnown = static_cast<int>(std::size(kMatrices));
+// Of 64x64 pixels all positions are columns 2^31, the first that does not fit, and rows -2^31.
+constexpr int kAtTheLimit = -1;
+const float kLimits[] = {0, 0, 0x1p26f, 0, 0, -0x1p26f};
 
 // Of those above, and from then on random ones: mild for even numbers, of any bits for odd ones.
 Bytes matrixOf(int number) {
@@ -38,7 +41,7 @@ Bytes matrixOf(int number) {
   for (int i = 0; i < 6; ++i) {
     const int bits = dice.between(std::numeric_limits<int>::min(), std::numeric_limits<int>::max());
     if (number < kKnown)
-      matrix[i] = kMatrices[std::max(number, 0)][i];
+      matrix[i] = (number < 0 ? kLimits : kMatrices[number])[i];
     else if (number % 2 == 0)
       matrix[i] = static_cast<float>(bits) / 1.5e9f;
     else
@@ -80,7 +83,7 @@ void warpPlainly(PlainWarp plain, const Memory& at, Planes src, Planes dst) {
 // Between any two sizes. Numbers: sw, sh, dw, dh, c, planes of the source beyond those, matrix.
 template <class Call, class Checked>
 void addWarp(Table& table, const char* name, Call call, Checked form, PlainWarp plain) {
-  Routine routine = {name, 5, {}, {}, {}, {}, {}, {}};
+  Routine routine = {name, 5};
   for (int matrix = 0; matrix < kKnown + 60; ++matrix) {
     routine.cases.push_back({37, 22, 37, 22, 3, 0, matrix});
     routine.cases.push_back({21, 50, 37, 22, 4, 1, matrix});
@@ -103,19 +106,22 @@ void addWarp(Table& table, const char* name, Call call, Checked form, PlainWarp 
     call(view(at[0], n[0], n[1], n[4] + n[5]), view(at[1], n[2], n[3], n[4]), floats(at[2]));
   };
   routine.checked = [=](const Numbers& n, const Views& v) {
-    form(view(v[0], n[0], n[1], n[4]), view(v[1], n[2], n[3], n[4]), floatSource(v[2]));
+    Mat src = view(v[0], n[0], n[1], n[4]);
+    if (src.data != nullptr && n[5] == 1) ++src.c;  // which is not read
+    form(src, view(v[1], n[2], n[3], n[4]), floatSource(v[2]));
   };
   routine.plain = [=](const Numbers& n, const Memory& at) {
     warpPlainly(plain, at, {n[0], n[1], n[4], {}}, {n[2], n[3], n[4], {}});
   };
-  routine.large = {{741, 737, 741, 737, 3, 0, 3}, {741, 737, 741, 737, 3, 0, 4}};
+  routine.large = {
+      {741, 737, 741, 737, 3, 0, 3}, {741, 737, 741, 737, 3, 0, 4}, {64, 64, 64, 64, 3, 0, kAtTheLimit}};
   table.push_back(routine);
 }
 
 // Within one size. Numbers: w, h, matrix.
 template <class Call, class Checked>
 void addWarpOfOneSize(Table& table, const char* name, Call call, Checked form, PlainWarp plain) {
-  Routine routine = {name, 2, {}, {}, {}, {}, {}, {}};
+  Routine routine = {name, 2};
   for (int matrix = 0; matrix < kKnown + 60; ++matrix) routine.cases.push_back({37, 22, matrix});
   for (const Size s : sizes())
     if (s.w > 1 && s.h > 1)
@@ -135,14 +141,13 @@ void addWarpOfOneSize(Table& table, const char* name, Call call, Checked form, P
   routine.plain = [=](const Numbers& n, const Memory& at) {
     warpPlainly(plain, at, {n[0], n[1], 3, {}}, {n[0], n[1], 3, {}});
   };
-  routine.large = {{741, 737, 3}, {741, 737, 4}};
+  routine.large = {{741, 737, 3}, {741, 737, 4}, {64, 64, kAtTheLimit}};
   table.push_back(routine);
 }
 
 // Numbers: dst_width, dst_height, little's w, h, c.
 void addPaste(Table& table) {
-  Routine routine = {
-      "TarnCPU::TN_CV::cover_mid_img_with_littleImg_inMat_outFloatPointer", 5, {}, {}, {}, {}, {}, {}};
+  Routine routine = {"TarnCPU::TN_CV::cover_mid_img_with_littleImg_inMat_outFloatPointer", 5};
   for (const int c : {1, 3, 4})
     for (const Numbers& n : std::vector<Numbers>{
              {5, 4, 5, 4, c}, {8, 6, 4, 4, c}, {8, 9, 5, 2, c}, {7, 3, 1, 3, c}, {40, 6, 33, 5, c}})
