@@ -93,7 +93,8 @@ const Bytes kTo = {kNowhere + 2 * kAmple, kAmple};
 
 TEST(Checked, SentencesNameTheArgumentAndWhatItMustBe) {
   std::uint8_t memory[64] = {};
-  static const struct {
+  const Bytes few = {kTo.data, 5};
+  const struct {
     std::function<void()> call;
     const char* sentence;
   } cases[] = {
@@ -108,6 +109,20 @@ TEST(Checked, SentencesNameTheArgumentAndWhatItMustBe) {
       {[] { checked::flip_vertical(kFrom, 65536, 65536, kTo, 65536); },
        "src would be too large; a 65536x65536 picture of 65536 channels needs more than 2147483647 "
        "bytes"},
+      // What each family calls its buffers.
+      {[&] { checked::yuv420sp_to_rgb_fast_asm(kFrom, 4, 2, few); },
+       "dst holds 5 bytes; a 4x2 RGB picture with the rows that are written behind it needs 36"},
+      {[&] { checked::yuv420f_to_rgb(kFrom, 4, 2, few); },
+       "dst holds 5 bytes; a 4x2 RGB picture, its last row paired, needs 24"},
+      {[&] { checked::getGray_from_RGB_HWC(kFrom, few, 6); }, "dst holds 5 bytes; 6 grey pixels need 6"},
+      {[&] { checked::getRGB_CHW_from_BGRA_HWC(kFrom, few, 2); },
+       "dst holds 5 bytes; 2 pixels in planes need 6"},
+      {[&] { checked::anti_rotate90_intrinsics_3_channel(kFrom, 4, 3, few); },
+       "dst holds 5 bytes; a 3x4 picture of 3 channels needs 36"},
+      {[&] { checked::flip_horizontal(kFrom, 4, 3, few, 2); },
+       "dst holds 5 bytes; a 4x3 picture of 2 channels needs 24"},
+      {[&] { checked::cut_sub_img_inhwc_outhwc(kFrom, 10, 8, few, 4, 2, 0, 0, 3); },
+       "dst holds 5 bytes; a 4x2 picture of 3 channels needs 24"},
       {[] {
          checked::resize_bilinear_c3({kNowhere, 35}, 4, 3, kTo, 8, 8);
        },
@@ -116,6 +131,10 @@ TEST(Checked, SentencesNameTheArgumentAndWhatItMustBe) {
        "the rectangle goes from (3, 0) to (2, 4); it must not be inverted"},
       {[] { checked::cut_sub_img_inhwc_outhwc(kFrom, 10, 8, kTo, 4, 4, 7, 0, 3); },
        "the rectangle is 4x4 at column 7, row 0; it must lie inside the 10x8 source"},
+      {[] { checked::cut_sub_img_inhwc_outhwc(kFrom, 10, 8, kTo, 4, 4, -1, 0, 3); },
+       "the rectangle is 4x4 at column -1, row 0; it must lie inside the 10x8 source"},
+      {[] { checked::cut_sub_img_inhwc_outhwc(kFrom, 10, 8, kTo, 4, 9, 0, -1, 3); },
+       "the rectangle is 4x9 at column 0, row -1; it must lie inside the 10x8 source"},
       {[] { checked::cut_sub_img_inhwc_outhwc(kFrom, 10, 8, kTo, 4, 4, 0, kMost, 3); },
        "the rectangle is 4x4 at column 0, row 2147483647; it must lie inside the 10x8 source"},
       {[&] {
@@ -209,6 +228,12 @@ TEST(CheckedInput, SentencesNameTheArgumentAndWhatItMustBe) {
        "work_a overlaps image; the two must lie apart"},
       {[&] { checked::affine(small, rows, matrix); },
        "dst has layout 2 and elements of 4 bytes; it must have layout 1 (CHW) and floats"},
+      {[&] { checked::affine(bytewise, apart, matrix); },
+       "src has layout 1 and elements of 1 bytes; it must have layout 1 (CHW) and floats"},
+      {[&] { checked::affine(floatsAt(bytes, (1 << 24) + 1, 1, 3), apart, matrix); },
+       "src is 16777217x1x3; its sides must be from 1 to 16777216"},
+      {[&] { checked::affine(small, floatsAt(bytes, 1, (1 << 24) + 1, 3), matrix); },
+       "dst is 1x16777217x3; its sides must be from 1 to 16777216"},
       {[&] {
          checked::affine(small, apart, {identity.data(), 20});
        },
@@ -230,6 +255,10 @@ TEST(CheckedInput, SentencesNameTheArgumentAndWhatItMustBe) {
        "dst is 3x4x3; it must be 4x3x3 like src"},
       {[&] { checked::affine_sse_hwc(floatsAt(bytes, 4, 1, 3), apart, matrix); },
        "src is 4x1x3; it must have 3 planes and sides of 2 or more"},
+      {[&] { checked::affine_sse(floatsAt(bytes, 1, 4, 3), apart, matrix); },
+       "src is 1x4x3; it must have 3 planes and sides of 2 or more"},
+      {[&] { checked::affine_sse(floatsAt(bytes, 4, 3, 4), apart, matrix); },
+       "src is 4x3x4; it must have 3 planes and sides of 2 or more"},
       {[&] { checked::affine(floatsAt(nullptr, 4, 3, 3), apart, matrix); },
        "src is null; a 4x3 tensor of 3 channels needs 144"},
       {[&] { checked::affine(floatsAt(bytes, 65536, 32768, 1), apart, matrix); },

@@ -20,6 +20,12 @@ Tarn::_ConvertMatrixFromYUV matrix() {
 
 _TN_Image image(int format, int w, int h, void* data) { return {0, format, w, h, 0, data}; }
 
+// One or the other of the formats with interleaved chroma, which the checked forms take alike.
+int semiPlanar(const Numbers& n) {
+  const int formats[] = {TN_PIX_FMT_NV12, TN_PIX_FMT_NV21, TN_PIX_FMT_YUV420V};
+  return formats[static_cast<unsigned>(n[0]) % 3];
+}
+
 std::vector<Buffer> frameAndTensor(const Tarn::TransferExtents& extents) {
   std::vector<Buffer> buffers = transfer(extents);
   buffers[0].name = "in";
@@ -77,7 +83,7 @@ Routine resample() {
       Tarn::checked::rules::refuse("too large; here");
     checked::TarnYUVToolKit kit(n[0], n[1], n[4], n[1] / 2, n[2], n[3]);
     kit.setCvtMat(matrix());
-    kit.convert({image(TN_PIX_FMT_NV12, n[0], n[1], v[0].data), v[0].bytes},
+    kit.convert({image(semiPlanar(n), n[0], n[1], v[0].data), v[0].bytes},
                 {image(TN_PIX_FMT_CHW_F32, n[2], n[3], v[1].data), v[1].bytes});
   };
   routine.plain = [](const Numbers& n, const Memory& at) {
@@ -165,13 +171,14 @@ Routine crop(const char* name, bool planar) {
     buffers[1].kind = Kind::kBytes;
     return buffers;
   };
-  const int format = planar ? TN_PIX_FMT_YUVI420 : TN_PIX_FMT_NV12;
   routine.call = [=](const Numbers& n, const Memory& at) {
+    const int format = planar ? TN_PIX_FMT_YUVI420 : semiPlanar(n);
     (planar ? TarnYUVToolKit::Crop_YUVI420 : TarnYUVToolKit::Crop)(
         image(format, n[0], n[1], at[0]), image(format, n[2], n[3], at[1]), n[4], n[5], n[6], n[7]);
   };
   // The checked form refuses inverted rectangles.
   routine.checked = [=](const Numbers& n, const Views& v) {
+    const int format = planar ? TN_PIX_FMT_YUVI420 : semiPlanar(n);
     (planar ? checked::TarnYUVToolKit::Crop_YUVI420 : checked::TarnYUVToolKit::Crop)(
         {image(format, n[0], n[1], v[0].data), v[0].bytes},
         {image(format, n[2], n[3], v[1].data), v[1].bytes}, n[4], n[5], n[6], n[7]);
