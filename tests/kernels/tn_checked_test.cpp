@@ -152,8 +152,17 @@ TEST(Checked, SentencesNameTheArgumentAndWhatItMustBe) {
                                    TarnCPU::TensorShape::CHW, nullptr);
        },
        "data holds 31 bytes; a 2x2 tensor of 2 channels needs 32"},
+      {[&] {
+         checked::from_float_array({reinterpret_cast<const float*>(kNowhere), 32}, 2, 2, 2,
+                                   static_cast<TarnCPU::TensorShape::Layout>(3), nullptr);
+       },
+       "layout is 3; it must be from 1 to 2"},
       {[] { checked::TarnYUVToolKit(65536, 65536, 320, 240, 32, 32); },
        "the frame's size in bytes is 4315938816; it must be from 1 to 2147483647"},
+      {[] { checked::TarnYUVToolKit(8, 8, (1 << 24) + 1, 4, 32, 32); },
+       "src_uv_width is 16777217; it must be from 0 to 16777216"},
+      {[] { checked::TarnYUVToolKit(8, 8, 4, 4, 65536, 65536); },
+       "the tensor's size in floats is 12884901888; it must be from 1 to 2147483647"},
   };
   for (const auto& c : cases) EXPECT_EQ(FaultOf(c.call), c.sentence);
 }
@@ -190,11 +199,23 @@ TEST(CheckedToolKit, SentencesNameTheRecordAndWhatItMustBe) {
        "in is 1080x1920; it must be 1920x1080"},
       {[&] { kit.convert(frame(TN_PIX_FMT_NV21, 1920, 1080, 3110400), small); },
        "out has pixel format 7 (NV12); it must be one of CHW_F32"},
+      {[&] { kit.convert(frame(TN_PIX_FMT_NV12, 1920, 1080, 3110400), tensor(64, 16, 12288)); },
+       "out is 64x16; it must be 32x32"},
+      {[&] { convert(frame(TN_PIX_FMT_BGR, 8, 6, 144), room); },
+       "in has pixel format 9 (BGR); it must be one of NV12, NV21, YUV420V, I420"},
+      {[&] { convert(small, small_out); }, "out has pixel format 8 (NV21); it must be one of CHW_F32"},
       {[&] { convert(small, tensor(6, 6, 1000)); }, "out is 6x6; it must be 8x6"},
+      {[&] { convert(small, tensor(8, 5, 1000)); }, "out is 8x5; it must be 8x6"},
+      {[&] { convert(small, tensor(8, (1 << 24) + 1, 1000)); },
+       "out is 8x16777217; its sides must be from 1 to 16777216"},
       {[&] { convert(frame(TN_PIX_FMT_NV12, (1 << 24) + 1, 6, 72), room); },
        "in is 16777217x6; its sides must be from 1 to 16777216"},
       {[&] { crop(small, small_out, kLeast, 0, kMost, 3); },
        "out is 4x4; it must be at least 4294967296x4 like the rectangle"},
+      {[&] { crop(small, small_out, 0, 0, 3, 4); },
+       "out is 4x4; it must be at least 4x5 like the rectangle"},
+      {[&] { checked::TarnYUVToolKit::Crop_YUVI420(small, small_out, 0, 0, 3, 3); },
+       "in has pixel format 7 (NV12); it must be one of I420"},
       {[&] { crop(small, small_out, 2, 3, 2, 2); },
        "the rectangle goes from (2, 3) to (2, 2); it must not be inverted"},
   };
@@ -253,6 +274,8 @@ TEST(CheckedInput, SentencesNameTheArgumentAndWhatItMustBe) {
        "src has 2 planes; it must have at least the 3 of dst"},
       {[&] { checked::affine_sse(small, floatsAt(bytes + 1000, 3, 4, 3), matrix); },
        "dst is 3x4x3; it must be 4x3x3 like src"},
+      {[&] { checked::affine_sse_hwc(small, floatsAt(bytes + 1000, 4, 3, 2), matrix); },
+       "dst is 4x3x2; it must be 4x3x3 like src"},
       {[&] { checked::affine_sse_hwc(floatsAt(bytes, 4, 1, 3), apart, matrix); },
        "src is 4x1x3; it must have 3 planes and sides of 2 or more"},
       {[&] { checked::affine_sse(floatsAt(bytes, 1, 4, 3), apart, matrix); },
@@ -267,6 +290,10 @@ TEST(CheckedInput, SentencesNameTheArgumentAndWhatItMustBe) {
          cover({memory.data() + 36, 1000}, 3, 5, small);
        },
        "dst is 3x5; it must be at least 4x3 like little"},
+      {[&] {
+         cover({memory.data() + 35, 1000}, 5, 5, small);
+       },
+       "dst overlaps little; the two must lie apart"},
   };
   for (const auto& [call, sentence] : cases) EXPECT_EQ(FaultOf(call), sentence);
   // The one that may warp a tensor onto itself, and what fits to the byte.

@@ -164,6 +164,7 @@ TEST(YuvToolKit, AssignmentSharesTheBuffersAndCopiesTheMatrix) {
   EXPECT_EQ(fieldsOf(target).weights_y, fieldsOf(source).weights_y);
   EXPECT_EQ(fieldsOf(target).buf_y, fieldsOf(source).buf_y);
   EXPECT_EQ(fieldsOf(target).dst_width, 2);
+  EXPECT_EQ(target.getCvtMat().offset[2], oddMatrix().offset[2]);
 
   target.setCvtMat({});
   EXPECT_EQ(source.getCvtMat().coef[0], oddMatrix().coef[0]);

@@ -100,7 +100,8 @@ Routine sameSize() {
                    {30, 20, 0, 0, TN_PIX_FMT_YUVI420},  // read as interleaved pairs all the same
                    {18, 2, 0, 0, TN_PIX_FMT_YUV420V},
                    {2050, 2, 0, 0, TN_PIX_FMT_NV12},
-                   {20, 10, 11, 3, TN_PIX_FMT_NV12}};
+                   {20, 10, 11, 3, TN_PIX_FMT_NV12},
+                   {21, 11, -1, -1, TN_PIX_FMT_NV12}};  // into a tensor of the even part
   for (const Size s : sizes()) routine.cases.push_back({s.w, s.h, s.w % 3, s.h % 2, TN_PIX_FMT_NV12});
   routine.draw = [](Dice& dice) {
     return Numbers{dice.between(1, 150), dice.between(1, 40), dice.between(0, 3), dice.between(0, 3),
