@@ -58,6 +58,17 @@ TEST(Affine, SourcesThatDoNotCountAreNotRead) {
         });
 }
 
+// Any access would crash.
+TEST(Affine, WarpsOfOneSizePassOverPicturesWithoutTwoRowsAndColumns) {
+  static const int sizes[][2] = {{1, 1}, {1, 9}, {9, 1}, {0, 5}, {5, -1}};
+  for (const auto& size : sizes)
+    for (const Warp& warp : {kWarps[2], kWarps[3]})
+      ForEachTarget([&] {
+        const Mat nothing = view(nullptr, {size[0], size[1], 3, {}});
+        warp.warp(nothing, nothing, nullptr);
+      });
+}
+
 // These sizes are exact.
 
 constexpr int kSide = 32;

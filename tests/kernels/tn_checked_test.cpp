@@ -36,6 +36,17 @@ TEST(Extents, CountsOverflowBehindTheLargestExtent) {
     EXPECT_FALSE(too_many.valid());
 }
 
+TEST(Extents, NothingIsTouchedAtSizesBelowTheLeast) {
+  using namespace Tarn;
+  for (const Extent& extent :
+       {pictureExtent(4, 3, -1), pictureExtent(-4, -3, 2), tensorExtent(4, 0, 1), tensorExtent(4, 3, -2),
+        turnExtents(-1, 4, 3).dst, grayExtents(-5, 4).src, resizeExtents(0, 0, 4, -1, 3).src,
+        warpExtents(8, 8, 0, 4, 9).src, warpSameSizeExtents(1, 9).dst, warpSameSizeExtents(9, 1).matrix,
+        pasteExtents(1, 1, 4, -4, 3).dst, cropExtents(true, 4, 4, 4, 4, 2, 0, 1, 3).src,
+        cropExtents(true, 4, 4, 4, 4, 4, 0, 5, 3).dst})
+    EXPECT_EQ(extent.bytes, 0u) << extent.offset;
+}
+
 TEST(Extents, SizesOutsideAContractHaveNoneForAnyBuffer) {
   using namespace Tarn;
   const auto warp = [](int w, int h, int c, int dw) {

@@ -120,15 +120,15 @@ TEST(CropBox, TakesExtentsAsGiven) {
     unsigned orient;
     int expected[4];
   } cases[] = {
-      {0, {-4, 7, 500, 600}},  {8, {-4, 443, 500, 472}}, {16, {604, 7, 643, 600}},
-      {1, {603, -4, 632, 35}}, {2, {7, 444, 36, 483}},   {4, {139, -121, 643, 472}},
+      {0, {-4, 7, 500, 600}},   {8, {-4, -27, 500, 472}}, {16, {-56, 7, 643, 600}},
+      {1, {133, -4, 632, 695}}, {2, {7, -216, 506, 483}}, {4, {139, -121, 643, 472}},
   };
   for (const auto& k : cases) {
     const _TN_Image image = {k.orient, 0, 640, 480, 0, nullptr};
-    int left = -4, top = 7, right = 500, bottom = 600, bw = 40, bh = 30;
+    int left = -4, top = 7, right = 500, bottom = 600, bw = 700, bh = 500;
     TN_CV::rectify_cropbox(&image, left, top, right, bottom, bw, bh);
     const int actual[4] = {left, top, right, bottom};
-    EXPECT_TRUE(bw == 40 && bh == 30) << "extents are only read";
+    EXPECT_TRUE(bw == 700 && bh == 500) << "extents are only read";
     EXPECT_TRUE(std::equal(actual, actual + 4, k.expected))
         << "orient " << k.orient << ": " << left << "," << top << "," << right << "," << bottom;
   }
