@@ -258,6 +258,13 @@ TEST(CheckedInput, SentencesNameTheArgumentAndWhatItMustBe) {
        "image has pixel format 3 (YUV420V); it must be one of I420, NV12, NV21, BGRA, RGBA, BGR, RGB"},
       {[&] { input(TN_PIX_FMT_NV12, bytes + 11, bytes + 2000, 4); },
        "work_a overlaps image; the two must lie apart"},
+      {[&] { input(TN_PIX_FMT_RGBA, bytes + 32, bytes + 2000, 200); },
+       "image holds 12 bytes; a 4x2 RGBA frame needs 32"},
+      {[&] {
+         checked::getInMat(imageOf(TN_PIX_FMT_RGBA, 4, 2, bytes, 32), out, 0, 4, 2, {bytes + 32, 32},
+                           {bytes + 64, 31});
+       },
+       "work_b holds 31 bytes; a 4x2 work buffer of 4 channels needs 32"},
       {[&] { checked::affine(small, rows, matrix); },
        "dst has layout 2 and elements of 4 bytes; it must have layout 1 (CHW) and floats"},
       {[&] { checked::affine(bytewise, apart, matrix); },
@@ -301,6 +308,10 @@ TEST(CheckedInput, SentencesNameTheArgumentAndWhatItMustBe) {
          cover({memory.data() + 36, 1000}, 3, 5, small);
        },
        "dst is 3x5; it must be at least 4x3 like little"},
+      {[&] {
+         cover({memory.data() + 36, 1000}, 5, 2, small);
+       },
+       "dst is 5x2; it must be at least 4x3 like little"},
       {[&] {
          cover({memory.data() + 35, 1000}, 5, 5, small);
        },
