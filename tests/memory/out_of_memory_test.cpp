@@ -6,6 +6,7 @@
 #include <limits>
 #include <new>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "common/tn_sanitizers.h"
@@ -362,28 +363,44 @@ TEST(OutOfMemory, ANetworksStepCanBeTakenAgain) {
 
 #endif
 
-// Also where rows are too short for vectors, and at any height.
-TEST(Allocation, AResizerTakesOneBlockACall) {
-  Bytes src(4 * 300 * 200), dst(4 * 200 * 300);
+TEST(OutOfMemory, ALogLineIsItsFormat) {
+  testing::internal::CaptureStderr();
+  {
+    const tn_test::FailingAllocation failing(1, true);
+    Tarn::_LogError("Tarn", "longer than a string without a block: %d", 7);
+  }
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "E/Tarn: longer than a string without a block: %d\n");
+}
+
+// Also where rows are too short for vectors, and at any height; none where nothing is inside. White
+// stays white: from three rows to 2048 every weight is a half rounded up, and the two of a row add up to
+// 2049.
+TEST(Resizers, TakeOneBlockACallAndKeepWhite) {
+  using namespace TarnCPU;
+  using Resize = void (*)(const unsigned char*, int, int, unsigned char*, int, int);
+  const std::pair<Resize, std::size_t> resizers[] = {
+      {resize_bilinear_c1, 1}, {resize_bilinear_c2, 2},        {resize_bilinear_c3, 3},
+      {resize_bilinear_c4, 4}, {TN_CV::resize_bilinear_c2, 2}, {resize_nearest_c1, 1}};
+  const Bytes src(4 * 300 * 200, 255);
   tn_test::ForEachTarget([&] {
     for (const auto& [sw, sh, dw, dh] :
-         {std::array{300, 200, 200, 300}, {3, 200, 200, 7}, {1, 1, 9, 9}}) {
+         {std::array{300, 200, 200, 300}, {3, 200, 200, 7}, {1, 1, 9, 9}, {8, 3, 2048, 2048}}) {
       SCOPED_TRACE(testing::Message() << sw << " to " << dw);
-      for (auto resize :
-           {TarnCPU::resize_bilinear_c1, TarnCPU::resize_bilinear_c2, TarnCPU::resize_bilinear_c3,
-            TarnCPU::resize_bilinear_c4, TarnCPU::resize_nearest_c1}) {
+      for (const auto& [resize, channels] : resizers) {
+        const Bytes white(static_cast<std::size_t>(dw * dh) * channels, 255);
+        Bytes dst(white.size());
         const std::size_t before = allocationCount();
         resize(src.data(), sw, sh, dst.data(), dw, dh);
         EXPECT_EQ(allocationCount() - before, 1u);
+        EXPECT_TRUE(dst == white) << channels << " channels";
       }
-      for (auto crop : {TarnCPU::crop_resize_nearest_c1, TarnCPU::crop_resize_nearest_c3,
-                        TarnCPU::crop_resize_nearest_c4}) {
-        const std::size_t before = allocationCount();
-        crop(src.data(), sw, sh, dst.data(), dw, dh, -5, -5, sw, sh);
-        EXPECT_EQ(allocationCount() - before, 1u);
-        crop(src.data(), sw, sh, dst.data(), dw, dh, sw, 0, sw + 9, 9);
-        EXPECT_EQ(allocationCount() - before, 1u) << "nothing inside";
-      }
+      Bytes dst(static_cast<std::size_t>(dw * dh) * 4);
+      const std::size_t before = allocationCount();
+      for (auto crop : {crop_resize_nearest_c1, crop_resize_nearest_c3, crop_resize_nearest_c4})
+        for (const int left : {-5, sw})
+          crop(src.data(), sw, sh, dst.data(), dw, dh, left, -5, left + sw + 5, sh);
+      EXPECT_EQ(allocationCount() - before, 3u);
     }
   });
 }
