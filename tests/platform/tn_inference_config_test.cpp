@@ -101,9 +101,9 @@ TEST(InferenceConfigText, OfTwoLinesTheLaterCountsAndOtherVersionsAreRefused) {
                                "t :8: replaces an earlier line for threads",
                                "t :10: replaces an earlier line for layer c"}));
 
-  for (const char* text :
-       {"tarn-inference-config 2\nlayer a f16\nnonsense\n", "layer a f16\nthreads 2\n",
-        "tarn-inference-config 1 1\nthreads 2\n", "# nothing\n", ""}) {
+  for (const char* text : {"tarn-inference-config 2\nlayer a f16\nnonsense\n",
+                           "layer a f16\nthreads 2\n", "tarn-inference-config 1 1\nthreads 2\n",
+                           "tarn-inference-config 10\nthreads 2\n", "# nothing\n", ""}) {
     const LayerInferenceConfig config = LayerInferenceConfig::from_text(text);
     EXPECT_TRUE(config.get_precisions().empty()) << text;
     EXPECT_EQ(config.get_num_threads(), 0) << text;

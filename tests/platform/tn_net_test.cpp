@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -15,6 +16,7 @@
 #include <utility>
 
 #include "tests/support/log_lines.h"
+#include "tests/support/test_support.h"
 #include "tests/support/threads.h"
 #include "tn_cnn.h"
 
@@ -161,6 +163,17 @@ TEST(NetLoader, RefusesWhatIsNoModelInOneLine) {
     ASSERT_EQ(lines.size(), 1u) << text;
     EXPECT_EQ(lines[0].substr(0, text.size()), text);
   }
+}
+
+// Larger than a config may be, by a field that readers skip.
+TEST(NetLoader, TakesLargeFiles) {
+  constexpr std::size_t kPadding = std::size_t{65} << 20;
+  const std::string path = tn_test::TempPath(".onnx");
+  std::ofstream(path, std::ios::binary)
+      << readFile(dataFile("small.onnx")) << varint(100 << 3 | 2) << varint(kPadding);
+  std::filesystem::resize_file(path, std::filesystem::file_size(path) + kPadding);
+  EXPECT_TRUE(KRNetLoader().LoadFile(path.c_str(), true));
+  std::filesystem::remove(path);
 }
 
 // The engine copies a tensor's data by its shape.
