@@ -116,7 +116,11 @@ TEST(InferenceConfigText, OfTwoLinesTheLaterCountsAndOtherVersionsAreRefused) {
 // The number that the next open file would get.
 int nextFile(const std::string& path) {
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "r"), std::fclose);
+#if defined(_WIN32)
+  return _fileno(file.get());
+#else
   return fileno(file.get());
+#endif
 }
 
 TEST(InferenceConfigText, FilesThatCannotBeReadOrAreTooLargeGiveDefaultsAndOneLine) {

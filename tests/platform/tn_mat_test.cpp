@@ -180,7 +180,7 @@ TEST(Mat, CopiesAndDropsOnManyThreads) {
 
 // Bytes in blocks of the heap; 0 where the C library, or a sanitizer in its place, does not say.
 std::size_t bytesInUse() {
-#if defined(__GLIBC__) && !defined(TN_ADDRESS_SANITIZER)
+#if __GLIBC__ * 100 + __GLIBC_MINOR__ >= 233 && !defined(TN_ADDRESS_SANITIZER)
   const struct mallinfo2 blocks = mallinfo2();
   return blocks.uordblks + blocks.hblkhd;
 #else
