@@ -262,6 +262,10 @@ TEST(OutOfMemory, AToolkitIsNotMade) {
     const std::size_t before = tn_test::allocationCount();
     Toolkit(w, h, out_w, out_h).act();
     EXPECT_EQ(tn_test::allocationCount() - before, 7u);
+    for (std::size_t nth = 1; nth <= 7; ++nth) {
+      const tn_test::FailingAllocation failing(nth, false);
+      EXPECT_THROW(Toolkit(w, h, out_w, out_h).act(), std::bad_alloc) << nth;
+    }
   }
 #if !defined(TN_ADDRESS_SANITIZER)  // which does not let such calls return
   // More bytes than there are addresses, and more than a size_t counts.

@@ -89,7 +89,7 @@ Routine resample() {
   routine.plain = [](const Numbers& n, const Memory& at) {
     tn_test::referenceConvert(at[0], {n[0], n[1], n[4], n[2], n[3]}, matrix(), floats(at[1]));
   };
-  routine.large = {{90, 40, 1181, 903, 45}};
+  routine.large = {{90, 40, 1181, 903, 45}, {64, 48, 64, 48, 0}};
   return routine;
 }
 
