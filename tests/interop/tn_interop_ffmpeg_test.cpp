@@ -119,19 +119,18 @@ TEST(InteropFfmpeg, PackingPutsEveryByteWhereARecordHasIt) {
       packFrame(*frame, others);
       EXPECT_EQ(bytes, others) << "gaps between planes, too";
       expectRecord(image, bytes.data(), f.record, w, h);
-      const std::size_t n = static_cast<std::size_t>(w) * static_cast<std::size_t>(h);
-      ASSERT_EQ(bytes.size(), f.planes == 1   ? n * static_cast<std::size_t>(f.pixel)
-                              : f.planes == 2 ? n + static_cast<std::size_t>(w * (h / 2))
-                                              : n + n / 4 * 2);
-      const auto source = [&](int plane, int x, int y) {
-        return frame->data[plane][y * frame->linesize[plane] + x];
-      };
+      const int n = w * h;
+      ASSERT_EQ(static_cast<int>(bytes.size()), f.planes == 1   ? n * f.pixel
+                                                : f.planes == 2 ? n + w * (h / 2)
+                                                                : n + n / 4 * 2);
       for (int plane = 0; plane < f.planes; ++plane) {
-        std::size_t at = plane == 0 ? 0 : plane == 1 ? n : n + n / 4;
+        const unsigned char* at = bytes.data() + (plane == 0 ? 0 : plane == 1 ? n : n + n / 4);
         const int row = plane == 0 ? w * f.pixel : f.planes == 2 ? w : w / 2;
-        for (int y = 0; y < (plane == 0 ? h : h / 2); ++y)
-          for (int x = 0; x < row; ++x)
-            ASSERT_EQ(bytes[at++], source(plane, x, y)) << "plane " << plane << ": " << x << ", " << y;
+        for (int y = 0; y < (plane == 0 ? h : h / 2); ++y, at += row)
+          ASSERT_EQ(std::memcmp(at, frame->data[plane] + y * frame->linesize[plane],
+                                static_cast<std::size_t>(row)),
+                    0)
+              << "plane " << plane << ", row " << y;
       }
     }
 }

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "tests/support/test_support.h"
-#include "tn_yuvconverter.h"
 
 namespace {
 
@@ -47,17 +46,6 @@ TEST(InteropOpenCv, RecordsAndMatricesShareTheirPixelsBothWays) {
       EXPECT_EQ(back.total(), c.mat.total());
       EXPECT_TRUE(c.mat.dims == 4 || back.size == c.mat.size);
     }
-}
-
-// The two libraries agree on where things are: the same frame through both.
-TEST(InteropOpenCv, AFrameGoesThroughTheToolkitIntoAMatrix) {
-  cv::Mat frame(6, 4, CV_8UC1), planes = matOf({3, 4, 4}, CV_32FC1);
-  cv::randu(frame, 0, 256);
-  const Tarn::_ConvertMatrixFromYUV luma_thrice(1, 0, 0, 1, 0, 0, 1, 0, 0, 0, 0, 0);
-  Tarn::TarnYUVToolKit::Convert(asImage(frame, TN_PIX_FMT_NV12), asImage(planes, TN_PIX_FMT_CHW_F32),
-                                luma_thrice);
-  for (int i = 0; i < 3 * 4 * 4; ++i)
-    EXPECT_EQ(planes.ptr<float>()[i], static_cast<float>(frame.data[i % 16])) << i;
 }
 
 TEST(InteropOpenCv, TensorsKeepTheirElementsInPlace) {
