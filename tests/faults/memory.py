@@ -68,24 +68,20 @@ def changing_boxes(path, frames):
                 out.write(f"{frame},-1,{left:.2f},{top},20,30,0.9\n")
 
 
-def main():
-    with Attack(__doc__) as attack:
-        frames = 60 * MINUTE if attack.long else 4 * MINUTE
-        attack.sample(frames)
-        changing_boxes(attack.path("changing.txt"), frames)
-        walk = "run walk.mp4 --tracks - --size 64x64 --max-confidence 3 --detector "
-        compare(attack, "run, tracks", walk + "mot:changing.txt", frames)
-        compare(attack, "run, tracks and pictures",
-                walk + "mot:walk.txt -o out.mp4 --contact-sheet sheet.png --trajectories paths.png", frames)
-        if attack.long:
-            part = frames // 6  # a network takes far longer than the rest
-            attack.sample(part, video="figures.mp4", boxes="truth.txt", scene="figures")
-            compare(attack, "run, network", "run figures.mp4 --tracks - --detector onnx", part)
-        many = 10 * frames
-        changing_boxes(attack.path("changing.txt"), many)
-        for kind in ("kalman", "one-euro"):
-            compare(attack, f"track, {kind}",
-                    f"track changing.txt --frame 160x120 --max-confidence 3 --filter {kind} -o -", many)
-
-
-main()
+with Attack(__doc__) as attack:
+    frames = 60 * MINUTE if attack.long else 4 * MINUTE
+    attack.sample(frames)
+    changing_boxes(attack.path("changing.txt"), frames)
+    walk = "run walk.mp4 --tracks - --size 64x64 --max-confidence 3 --detector "
+    compare(attack, "run, tracks", walk + "mot:changing.txt", frames)
+    compare(attack, "run, tracks and pictures",
+            walk + "mot:walk.txt -o out.mp4 --contact-sheet sheet.png --trajectories paths.png", frames)
+    if attack.long:
+        part = frames // 6  # a network takes far longer than the rest
+        attack.sample(part, video="figures.mp4", boxes="truth.txt", scene="figures")
+        compare(attack, "run, network", "run figures.mp4 --tracks - --detector onnx", part)
+    many = 10 * frames
+    changing_boxes(attack.path("changing.txt"), many)
+    for kind in ("kalman", "one-euro"):
+        compare(attack, f"track, {kind}",
+                f"track changing.txt --frame 160x120 --max-confidence 3 --filter {kind} -o -", many)

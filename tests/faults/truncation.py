@@ -32,8 +32,6 @@ KINDS = [
     ("video, uncompressed", "walk.y4m", "run CUT --detector mot:none.txt --size 16x16", whole_y4m_frames),
     ("video, one tensor", "walk.mp4", "tensor CUT --frame 10 --size 32x32 -o t.npy", None),
     ("detections", "walk.txt", "track CUT --frame 160x120 -o t.txt", None),
-    ("detections of run", "walk.txt", "run walk.mp4 --detector mot:CUT --frames 2 --size 16x16", None),
-    ("tracks to score", "walk.txt", "score CUT walk.txt", None),
     ("inference config", "config.txt", "export-config small.onnx --config CUT -o c.txt", None),
     ("labels", "labels.txt", "run figures.mp4 --frames 1 --detector onnx:blob_detector.onnx --labels CUT", None),
     ("model of a detector", "blob_detector.onnx", "run figures.mp4 --frames 1 --detector onnx:CUT", MUST_FAIL),
@@ -44,19 +42,6 @@ KINDS = [
 ]
 # Each line of a config that does not apply is reported, and the rest is used.
 MOST_LINES = {"inference config": 9}
-
-
-def make_inputs(attack):
-    attack.sample(40)
-    attack.sample(2, video="figures.mp4", boxes="truth.txt", scene="figures")
-    attack.noise(64)
-    frames = [b"FRAME\n" + attack.random.randbytes(Y4M_FRAME - 6) for _ in range(10)]
-    attack.path("walk.y4m").write_bytes(Y4M_HEAD + b"".join(frames))
-    attack.path("labels.txt").write_bytes("red\ngrün\nblue\n".encode())
-    attack.copy("apps/detectors/models/blob_detector.onnx")
-    attack.copy("tests/data/small.onnx")
-    attack.copy("docs/images/demo.jpg")
-    attack.must_run("export-config", "small.onnx", "-o", "config.txt")
 
 
 def cut_once(attack, name, file, command, check, at):
@@ -81,18 +66,23 @@ def cut_once(attack, name, file, command, check, at):
     return result.status == 0
 
 
-def main():
-    with Attack(__doc__) as attack:
-        make_inputs(attack)
-        for name, file, command, check in KINDS:
-            places, used, longest = 100 if attack.long else 5, 0, 0.0
-            for _ in range(places):
-                started = time.monotonic()
-                at = attack.random.randrange(attack.path(file).stat().st_size)
-                used += cut_once(attack, name, file, command, check, at)
-                longest = max(longest, time.monotonic() - started)
-            attack.say(f"{name}: cut at {places} places, used as far as it went {used} times, {longest:.1f} s at most")
-            attack.expect(longest < TIMEOUT / 2, f"{name}: nearly hangs")
-
-
-main()
+with Attack(__doc__) as attack:
+    attack.sample(40)
+    attack.sample(2, video="figures.mp4", boxes="truth.txt", scene="figures")
+    attack.noise(64)
+    frames = [b"FRAME\n" + attack.random.randbytes(Y4M_FRAME - 6) for _ in range(10)]
+    attack.path("walk.y4m").write_bytes(Y4M_HEAD + b"".join(frames))
+    attack.path("labels.txt").write_bytes("red\ngrün\nblue\n".encode())
+    attack.copy("apps/detectors/models/blob_detector.onnx")
+    attack.copy("tests/data/small.onnx")
+    attack.copy("docs/images/demo.jpg")
+    attack.must_run("export-config", "small.onnx", "-o", "config.txt")
+    for name, file, command, check in KINDS:
+        places, used, longest = 100 if attack.long else 5, 0, 0.0
+        for _ in range(places):
+            started = time.monotonic()
+            at = attack.random.randrange(attack.path(file).stat().st_size)
+            used += cut_once(attack, name, file, command, check, at)
+            longest = max(longest, time.monotonic() - started)
+        attack.say(f"{name}: cut at {places} places, used as far as it went {used} times, {longest:.1f} s at most")
+        attack.expect(longest < TIMEOUT / 2, f"{name}: nearly hangs")

@@ -40,31 +40,28 @@ def faults(path, optimized):
     imports = {line.split()[-1].split("@")[0]
                for line in output("nm", "-D", "--undefined-only", path).splitlines()}
 
-    if "GNU_STACK" not in flags or "E" in flags["GNU_STACK"]:
-        yield "its stack can be executed"
-    if any("W" in access and "E" in access for kind, access in segments):
-        yield "it has memory that is both written and executed"
-    if "GNU_RELRO" not in flags:
-        yield "its relocations stay writable: no GNU_RELRO"
-    if not re.search(r"BIND_NOW|\bNOW\b", dynamic):
-        yield "its functions are bound late and their table stays writable: no BIND_NOW"
-    if re.search(r"\bTEXTREL\b", dynamic):
-        yield "its code is relocated"
-    if not re.search(r"Type: +DYN", output("readelf", "-hW", path)):
-        yield "it cannot be loaded at any address"
+    checks = [
+        ("E" not in flags.get("GNU_STACK", "E"), "its stack can be executed"),
+        (not any("W" in access and "E" in access for kind, access in segments),
+         "it has memory that is both written and executed"),
+        ("GNU_RELRO" in flags, "its relocations stay writable: no GNU_RELRO"),
+        (re.search(r"BIND_NOW|\bNOW\b", dynamic),
+         "its functions are bound late and their table stays writable: no BIND_NOW"),
+        (not re.search(r"\bTEXTREL\b", dynamic), "its code is relocated"),
+        (re.search(r"Type: +DYN", output("readelf", "-hW", path)), "it cannot be loaded at any address"),
+        (imports & STACK_CHECKS, "its stacks are not checked: no __stack_chk_fail"),
+        # Each of the files formats numbers into buffers somewhere.
+        (not optimized or any(name.endswith("_chk") for name in imports),
+         "its library calls are not checked: no _chk"),
+        (not SHARED_FOLDERS.search(path.read_bytes()), "it names a folder that users share"),
+    ]
+    yield from (fault for passed, fault in checks if not passed)
     for entries in re.findall(r"\((?:RPATH|RUNPATH)\).*\[(.*)\]", dynamic):
         for entry in entries.split(":"):
             if not re.match(r"\$ORIGIN(/|$)", entry):
                 yield f"it looks for libraries in '{entry}'"
-    if not imports & STACK_CHECKS:
-        yield "its stacks are not checked: no __stack_chk_fail"
-    # Each of the files formats numbers into buffers somewhere.
-    if optimized and not any(name.endswith("_chk") for name in imports):
-        yield "its library calls are not checked: no _chk"
     for name in sorted(filter(FORBIDDEN.match, imports)):
         yield f"it imports {name}"
-    if SHARED_FOLDERS.search(path.read_bytes()):
-        yield "it names a folder that users share"
 
 
 def places(tool, source, folder):
