@@ -1,11 +1,9 @@
-// What the commands draw: films whose boxes are known, tracks, contact sheets. And the pedestrian
-// detector's own rules.
+// What the commands draw: films whose boxes are known, tracks, contact sheets.
 #include <gtest/gtest.h>
 
 #include <limits>
 #include <opencv2/imgcodecs.hpp>
 
-#include "apps/detectors/hog_detector.h"
 #include "apps/drawing/contact_sheet.h"
 #include "apps/drawing/draw_tracks.h"
 #include "apps/drawing/picture_outputs.h"
@@ -116,8 +114,7 @@ TEST_F(PictureFiles, ShowWhatTheyAreToShow) {
     cv::absdiff(cv::Scalar(picture.at<cv::Vec3b>(y, x)), wanted, off);
     return std::max({off[0], off[1], off[2]});
   };
-  // Feet go from (96, 120) to (240, 120), those of the other identity at 216. The left edge of the last
-  // box is at 224.
+  // Feet go from (96, 120) to (240, 120), the other identity's at 216. The last box begins at 224.
   const cv::Mat paths = cv::imread(path("paths.png"));
   const cv::Scalar dimmed = cv::Scalar::all(0.55 * (90 * 255.0 / 219.0) + 25.0);
   EXPECT_LE(difference(paths, 160, 120, identityColour(1)), 8);
@@ -176,25 +173,6 @@ TEST(Drawing, PathsOfLongTracksKeepFewPoints) {
   ASSERT_EQ(trail.size(), static_cast<std::size_t>(Trails::kFrames));
   EXPECT_EQ(trail.front(), cv::Point2f(static_cast<float>(kFrames - Trails::kFrames + 1), 80.0f));
   EXPECT_TRUE(trails.of(8).empty());
-}
-
-TEST(HogDetector, KeepsTheBestOfBoxesThatShareAPerson) {
-  // A is best; B covers most of A; C lies wholly in A; D stands beside A; E touches D only.
-  const std::vector<Tarn::TarnBoundingBox2D> boxes = {{0.12f, 0.1f, 0.1f, 0.3f, 0.5f, 0},
-                                                      {0.10f, 0.1f, 0.1f, 0.3f, 0.9f, 0},
-                                                      {0.12f, 0.2f, 0.05f, 0.1f, 0.8f, 0},
-                                                      {0.16f, 0.1f, 0.1f, 0.3f, 0.7f, 0},
-                                                      {0.26f, 0.1f, 0.1f, 0.3f, 0.6f, 0}};
-  std::vector<float> kept;
-  for (const Tarn::TarnBoundingBox2D& box : keepBest(boxes, 0.55f)) kept.push_back(box.score);
-  EXPECT_EQ(kept, (std::vector<float>{0.9f, 0.7f, 0.6f}));
-
-  // Nobody fits into a picture this small.
-  std::vector<std::uint8_t> pixels(40 * 300 * 3 / 2, 128);
-  for (const auto& [width, height] : {std::pair(40, 300), {300, 40}}) {
-    const _TN_Image frame = {0, TN_PIX_FMT_NV12, width, height, 0, pixels.data()};
-    EXPECT_TRUE(HogDetector{HogOptions()}.detect({1, frame, frame, {0, 0, width, height}}).empty());
-  }
 }
 
 }  // namespace

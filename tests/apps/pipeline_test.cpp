@@ -15,6 +15,7 @@
 #include "apps/support/interrupt.h"
 #include "apps/video/video_reader.h"
 #include "tests/apps/tool_test_support.h"
+#include "tests/support/test_support.h"
 
 namespace {
 
@@ -77,16 +78,13 @@ class PipelineTest : public tn_test::ToolTest {
 
   // Runs all of it; the fault's text, empty without one.
   std::string faultOf(Detector& detector) const {
-    GreyFrames frames;
-    try {
+    return tn_test::FaultOf<Failure>([&] {
+      GreyFrames frames;
       Pipeline pipeline(frames, detector, options_);
       while (pipeline.step()) {
       }
       pipeline.close();
-    } catch (const Failure& fault) {
-      return fault.what();
-    }
-    return {};
+    });
   }
 
   // The outputs hold frames 1 to `frames`, each with the one track, and are whole.
@@ -222,7 +220,6 @@ TEST_F(PipelineTest, AVideoThatCannotBeFinishedPlaysUpToThere) {
 
 // In a process of its own, since an interrupt is never forgotten.
 TEST_F(PipelineTest, AnInterruptFinishesTheFrame) {
-  options_.pictures = {};
   OneBox detector([](std::int64_t number) {
     if (number == 2) std::raise(SIGTERM);
   });
@@ -231,7 +228,8 @@ TEST_F(PipelineTest, AnInterruptFinishesTheFrame) {
     std::_Exit(faultOf(detector).empty() ? exitStatus() : 1);
   };
   EXPECT_EXIT(interrupted(), testing::ExitedWithCode(128 + SIGTERM), "");
-  EXPECT_EQ(readMotFrames(options_.tracks).size(), 2u);
+  expectWhole(2);
+  EXPECT_TRUE(exists("sheet.png"));
   EXPECT_FALSE(exists("deep/tensors/000003.npy"));
 }
 #endif
@@ -256,12 +254,9 @@ TEST(TensorSize, IsTheNetworksElseTheOneAskedFor) {
   };
   for (const auto& c : cases) {
     std::string size;
-    try {
-      size = sizeText(tensorSize(c.wanted, OneBox({}, c.need)));
-    } catch (const Failure& fault) {
-      size = std::string(fault.what()).substr(0, std::string(fault.what()).find(", and sides must"));
-    }
-    EXPECT_EQ(size, c.size);
+    const std::string fault =
+        tn_test::FaultOf<Failure>([&] { size = sizeText(tensorSize(c.wanted, OneBox({}, c.need))); });
+    EXPECT_EQ(size + fault.substr(0, fault.find(", and sides must")), c.size);
   }
 }
 

@@ -95,6 +95,11 @@ void ToolTest::makeSample(int frames, const std::string& size, const std::string
       (size == "640x480" ? "" : " --frame " + size) + (scene == "walkers" ? "" : " --scene " + scene));
 }
 
+tarnkit::TrackScore ToolTest::scoreOf(const std::string& tracks, double overlap) const {
+  using tarnkit::readMotFrames;
+  return scoreTracks(readMotFrames(path(tracks)), readMotFrames(path("walk.txt")), overlap);
+}
+
 testing::AssertionResult isOneLineWith(const std::string& err, const std::string& text) {
   if (err.rfind("tarnkit: ", 0) != 0 || err.find('\n') != err.size() - 1)
     return testing::AssertionFailure() << "not one line of the tool: " << err;
@@ -105,14 +110,8 @@ testing::AssertionResult isOneLineWith(const std::string& err, const std::string
 
 #if defined(TARNKIT_MEDIA)
 std::string jpegWithOrientation(const std::string& jpeg, char orientation) {
-  const std::string exif = std::string(
-                               "\xFF\xE1\x00\x22"
-                               "Exif\x00\x00",
-                               10) +
-                           std::string("II*\x00\x08\x00\x00\x00\x01\x00", 10) +
-                           std::string("\x12\x01\x03\x00\x01\x00\x00\x00", 8) + orientation +
-                           std::string(7, '\0');
-  return jpeg.substr(0, 2) + exif + jpeg.substr(2);
+  const std::string note("\xFF\xE1\0\42Exif\0\0II*\0\b\0\0\0\1\0\22\1\3\0\1\0\0\0", 28);
+  return jpeg.substr(0, 2) + note + orientation + std::string(7, '\0') + jpeg.substr(2);
 }
 
 std::int64_t countFrames(const std::string& video) {

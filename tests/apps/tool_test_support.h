@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "apps/detections/mot_text.h"
+#include "apps/scoring/track_score.h"
 
 namespace tn_test {
 
@@ -48,6 +49,8 @@ class ToolTest : public testing::Test {
   // Makes walk.mp4 and walk.txt with the tool's own sample command. scene: walkers or figures.
   void makeSample(int frames, const std::string& size = "320x240",
                   const std::string& scene = "walkers") const;
+  // Of tracks in that video.
+  tarnkit::TrackScore scoreOf(const std::string& tracks, double overlap) const;
 
  private:
   // By name, with what is in them; but for those that `tool` makes itself.

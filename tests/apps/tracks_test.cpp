@@ -1,7 +1,7 @@
-// tarnkit track and score: identities, gaps, the clock, text as others write it; tracks against the
-// truth.
+// tarnkit track and score: identities, gaps, the clock, text as others write it; tracks and truth.
 #include <gtest/gtest.h>
 
+#include <regex>
 #include <sstream>
 
 #include "apps/scoring/track_score.h"
@@ -45,12 +45,8 @@ TEST_F(Tracks, GivesEachObjectOneIdentityWhateverTheOrderOfTheLines) {
   EXPECT_EQ(frames.at(3)[0].score, 0.75);
 
   // Standard streams, and text as other systems write it.
-  std::string foreign = "\xEF\xBB\xBF";
-  for (const char* c = kTwoBoxes; *c != '\0'; ++c)
-    foreign += *c == '\n'  ? std::string(" \r\n\r\n")
-               : *c == ',' ? std::string(" ,\t")
-                           : std::string(1, *c);
-  write("foreign.txt", foreign);
+  const std::string spaced = std::regex_replace(kTwoBoxes, std::regex(","), " ,\t");
+  write("foreign.txt", "\xEF\xBB\xBF" + std::regex_replace(spaced, std::regex("\n"), " \r\n\r\n"));
   EXPECT_EQ(run("track - --frame 640x480 -o - <foreign.txt"), tracks);
   EXPECT_EQ(run("track det.txt --frame 640x480 --filter kalman -o -"), tracks);
   EXPECT_NE(run("track det.txt --frame 640x480 --filter one-euro -o -"), tracks);
@@ -104,8 +100,7 @@ TEST_F(Tracks, FramesWithoutLinesAreFramesWithoutDetections) {
 
 double seconds = 0.0;
 
-// The clock must follow the frame numbers, gaps included, at the rate given: as driving the library by
-// hand does.
+// At the rate given, gaps included: the same as driving the library by hand.
 TEST(FrameTracker, OneEuroClockFollowsTheFrameNumbers) {
   const Tarn::TarnBoundingBoxesTrackerParams before = Tarn::getTrackerParams();
   TrackerOptions options;
@@ -156,7 +151,6 @@ TEST(TrackScore, CountsMatchesAndSwitches) {
       {"nothing found", "", "1@0", 0, 0, 0.0, 1.0},
       {"nothing there", "1@0", "", 0, 0, 1.0, 0.0},
       {"missed and invented", "1@500", "1@0;1@0", 0, 0, 0.0, 0.0},
-      {"half is found", "7@5", "1@0;1@0", 1, 0, 0.5, 1.0},
       {"too far off", "7@40", "1@0", 0, 0, 0.0, 0.0},
       {"one box serves one object", "7@5", "1@0,2@10", 1, 0, 0.5, 1.0},
       {"the nearer box first", "7@30,8@1", "1@0,2@31", 2, 0, 1.0, 1.0},

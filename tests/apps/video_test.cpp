@@ -8,6 +8,7 @@
 #include "apps/video/video_reader.h"
 #include "apps/video/video_writer.h"
 #include "tests/apps/tool_test_support.h"
+#include "tests/support/test_support.h"
 
 namespace {
 
@@ -76,8 +77,7 @@ std::string packed(const std::string& planes, std::size_t w, std::size_t h) {
   return samples;
 }
 
-// Colours that are not tagged go by the number of lines; rates have limits, and without one there is no
-// length.
+// Untagged colours go by the number of lines; rates have limits, and without one there is no length.
 TEST_F(VideoTest, SamplesComeThroughUnchangedAndTagsAreRead) {
   constexpr YuvColour k601 = {YuvStandard::kBt601, YuvRange::kLimited};
   static constexpr struct {
@@ -105,13 +105,9 @@ TEST_F(VideoTest, SamplesComeThroughUnchangedAndTagsAreRead) {
   }
   // Opening leaves the first frame to whoever asks for it, so that its decoding can be timed.
   for (const std::string size : {"W1 H5", "W5 H1"}) {
-    std::string said;
-    try {
-      readY4m(size + " F25:1 C420jpeg", {ramp(1, 11)});
-    } catch (const tarnkit::Failure& fault) {
-      said = fault.what();
-    }
-    EXPECT_EQ(said, path("raw.y4m") + ": has frames smaller than 2x2 pixels");
+    const auto read = [&] { readY4m(size + " F25:1 C420jpeg", {ramp(1, 11)}); };
+    EXPECT_EQ(tn_test::FaultOf<tarnkit::Failure>(read),
+              path("raw.y4m") + ": has frames smaller than 2x2 pixels");
   }
 }
 
@@ -203,8 +199,7 @@ TEST_F(VideoTest, RgbPicturesBecomeLimitedRange) {
   }
 }
 
-// What was written comes back: size, rate, colour, every frame in order. Rows of the pictures are
-// padded.
+// Size, rate, colour, every frame in order. Rows of the pictures are padded.
 TEST_F(VideoTest, WrittenVideosSayWhatTheyAre) {
   static const struct {
     tarnkit::VideoInfo info;
@@ -263,6 +258,8 @@ TEST(PictureConverter, AResultThatIsStillHeldStaysAsItIs) {
 // nothing but faults has 64 tries before each packet and after the last.
 TEST(NextPicture, EndsWhateverTheDecoderAnswers) {
   using tarnkit::Answer;
+  const std::map<char, Answer> answers = {
+      {'p', Answer::kPicture}, {'w', Answer::kWantsInput}, {'f', Answer::kFault}, {'e', Answer::kEnd}};
   static const struct {
     const char* answers;
     int packets;
@@ -275,13 +272,7 @@ TEST(NextPicture, EndsWhateverTheDecoderAnswers) {
     const char* at = script.answers;
     int packets = script.packets;
     std::int64_t faults = 0;
-    const auto ask = [&] {
-      const char answer = at[1] == '\0' ? *at : *at++;
-      return answer == 'p'   ? Answer::kPicture
-             : answer == 'w' ? Answer::kWantsInput
-             : answer == 'f' ? Answer::kFault
-                             : Answer::kEnd;
-    };
+    const auto ask = [&] { return answers.at(at[1] == '\0' ? *at : *at++); };
     const auto feed = [&] { return packets-- > 0; };
     EXPECT_EQ(tarnkit::nextPicture(ask, feed, faults), script.picture) << script.answers;
     EXPECT_EQ(faults, script.faults) << script.answers;

@@ -47,12 +47,12 @@ Guarded RandomBytes(std::size_t size, std::uint32_t seed = 1);
 // with the page in front. A failure names the set and the place.
 void ForEachTarget(const std::function<void()>& body);
 
-// What a call throws as an invalid argument; empty when it passes.
-template <class Call>
+// What a call throws as an invalid argument, or another fault; empty when it passes.
+template <class Fault = std::invalid_argument, class Call>
 std::string FaultOf(const Call& call) {
   try {
     call();
-  } catch (const std::invalid_argument& fault) {
+  } catch (const Fault& fault) {
     return fault.what();
   }
   return {};
