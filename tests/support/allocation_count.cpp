@@ -72,6 +72,14 @@ void __wrap_free(void* block) {
 
 void* operator new(std::size_t bytes) { return allocate(bytes); }
 void* operator new[](std::size_t bytes) { return allocate(bytes); }
+// Calls the first one by default, but a sanitizer has one of its own, whose blocks are not for free().
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+  try {
+    return allocate(bytes);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
 void* operator new(std::size_t bytes, std::align_val_t alignment) {
   return allocateAligned(bytes, static_cast<std::size_t>(alignment));
 }
