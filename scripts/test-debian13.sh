@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Runs the demo and all tests as on a fresh machine with Debian 13: in a bare root of that release, on the committed
-# tree. Needs root, a Debian mirror and about 10 GB; everything is built there, so it takes as long as there.
+# tree. Needs root, a Debian mirror and about 6 GB. Everything is built anew there.
 # usage: scripts/test-debian13.sh [--keep | --root FOLDER] [STAGE...]
 #   --keep         leave the root for a look
 #   --root FOLDER  use the root in FOLDER, or make it there, and leave it: the next run builds what changed only
@@ -44,7 +44,7 @@ else
   git clone --quiet --no-hardlinks . "$tree"
 fi
 
-# The lines of stages and tables of results go to the screen, all of it into the log.
+# All output goes into the log, and the lines of stages to the screen as well.
 run() {
   echo "== $* in $suite"
   inside "cd /root/tn_kits && exec $*" 2>&1 | tee -a "$log" | { grep --line-buffered -E '^(== |demo: )' || true; }
