@@ -102,7 +102,7 @@ void addTensor(const char* name, int type, int c, int w, int h) {
   };
   const int dropped = c - 3;
   addRow(row, "tn_kits", [=] {
-    const TarnCPU::Mat tensor = TarnCPU::Mat::from_pixels(sourceBytes(), type, w, h);
+    TarnCPU::Mat tensor = TarnCPU::Mat::from_pixels(sourceBytes(), type, w, h);
     benchmark::DoNotOptimize(tensor.data);
   });
   addRow(row, "opencv_floats+split", [=, floats = cv::Mat(), spare = cv::Mat()]() mutable {
