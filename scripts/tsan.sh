@@ -5,8 +5,8 @@
 . "$(dirname "$0")/common.sh"
 
 case "${1:-}" in
-  '') pattern='^(Threads|FirstUse|Mat|Logging|Net\.)'
-    targets=(tn_threads_test tn_first_use_test tn_mat_test tn_core_test tn_net_test) ;;
+  '') pattern='^(Threads|Mat|Logging|Net\.)'
+    targets=(tn_threads_test tn_mat_test tn_core_test tn_net_test) ;;
   all) pattern=. targets=(all) ;;
   *) refuse "'$1' is not 'all'" ;;
 esac

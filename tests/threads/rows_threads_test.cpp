@@ -1,4 +1,6 @@
-// Every exported routine on eight threads at once: what it gives is what it gives alone.
+// Every exported routine on eight threads at once: what it gives is what it gives alone. That comes
+// after, so that what the libraries set up at their first use is used first by many: the choice of an
+// instruction set in each library, the logger, the trackers' clock.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -8,6 +10,7 @@
 #include "tests/routines/routine.h"
 #include "tests/routines/tracking_rows.h"
 #include "tests/support/threads.h"
+#include "tn_core.h"
 
 namespace {
 
@@ -23,9 +26,6 @@ struct Row {
 // Sources are the same bytes for all threads; destinations and objects with a state are each thread's
 // own.
 void expectSameOnThreads(const std::vector<Row>& rows) {
-  std::vector<std::uint64_t> alone;
-  for (const Row& row : rows) alone.push_back(row.digest());
-
   std::vector<std::vector<std::uint64_t>> together(kThreads, std::vector<std::uint64_t>(rows.size()));
   tn_test::onThreads(kThreads, [&](int thread) {
     // Two threads each begin with the same row.
@@ -35,9 +35,10 @@ void expectSameOnThreads(const std::vector<Row>& rows) {
       together[static_cast<std::size_t>(thread)][row] = rows[row].digest();
     }
   });
-  for (const auto& digests : together)
-    for (std::size_t row = 0; row < rows.size(); ++row)
-      EXPECT_EQ(digests[row], alone[row]) << rows[row].name;
+  for (std::size_t row = 0; row < rows.size(); ++row) {
+    const std::uint64_t alone = rows[row].digest();
+    for (const auto& digests : together) EXPECT_EQ(digests[row], alone) << rows[row].name;
+  }
 }
 
 TEST(Threads, RoutinesOnSharedSources) {
@@ -52,7 +53,18 @@ TEST(Threads, RoutinesOnSharedSources) {
     rows.push_back(
         {routine.name, [&routine, sources = sourcesOf(routine)] { return digestOf(routine, sources); }});
   }
+  rows.push_back({"a tracker by the default clock, log lines", [] {
+                    Tarn::TarnBoundingBoxesTracker<Tarn::TarnOneEuroFilterBoxTracker2D> tracker(64, 48);
+                    tracker.track({{0.1f, 0.1f, 0.3f, 0.3f, 1.0f, 0}});
+                    Tarn::_LogError("Tarn", "used");
+                    Tarn::_LogVerbose("Tarn", "not shown");
+                    return tracker.track({{0.1f, 0.1f, 0.3f, 0.3f, 1.0f, 0}}).size();
+                  }});
+  testing::internal::CaptureStderr();
   expectSameOnThreads(rows);
+  std::string lines;
+  for (int i = 0; i < kThreads + 1; ++i) lines += "E/Tarn: used\n";
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), lines);
 }
 
 // And the parameters are replaced where the header allows it: while no tracker runs.
