@@ -1,6 +1,8 @@
 // What a frame does to the tracks: matching, confidence, births and deaths.
 #include <gtest/gtest.h>
 
+#include <array>
+#include <iterator>
 #include <limits>
 #include <random>
 
@@ -123,31 +125,35 @@ template <class T>
 class BothFilters : public testing::Test {};
 TYPED_TEST_SUITE(BothFilters, tn_test::Filters, tn_test::FilterNames);
 
-// Crowded scenes on a coarse grid with repeats, nested boxes, several labels and a few NaNs, on every
-// instruction set, against the tracker with the full table. Every reading of the clock gives another
-// time, so that a filter with the reading of another track gives another box.
+// Crowded scenes on a coarse grid with repeats, ties, nested boxes, several labels and unusual floats,
+// on every instruction set, against the tracker with the full table; in between so many empty frames
+// that all tracks die. Every reading of the clock gives another time, so that a filter with the reading
+// of another track gives another box.
 TYPED_TEST(BothFilters, EqualTheLiteralTrackerOnRandomScenes) {
   const RestoreTracking restore;
+  constexpr float kInfinity = std::numeric_limits<float>::infinity();
+  static const float odd[] = {kNaN, kInfinity, -kInfinity, -0.0f, -1.0f, 1e-40f, 1e-30f, 3e38f, 0.1f};
   ForEachTarget([] {
-    for (unsigned seed = 0; seed < 12; ++seed) {
+    for (unsigned seed = 0; seed < 16; ++seed) {
       SCOPED_TRACE(testing::Message() << "seed " << seed);
       std::mt19937 random(seed);
       TarnBoundingBoxesTrackerParams params;
-      params.iouThreshold = seed % 4 == 3 ? 0.0f : 0.2f * static_cast<float>(seed % 4);
+      params.iouThreshold = std::array{0.0f, 0.2f, 0.5f, 1.0f}[seed / 2 % 4];
       if (seed % 2 == 1) params.maxConfidence = 3, params.lostThreshold = -2;
       setTrackerParams(params);
       ManualClock::install();
       TarnIdentifiedBoxesTracker<TypeParam> tracker(640, 480);
       LiteralBoxesTracker<TypeParam> literal(640, 480);
       for (int frame = 0; frame < 25; ++frame) {
-        Boxes detections(random() % (seed < 6 ? 12u : 60u));
+        Boxes detections(frame / 6 == 2 ? 0u : random() % (seed < 8 ? 12u : 60u));
         for (auto& d : detections) {
           const auto grid = [&](unsigned steps) {
             return static_cast<float>(random() % steps) * 0.125f;
           };
           d = {grid(8),          grid(8), 0.125f + grid(4),
                0.125f + grid(4), grid(9), static_cast<int>(random() % 20 == 0)};
-          if (random() % 50 == 0) d.x = kNaN;
+          for (float* const value : {&d.x, &d.y, &d.w, &d.h})
+            if (random() % 100 == 0) *value = odd[random() % std::size(odd)];
           if (random() % 50 == 0) d.w = d.h = 0.0f;
           if (random() % 200 == 0) d.y = d.x = kNaN;
         }

@@ -23,23 +23,6 @@ std::vector<std::int64_t> idsOf(const std::vector<TarnIdentifiedBox>& boxes) {
   return ids;
 }
 
-TEST(IdentifiedBoxes, TracksKeepTheirIdentityWhileTheyAreNotReported) {
-  const RestoreTracking restore;
-  TarnBoundingBoxesTrackerParams params;
-  params.maxConfidence = 2;
-  params.lostThreshold = -1;
-  setTrackerParams(params);
-  Identified tracker(640, 640);
-  using Ids = std::vector<std::int64_t>;
-  EXPECT_EQ(idsOf(tracker.track({cell(0), cell(9)})), (Ids{1, 2}));
-  EXPECT_EQ(idsOf(tracker.track({cell(9), cell(20)})), (Ids{2, 3}));  // 1 coasts
-  EXPECT_EQ(idsOf(tracker.track({cell(9), cell(0)})), (Ids{1, 2}));   // and 3 does
-  EXPECT_EQ(idsOf(tracker.track({})), (Ids{2}));                      // 3 dies
-  EXPECT_EQ(idsOf(tracker.track({cell(20)})), (Ids{4}));
-  for (int frame = 0; frame < 3; ++frame) tracker.track({});
-  EXPECT_EQ(idsOf(tracker.track({cell(20)})), (Ids{5})) << "all were dead";
-}
-
 TEST(IdentifiedBoxes, CountFromTheTracksOfATracker) {
   TarnBoundingBoxesTracker<Kalman> plain(640, 640);
   plain.track({cell(0), cell(9), cell(20)});
