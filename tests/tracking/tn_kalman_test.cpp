@@ -172,46 +172,32 @@ TEST(BoxKalmanFilter, HasTheModelsConstants) {
 // general filter's own steps. Some runs meet infinities and NaNs on the way or begin with a singular
 // innovation.
 TEST(BoxKalmanFilter, StepsAreThoseOfTheFullSizeFilter) {
-  struct Case {
-    const char* name;
-    float fps, process_noise, measurement_noise, odd;
-  };
-  static const Case cases[] = {
-      {"defaults", 25.0f, 0.001f, 0.001f, 3.0f},
-      {"slow, noisy", 1.0f, 3.0f, 40.0f, -0.0f},
-      {"no measurement noise", 30.0f, 0.01f, 0.0f, 5.0f},
-      {"no process noise", 30.0f, 0.0f, 0.01f, 5.0f},
-      {"negative zero noises", 30.0f, -0.0f, 0.01f, 5.0f},
-      {"no noise at all", 30.0f, 0.0f, 0.0f, 5.0f},
-      {"time step overflows", 1e-39f, 0.001f, 0.001f, 5.0f},
-      {"its square overflows", 1e-30f, 0.001f, 0.001f, 5.0f},
-      {"noise overflows", 25.0f, 3e38f, 3e38f, 5.0f},
-      {"tiny noise", 25.0f, 1e-42f, 1e-42f, 5.0f},
-      {"NaN measured", 25.0f, 0.001f, 0.001f, kNaN},
-      {"infinity measured", 25.0f, 0.001f, 0.001f, kInfinity},
-      {"huge measured", 25.0f, 0.001f, 0.001f, -3e38f},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    std::mt19937 random(11);
-    std::normal_distribution<float> jitter(0.0f, 2.0f);
-    float z[4] = {100.0f, -0.0f, 140.0f, 300.0f};
-    BoxKalmanFilter box(z, c.fps, c.process_noise, c.measurement_noise);
-    KalmanFilter full = box;
-    for (int frame = 0; frame < 60; ++frame) {
-      for (float& value : z) value += 4.0f + jitter(random);
-      if (frame == 30) z[1] = c.odd;
-      if (frame == 31 && !(std::abs(c.odd) < 100.0f)) z[1] = 80.0f;
-      const bool measured = frame % 5 != 4;
-      ASSERT_EQ(box.step(measured ? z : nullptr), box.correctedState.data());
-      full.predict();
-      full.correct(measured ? MatrixXf(Eigen::Map<const Eigen::Vector4f>(z))
-                            : MatrixXf(full.predictedState.topRows(4)));
-      for (const Member& m : kMembers)
-        ASSERT_TRUE(sameMatrix(box.*m.matrix, full.*m.matrix))
-            << "member " << &m - kMembers << ", frame " << frame;
-    }
-  }
+  // With the smallest, the time step overflows; with the next, its square.
+  for (const float fps : {25.0f, 1e-30f, 1e-39f})
+    for (const float process_noise : {0.0f, -0.0f, 0.001f, 40.0f, 1e-42f, 3e38f})
+      for (const float measurement_noise : {0.0f, -0.0f, 0.001f, 40.0f, 1e-42f, 3e38f})
+        for (const float odd : {5.0f, -0.0f, kNaN, kInfinity, -3e38f}) {
+          SCOPED_TRACE(testing::Message()
+                       << fps << ", " << process_noise << ", " << measurement_noise << ", " << odd);
+          std::mt19937 random(11);
+          std::normal_distribution<float> jitter(0.0f, 2.0f);
+          float z[4] = {100.0f, -0.0f, 140.0f, 300.0f};
+          BoxKalmanFilter box(z, fps, process_noise, measurement_noise);
+          KalmanFilter full = box;
+          for (int frame = 0; frame < 60; ++frame) {
+            for (float& value : z) value += 4.0f + jitter(random);
+            if (frame == 30) z[1] = odd;
+            if (frame == 31 && !(std::abs(odd) < 100.0f)) z[1] = 80.0f;
+            const bool measured = frame % 5 != 4;
+            ASSERT_EQ(box.step(measured ? z : nullptr), box.correctedState.data());
+            full.predict();
+            full.correct(measured ? MatrixXf(Eigen::Map<const Eigen::Vector4f>(z))
+                                  : MatrixXf(full.predictedState.topRows(4)));
+            for (const Member& m : kMembers)
+              ASSERT_TRUE(sameMatrix(box.*m.matrix, full.*m.matrix))
+                  << "member " << &m - kMembers << ", frame " << frame;
+          }
+        }
 }
 
 TEST(KalmanBoxTracker, ConvertsInADefinedOrder) {
