@@ -103,9 +103,8 @@ const ConstBytes kFrom = {kNowhere, kAmple};
 const Bytes kTo = {kNowhere + 2 * kAmple, kAmple};
 
 TEST(Checked, SentencesNameTheArgumentAndWhatItMustBe) {
+  std::uint8_t memory[64] = {};
   const Bytes few = {kTo.data, 5};
-  const ConstFloats odd_floats = {reinterpret_cast<const float*>(kNowhere + 2), kAmple};
-  const auto no_layout = static_cast<TarnCPU::TensorShape::Layout>(3);
   const struct {
     std::function<void()> call;
     const char* sentence;
@@ -118,6 +117,9 @@ TEST(Checked, SentencesNameTheArgumentAndWhatItMustBe) {
       // 4 * 2^30 would be 0 in 32 bits.
       {[] { checked::getGray_from_RGBA_HWC(kFrom, kTo, 1 << 30); },
        "src would be too large; 1073741824 RGBA pixels need more than 2147483647 bytes"},
+      {[] { checked::flip_vertical(kFrom, 65536, 65536, kTo, 65536); },
+       "src would be too large; a 65536x65536 picture of 65536 channels needs more than 2147483647 "
+       "bytes"},
       // What each family calls its buffers.
       {[&] { checked::yuv420sp_to_rgb_fast_asm(kFrom, 4, 2, few); },
        "dst holds 5 bytes; a 4x2 RGB picture with the rows that are written behind it needs 36"},
@@ -132,8 +134,10 @@ TEST(Checked, SentencesNameTheArgumentAndWhatItMustBe) {
        "dst holds 5 bytes; a 4x3 picture of 2 channels needs 24"},
       {[&] { checked::cut_sub_img_inhwc_outhwc(kFrom, 10, 8, few, 4, 2, 0, 0, 3); },
        "dst holds 5 bytes; a 4x2 picture of 3 channels needs 24"},
-      {[&] { checked::resize_bilinear_c2(kFrom, 4, 3, few, 8, 8); },
-       "dst holds 5 bytes; a 8x8 picture of 2 channels needs 128"},
+      {[] {
+         checked::resize_bilinear_c3({kNowhere, 35}, 4, 3, kTo, 8, 8);
+       },
+       "src holds 35 bytes; a 4x3 picture of 3 channels needs 36"},
       {[] { checked::crop_resize_nearest_c1(kFrom, 4, 4, kTo, 8, 8, 3, 0, 2, 4); },
        "the rectangle goes from (3, 0) to (2, 4); it must not be inverted"},
       {[] { checked::cut_sub_img_inhwc_outhwc(kFrom, 10, 8, kTo, 4, 4, 7, 0, 3); },
@@ -144,11 +148,25 @@ TEST(Checked, SentencesNameTheArgumentAndWhatItMustBe) {
        "the rectangle is 4x9 at column 0, row -1; it must lie inside the 10x8 source"},
       {[] { checked::cut_sub_img_inhwc_outhwc(kFrom, 10, 8, kTo, 4, 4, 0, kMost, 3); },
        "the rectangle is 4x4 at column 0, row 2147483647; it must lie inside the 10x8 source"},
-      {[&] { checked::cut_sub_img_inchw_outchw(odd_floats, 10, 8, {}, 4, 4, 0, 0, 3); },
+      {[&] {
+         checked::cut_sub_img_inchw_outchw({reinterpret_cast<float*>(kNowhere + 2), kAmple}, 10, 8,
+                                           {reinterpret_cast<float*>(kNowhere + kAmple), kAmple}, 4, 4,
+                                           0, 0, 3);
+       },
        "src is not aligned; floats must start at a multiple of 4 bytes"},
-      {[] { checked::from_pixels(kFrom, 3, 4, 4); },
+      {[&] {
+         checked::from_pixels({memory, 64}, 3, 4, 4);
+       },
        "type is 3; it must be 1, 2 or 8, plus 65536 times 0, 1 or 2"},
-      {[&] { checked::from_float_array(odd_floats, 2, 2, 2, no_layout, nullptr); },
+      {[&] {
+         checked::from_float_array({reinterpret_cast<const float*>(kNowhere), 31}, 2, 2, 2,
+                                   TarnCPU::TensorShape::CHW, nullptr);
+       },
+       "data holds 31 bytes; a 2x2 tensor of 2 channels needs 32"},
+      {[&] {
+         checked::from_float_array({reinterpret_cast<const float*>(kNowhere), 32}, 2, 2, 2,
+                                   static_cast<TarnCPU::TensorShape::Layout>(3), nullptr);
+       },
        "layout is 3; it must be from 1 to 2"},
       {[] { checked::TarnYUVToolKit(65536, 65536, 320, 240, 32, 32); },
        "the frame's size in bytes is 4315938816; it must be from 1 to 2147483647"},
@@ -231,25 +249,21 @@ TEST(CheckedInput, SentencesNameTheArgumentAndWhatItMustBe) {
   Mat rows = small, bytewise = small, out;
   rows.layout = TarnCPU::TensorShape::HWC;
   bytewise.elem_size = 1;
-  // The frame, work_a and work_b one behind the other.
-  const auto input = [&](int format, std::size_t in, std::size_t a, std::size_t b) {
-    checked::getInMat(imageOf(format, 4, 2, bytes, in), out, 0, 4, 2, {bytes + in, a},
-                      {bytes + in + a, b});
+  const auto input = [&](int format, unsigned char* a, unsigned char* b, int width) {
+    checked::getInMat(imageOf(format, 4, 2, bytes, 12), out, 0, width, 2, {a, 1000}, {b, 1000});
   };
-  const auto floats_from = [&](std::size_t first, std::size_t size) {
-    return Floats{memory.data() + first, size};
-  };
-  const auto six_from = [&](std::size_t first) { return ConstFloats{memory.data() + first, 24}; };
-  const Bytes a = {bytes + 11, 1000};
-  const ConstFloats five = {identity.data(), 20};
   const auto cover = checked::cover_mid_img_with_littleImg_inMat_outFloatPointer;
   const std::pair<std::function<void()>, const char*> cases[] = {
-      {[&] { input(TN_PIX_FMT_YUV420V, 12, 32, 32); },
+      {[&] { input(TN_PIX_FMT_YUV420V, bytes + 12, bytes + 2000, 4); },
        "image has pixel format 3 (YUV420V); it must be one of I420, NV12, NV21, BGRA, RGBA, BGR, RGB"},
-      {[&] { checked::getInMat(imageOf(TN_PIX_FMT_NV12, 4, 2, bytes, 12), out, 0, 4, 2, a, a); },
+      {[&] { input(TN_PIX_FMT_NV12, bytes + 11, bytes + 2000, 4); },
        "work_a overlaps image; the two must lie apart"},
-      {[&] { input(TN_PIX_FMT_RGBA, 31, 32, 32); }, "image holds 31 bytes; a 4x2 RGBA frame needs 32"},
-      {[&] { input(TN_PIX_FMT_RGBA, 32, 32, 31); },
+      {[&] { input(TN_PIX_FMT_RGBA, bytes + 32, bytes + 2000, 200); },
+       "image holds 12 bytes; a 4x2 RGBA frame needs 32"},
+      {[&] {
+         checked::getInMat(imageOf(TN_PIX_FMT_RGBA, 4, 2, bytes, 32), out, 0, 4, 2, {bytes + 32, 32},
+                           {bytes + 64, 31});
+       },
        "work_b holds 31 bytes; a 4x2 work buffer of 4 channels needs 32"},
       {[&] { checked::affine(small, rows, matrix); },
        "dst has layout 2 and elements of 4 bytes; it must have layout 1 (CHW) and floats"},
@@ -259,11 +273,18 @@ TEST(CheckedInput, SentencesNameTheArgumentAndWhatItMustBe) {
        "src is 16777217x1x3; its sides must be from 1 to 16777216"},
       {[&] { checked::affine(small, floatsAt(bytes, 1, (1 << 24) + 1, 3), matrix); },
        "dst is 1x16777217x3; its sides must be from 1 to 16777216"},
-      {[&] { checked::affine(small, apart, five); }, "matrix holds 20 bytes; a 2x3 matrix needs 24"},
+      {[&] {
+         checked::affine(small, apart, {identity.data(), 20});
+       },
+       "matrix holds 20 bytes; a 2x3 matrix needs 24"},
       // Its last float is the first of dst; its first the last of dst, which src may be too.
-      {[&] { checked::affine_optimized(small, apart, six_from(245)); },
+      {[&] {
+         checked::affine_optimized(small, apart, {memory.data() + 245, 24});
+       },
        "dst overlaps matrix; the two must lie apart"},
-      {[&] { checked::affine_sse_hwc(small, small, six_from(35)); },
+      {[&] {
+         checked::affine_sse_hwc(small, small, {memory.data() + 35, 24});
+       },
        "dst overlaps matrix; the two must lie apart"},
       {[&] { checked::affine(small, beside, matrix); }, "dst overlaps src; the two must lie apart"},
       {[&] { checked::affine_sse(small, beside, matrix); }, "dst overlaps src; the two must lie apart"},
@@ -283,18 +304,24 @@ TEST(CheckedInput, SentencesNameTheArgumentAndWhatItMustBe) {
        "src is null; a 4x3 tensor of 3 channels needs 144"},
       {[&] { checked::affine(floatsAt(bytes, 65536, 32768, 1), apart, matrix); },
        "src would be too large; a 65536x32768 tensor of 1 channels needs more than 2147483647 floats"},
-      {[&] { cover(floats_from(36, 1000), 3, 5, small); },
+      {[&] {
+         cover({memory.data() + 36, 1000}, 3, 5, small);
+       },
        "dst is 3x5; it must be at least 4x3 like little"},
-      {[&] { cover(floats_from(36, 1000), 5, 2, small); },
+      {[&] {
+         cover({memory.data() + 36, 1000}, 5, 2, small);
+       },
        "dst is 5x2; it must be at least 4x3 like little"},
-      {[&] { cover(floats_from(35, 1000), 5, 5, small); },
+      {[&] {
+         cover({memory.data() + 35, 1000}, 5, 5, small);
+       },
        "dst overlaps little; the two must lie apart"},
   };
   for (const auto& [call, sentence] : cases) EXPECT_EQ(FaultOf(call), sentence);
   // The one that may warp a tensor onto itself, and what fits to the byte.
   EXPECT_EQ(FaultOf([&] { checked::affine_sse_hwc(small, small, matrix); }), "");
   EXPECT_EQ(FaultOf([&] { checked::affine(small, floatsAt(bytes + 144, 4, 3, 3), matrix); }), "");
-  EXPECT_EQ(FaultOf([&] { cover(floats_from(36, 300), 5, 5, small); }), "");
+  EXPECT_EQ(FaultOf([&] { cover({memory.data() + 36, 300}, 5, 5, small); }), "");
 }
 
 TEST(CheckedInput, WhatIsGivenArrives) {

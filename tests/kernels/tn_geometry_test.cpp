@@ -1,8 +1,8 @@
 // Properties of turns and cuts that can be said without their plain forms.
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <cstring>
+#include <vector>
 
 #include "tests/support/test_support.h"
 #include "tn_cv.h"
@@ -13,20 +13,34 @@ using TarnCPU::TN_CV;
 using tn_test::Guarded;
 using tn_test::RandomBytes;
 
-// By hand: a picture of 4x4 pixels whose first byte counts them row by row.
-TEST(Turns, PutTheFirstColumnFirstOrLast) {
-  for (const int c : {3, 4}) {
-    std::uint8_t src[64] = {}, right[64], left[64];
-    for (int i = 0; i < 16; ++i) src[i * c] = static_cast<std::uint8_t>(i);
-    (c == 3 ? TN_CV::rotate90_intrinsics_3_channel : TN_CV::rotate90_intrinsics_4_channel)(src, 4, 4,
-                                                                                           right);
-    (c == 3 ? TN_CV::anti_rotate90_intrinsics_3_channel : TN_CV::anti_rotate90_intrinsics_4_channel)(
-        src, 4, 4, left);
-    const int first_rows[2][4] = {{12, 8, 4, 0}, {3, 7, 11, 15}};
-    for (int x = 0; x < 4; ++x) {
-      EXPECT_EQ(right[x * c], first_rows[0][x]) << c;
-      EXPECT_EQ(left[x * c], first_rows[1][x]) << c;
-    }
+using Bytes = std::vector<std::uint8_t>;
+
+using Turn = void (*)(const unsigned char*, int, int, unsigned char*);
+const Turn kTurns[] = {TN_CV::rotate90_intrinsics_3_channel, TN_CV::rotate90_intrinsics_4_channel,
+                       TN_CV::anti_rotate90_intrinsics_3_channel,
+                       TN_CV::anti_rotate90_intrinsics_4_channel};
+
+// Said without blocks: where each pixel of a picture with sides that are multiples of 4 goes.
+TEST(Turns, MultiplesOfFourTurnAndTurnBack) {
+  const int w = 24, h = 76;
+  for (int c : {3, 4}) {
+    const Turn right = kTurns[c - 3], left = kTurns[c - 1];
+    const Guarded src = RandomBytes(static_cast<std::size_t>(w * h * c), 7);
+    Guarded once(src.size()), back(src.size()), twice(src.size());
+    right(src.data(), w, h, once.data());
+    left(once.data(), h, w, back.data());
+    right(once.data(), h, w, twice.data());
+    const auto pixel = [&](const Guarded& image, int width, int y, int x) {
+      const std::uint8_t* const p = image.data() + (y * width + x) * c;
+      return Bytes(p, p + c);
+    };
+    for (int y = 0; y < h; ++y)
+      for (int x = 0; x < w; ++x) {
+        ASSERT_EQ(pixel(once, h, x, h - 1 - y), pixel(src, w, y, x)) << c << " " << y << " " << x;
+        ASSERT_EQ(pixel(twice, w, h - 1 - y, w - 1 - x), pixel(src, w, y, x))
+            << c << " " << y << " " << x;
+      }
+    EXPECT_EQ(std::memcmp(back.data(), src.data(), src.size()), 0) << c;
   }
 }
 

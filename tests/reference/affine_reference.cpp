@@ -29,25 +29,6 @@ float zeroBorderSample(const Planes& src, int q, float x, float y) {
   return (p10 * (1.0f - fx) + (p11 * fx)) * fy + ((p00 * (1.0f - fx) + (p01 * fx)) * (1.0f - fy));
 }
 
-// The first tap inside the source, and the share of the second, which follows if it `replicates`.
-std::int64_t clamped(float position, int size, bool replicates, float& share) {
-  const std::int32_t first = truncated(position);
-  share = position - static_cast<float>(first);
-  if (first >= 0 && first < size - 1) return first;
-  if (replicates) share = first < 0 ? 0.0f : 1.0f;
-  return first < 0 ? 0 : size - 2;
-}
-
-// Both pictures have the same size.
-float clampedSample(const Planes& src, int q, float x, float y, bool replicates) {
-  float fx, fy;
-  const std::int64_t x0 = clamped(x, src.w, replicates, fx), y0 = clamped(y, src.h, replicates, fy);
-  const float w00 = (1.0f - fy) * (1.0f - fx), w01 = (1.0f - fy) * fx;
-  const float w10 = (1.0f - fx) * fy, w11 = fy * fx;
-  const float* const p = &src.values[at(src, q, y0, x0)];
-  return ((p[0] * w00 + p[1] * w01) + p[src.w] * w10) + p[src.w + 1] * w11;
-}
-
 template <class Pixel>
 void forEachPixel(Planes& dst, const Pixel& pixel) {
   for (int q = 0; q < dst.c; ++q)
@@ -89,9 +70,22 @@ void warpExtrapolating(const Planes& src, Planes& dst, const float* m) {
   const float hw = static_cast<float>(dst.w) * 0.5f, hh = static_cast<float>(dst.h) * 0.5f;
   const float k1 = (hw / hh) * m[1], k3 = (hh / hw) * m[3];
   const float c2 = (m[2] + 1.0f) * hw - 0.5f, c5 = (m[5] + 1.0f) * hh - 0.5f;
+  const auto clamped = [](std::int32_t first, int size) {
+    if (first < 0) return 0;
+    return first >= size - 1 ? size - 2 : first;
+  };
   forEachPixel(dst, [&](int q, int i, int j) {
-    const float yc = (static_cast<float>(i) + 0.5f) - hh, xc = (static_cast<float>(j) + 0.5f) - hw;
-    return clampedSample(src, q, ((xc * m[0]) + (yc * k1)) + c2, ((yc * m[4]) + (xc * k3)) + c5, false);
+    const float yc = (static_cast<float>(i) + 0.5f) - hh, r = yc * k1;
+    const float xc = (static_cast<float>(j) + 0.5f) - hw;
+    const float x = ((xc * m[0]) + r) + c2, y = ((yc * m[4]) + (xc * k3)) + c5;
+    std::int32_t x0 = truncated(x), y0 = truncated(y);
+    const float fx = x - static_cast<float>(x0), fy = y - static_cast<float>(y0);
+    const float w00 = (1.0f - fy) * (1.0f - fx), w01 = (1.0f - fy) * fx;
+    const float w10 = (1.0f - fx) * fy, w11 = fy * fx;
+    x0 = clamped(x0, dst.w);
+    y0 = clamped(y0, dst.h);
+    const float* const p = &src.values[at(src, q, y0, x0)];
+    return ((p[0] * w00 + p[1] * w01) + p[dst.w] * w10) + p[dst.w + 1] * w11;
   });
 }
 
@@ -99,10 +93,33 @@ void warpReplicating(const Planes& src, Planes& dst, const float* m) {
   const float hw = static_cast<float>(dst.w) * 0.5f, hh = static_cast<float>(dst.h) * 0.5f;
   const float q1 = hw / hh, q3 = hh / hw;
   const float c2 = (m[2] + 1.0f) * hw, c5 = (m[5] + 1.0f) * hh;
+  const auto clamp = [](std::int32_t& first, float& share, int size) {
+    if (first < 0) {
+      first = 0;
+      share = 0.0f;
+    } else if (first >= size - 1) {
+      first = size - 2;
+      share = 1.0f;
+    }
+  };
+  std::vector<float> packed;
+  for (int i = 0; i < dst.h; ++i)
+    for (int j = 0; j < dst.w; ++j)
+      for (int q = 0; q < 3; ++q) packed.push_back(src.values[at(src, q, i, j)]);
   forEachPixel(dst, [&](int q, int i, int j) {
     const float yc = (static_cast<float>(i) + 0.5f) - hh, xc = (static_cast<float>(j) + 0.5f) - hw;
-    return clampedSample(src, q, ((((yc * m[1]) * q1) + (xc * m[0])) + c2) - 0.5f,
-                         ((((xc * m[3]) * q3) + (yc * m[4])) + c5) - 0.5f, true);
+    const float x = ((((yc * m[1]) * q1) + (xc * m[0])) + c2) - 0.5f;
+    const float y = ((((xc * m[3]) * q3) + (yc * m[4])) + c5) - 0.5f;
+    std::int32_t x0 = truncated(x), y0 = truncated(y);
+    float fx = x - static_cast<float>(x0), fy = y - static_cast<float>(y0);
+    clamp(x0, fx, dst.w);
+    clamp(y0, fy, dst.h);
+    const float w00 = (1.0f - fx) * (1.0f - fy), w01 = (1.0f - fy) * fx;
+    const float w10 = (1.0f - fx) * fy, w11 = fy * fx;
+    const std::size_t row = 3 * static_cast<std::size_t>(dst.w);
+    const float* const p =
+        &packed[static_cast<std::size_t>(y0) * row + 3 * static_cast<std::size_t>(x0)] + q;
+    return ((p[0] * w00 + p[3] * w01) + p[row] * w10) + p[row + 3] * w11;
   });
 }
 

@@ -9,16 +9,38 @@ std::size_t count(int a, int b, int c) {
   return static_cast<std::size_t>(a) * static_cast<std::size_t>(b) * static_cast<std::size_t>(c);
 }
 
-// Where a pixel comes from and where it goes, by the header's formula for all sizes; the rest is 0.
-Bytes turn(const std::uint8_t* src, int w, int h, int c, bool clockwise) {
+// One plane: four floats of four rows make a block. The position in the source only ever advances, by a
+// block and then by what brings it from the end of a row of blocks down three more rows.
+void turnPlane(const float* src, int w, int h, float* dst, bool clockwise) {
   const int w4 = w / 4 * 4, h4 = h / 4 * 4;
-  Bytes dst(count(w, h, c));
-  for (int y = 0; y < h4; ++y)
-    for (int x = 0; x < w4; ++x) {
-      const std::size_t from = count(y * w + x - y / 4 * (w - w4), c, 1);
-      const std::size_t to = count(clockwise ? x * h + h4 - 1 - y : (w4 - 1 - x) * h + y, c, 1);
-      for (std::size_t k = 0; k < static_cast<std::size_t>(c); ++k) dst[to + k] = src[from + k];
+  int position = 0;
+  for (int rb = 0; rb < h / 4; ++rb) {
+    for (int cb = 0; cb < w / 4; ++cb) {
+      for (int j = 0; j < 4; ++j) {
+        const int column = 4 * cb + j;
+        for (int i = 0; i < 4; ++i) {
+          const float value = src[position + i * w + j];
+          if (clockwise)
+            dst[column * h + h4 - 1 - 4 * rb - i] = value;
+          else
+            dst[(w4 - 1 - column) * h + 4 * rb + i] = value;
+        }
+      }
+      position += 4;
     }
+    position += 3 * w;
+  }
+}
+
+Bytes turn(const std::uint8_t* src, int w, int h, int c, bool clockwise) {
+  const std::size_t n = count(w, h, 1), channels = static_cast<std::size_t>(c);
+  Bytes dst(n * channels);
+  for (std::size_t k = 0; k < channels; ++k) {
+    std::vector<float> before(n), after(n, 0.0f);
+    for (std::size_t p = 0; p < n; ++p) before[p] = src[p * channels + k];
+    turnPlane(before.data(), w, h, after.data(), clockwise);
+    for (std::size_t p = 0; p < n; ++p) dst[p * channels + k] = static_cast<std::uint8_t>(after[p]);
+  }
   return dst;
 }
 

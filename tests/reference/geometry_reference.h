@@ -9,7 +9,7 @@ namespace tn_reference {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// Quarter turns of any size.
+// The turns as a walk over float planes in 4x4 blocks, on scratch that starts as zero.
 Bytes turnClockwise(const std::uint8_t* src, int w, int h, int c);
 Bytes turnAnticlockwise(const std::uint8_t* src, int w, int h, int c);
 

@@ -155,9 +155,14 @@ Routine crop(const char* name, bool planar) {
   routine.draw = [](Dice& dice) {
     const int x0 = dice.between(-20, 60), y0 = dice.between(-20, 60);
     const int x1 = x0 + dice.between(0, 70), y1 = y0 + dice.between(0, 70);
-    const int w = dice.between(1, 50), h = dice.between(1, 50);
-    const int out_w = x1 - x0 + 1 + dice.between(0, 2), out_h = y1 - y0 + 1 + dice.between(0, 2);
-    return Numbers{w, h, out_w, out_h, x0, y0, x1, y1};
+    return Numbers{dice.between(1, 50),
+                   dice.between(1, 50),
+                   x1 - x0 + 1 + dice.between(0, 2),
+                   y1 - y0 + 1 + dice.between(0, 2),
+                   x0,
+                   y0,
+                   x1,
+                   y1};
   };
   routine.buffers = [=](const Numbers& n) {
     std::vector<Buffer> buffers =

@@ -20,14 +20,6 @@ constexpr int kAll = 7;
 const std::vector<int> kOrients = {0, 1,  2,  3,  4,  64, 7,  68, 8,  16, 24,
                                    9, 17, 10, 18, 12, 20, 72, 80, 27, -96};
 
-// clang-format off
-constexpr Size kSmallFrames[] = {
-    {1, 1}, {1, 2}, {2, 1}, {2, 2}, {3, 2}, {2, 5}, {5, 3}, {7, 7}, {33, 18}};
-constexpr Size kSmallTargets[] = {
-    {1, 1}, {1, 2}, {2, 1}, {1, 3}, {3, 1}, {2, 2}, {3, 2}, {2, 3}, {3, 3}, {4, 4}, {5, 3}, {7, 2},
-    {64, 1}, {65, 3}, {17, 16}};
-// clang-format on
-
 int formatOf(const Numbers& n) {
   return n[4] >= 0 && n[4] < kAll ? kFormats[static_cast<std::size_t>(n[4])] : n[4];
 }
@@ -47,8 +39,23 @@ Routine routine(const char* name, bool cropped) {
       for (const Size to : std::vector<Size>{{16, 16}, {68, 68}, {18, 18}, {24, 12}, {9, 23}})
         add({50, 38, to.w, to.h, format, orient, to.w % 4 == 0 ? orient % 2 : -256}, {3, 5, 30, 20, 1});
     // From one pixel on.
-    for (const Size from : kSmallFrames)
-      for (const Size to : kSmallTargets)
+    for (const Size from :
+         std::vector<Size>{{1, 1}, {1, 2}, {2, 1}, {2, 2}, {3, 2}, {2, 5}, {5, 3}, {7, 7}, {33, 18}})
+      for (const Size to : std::vector<Size>{{1, 1},
+                                             {1, 2},
+                                             {2, 1},
+                                             {1, 3},
+                                             {3, 1},
+                                             {2, 2},
+                                             {3, 2},
+                                             {2, 3},
+                                             {3, 3},
+                                             {4, 4},
+                                             {5, 3},
+                                             {7, 2},
+                                             {64, 1},
+                                             {65, 3},
+                                             {17, 16}})
         add({from.w, from.h, to.w, to.h, format, (from.w + to.w) % 5, 0}, {-1, 0, 2, 3, 1});
     if (!cropped) continue;
     // clang-format off
