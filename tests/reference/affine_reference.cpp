@@ -102,10 +102,6 @@ void warpReplicating(const Planes& src, Planes& dst, const float* m) {
       share = 1.0f;
     }
   };
-  std::vector<float> packed;
-  for (int i = 0; i < dst.h; ++i)
-    for (int j = 0; j < dst.w; ++j)
-      for (int q = 0; q < 3; ++q) packed.push_back(src.values[at(src, q, i, j)]);
   forEachPixel(dst, [&](int q, int i, int j) {
     const float yc = (static_cast<float>(i) + 0.5f) - hh, xc = (static_cast<float>(j) + 0.5f) - hw;
     const float x = ((((yc * m[1]) * q1) + (xc * m[0])) + c2) - 0.5f;
@@ -116,10 +112,8 @@ void warpReplicating(const Planes& src, Planes& dst, const float* m) {
     clamp(y0, fy, dst.h);
     const float w00 = (1.0f - fx) * (1.0f - fy), w01 = (1.0f - fy) * fx;
     const float w10 = (1.0f - fx) * fy, w11 = fy * fx;
-    const std::size_t row = 3 * static_cast<std::size_t>(dst.w);
-    const float* const p =
-        &packed[static_cast<std::size_t>(y0) * row + 3 * static_cast<std::size_t>(x0)] + q;
-    return ((p[0] * w00 + p[3] * w01) + p[row] * w10) + p[row + 3] * w11;
+    const float* const p = &src.values[at(src, q, y0, x0)];
+    return ((p[0] * w00 + p[1] * w01) + p[dst.w] * w10) + p[dst.w + 1] * w11;
   });
 }
 

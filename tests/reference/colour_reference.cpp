@@ -1,6 +1,7 @@
 #include "tests/reference/colour_reference.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tn_reference {
 
@@ -11,34 +12,34 @@ void yuvToRgb(int y, int u, int v, std::uint8_t* rgb) {
   rgb[2] = static_cast<std::uint8_t>((64 * y + 113 * d) >> 6);
 }
 
+namespace {
+
+// chroma(i): U and V of the i-th step, of which a pair of rows has `steps`.
+template <class Chroma>
+void walk(const std::uint8_t* luma, int w, int h, int steps, const Chroma& chroma, std::uint8_t* dst) {
+  for (int y = 0, step = 0; y < h; y += 2)
+    for (int i = 0; i < steps; ++i, ++step)
+      for (int row = y; row < y + 2; ++row)
+        for (int x = row * w + 2 * i; x < row * w + 2 * i + 2; ++x) {
+          const auto [u, v] = chroma(step);
+          yuvToRgb(luma[x], u, v, dst + 3 * x);
+        }
+}
+
+}  // namespace
+
 void semiPlanarWalk(const std::uint8_t* src, int w, int h, bool u_first, std::uint8_t* dst) {
-  if (h < 1) return;
-  const std::uint8_t* luma = src;
-  const std::uint8_t* chroma = src + w * h;
-  const int passes = ((h - 1) >> 1) + 1;
-  for (int pass = 0; pass < passes; ++pass) {
-    for (int i = 0; i < w; ++i) {
-      const int u = chroma[u_first ? 0 : 1], v = chroma[u_first ? 1 : 0];
-      chroma += 2;
-      for (int row = 0; row < 2; ++row)
-        for (int x = row * w + 2 * i; x < row * w + 2 * i + 2; ++x) yuvToRgb(luma[x], u, v, dst + 3 * x);
-    }
-    luma += 2 * w;
-    dst += 6 * w;
-  }
+  const std::uint8_t* const pairs = src + w * h;
+  const auto chroma = [=](int i) {
+    return std::pair(pairs[2 * i + (u_first ? 0 : 1)], pairs[2 * i + (u_first ? 1 : 0)]);
+  };
+  walk(src, w, h, w, chroma, dst);
 }
 
 void planarWalk(const std::uint8_t* y, const std::uint8_t* u, const std::uint8_t* v, int w, int h,
                 std::uint8_t* dst) {
-  if (h < 1) return;
-  const int passes = ((h - 1) >> 1) + 1;
-  for (int pass = 0; pass < passes; ++pass) {
-    for (int i = 0; i < w / 2; ++i, ++u, ++v)
-      for (int row = 0; row < 2; ++row)
-        for (int x = row * w + 2 * i; x < row * w + 2 * i + 2; ++x) yuvToRgb(y[x], *u, *v, dst + 3 * x);
-    y += 2 * w;
-    dst += 6 * w;
-  }
+  const auto chroma = [=](int i) { return std::pair(u[i], v[i]); };
+  walk(y, w, h, w / 2, chroma, dst);
 }
 
 std::uint8_t gray(int r, int g, int b) {

@@ -1,5 +1,6 @@
 #include "tests/reference/geometry_reference.h"
 
+#include <algorithm>
 #include <cstddef>
 
 namespace tn_reference {
@@ -9,38 +10,17 @@ std::size_t count(int a, int b, int c) {
   return static_cast<std::size_t>(a) * static_cast<std::size_t>(b) * static_cast<std::size_t>(c);
 }
 
-// One plane: four floats of four rows make a block. The position in the source only ever advances, by a
-// block and then by what brings it from the end of a row of blocks down three more rows.
-void turnPlane(const float* src, int w, int h, float* dst, bool clockwise) {
-  const int w4 = w / 4 * 4, h4 = h / 4 * 4;
-  int position = 0;
-  for (int rb = 0; rb < h / 4; ++rb) {
-    for (int cb = 0; cb < w / 4; ++cb) {
-      for (int j = 0; j < 4; ++j) {
-        const int column = 4 * cb + j;
-        for (int i = 0; i < 4; ++i) {
-          const float value = src[position + i * w + j];
-          if (clockwise)
-            dst[column * h + h4 - 1 - 4 * rb - i] = value;
-          else
-            dst[(w4 - 1 - column) * h + 4 * rb + i] = value;
-        }
-      }
-      position += 4;
-    }
-    position += 3 * w;
-  }
-}
-
+// Whole blocks of 4x4 pixels. A row of blocks starts behind the last block of the one above and three
+// rows further down, which is not at the picture's left edge when w is no multiple of 4.
 Bytes turn(const std::uint8_t* src, int w, int h, int c, bool clockwise) {
-  const std::size_t n = count(w, h, 1), channels = static_cast<std::size_t>(c);
-  Bytes dst(n * channels);
-  for (std::size_t k = 0; k < channels; ++k) {
-    std::vector<float> before(n), after(n, 0.0f);
-    for (std::size_t p = 0; p < n; ++p) before[p] = src[p * channels + k];
-    turnPlane(before.data(), w, h, after.data(), clockwise);
-    for (std::size_t p = 0; p < n; ++p) dst[p * channels + k] = static_cast<std::uint8_t>(after[p]);
-  }
+  const int w4 = w / 4 * 4, h4 = h / 4 * 4;
+  Bytes dst(count(w, h, c));
+  for (int row = 0; row < h4; ++row)
+    for (int column = 0; column < w4; ++column) {
+      const int from = row / 4 * (w4 + 3 * w) + row % 4 * w + column;
+      const int to = clockwise ? column * h + h4 - 1 - row : (w4 - 1 - column) * h + row;
+      std::copy_n(src + from * c, c, dst.begin() + to * c);
+    }
   return dst;
 }
 

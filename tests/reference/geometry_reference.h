@@ -9,7 +9,7 @@ namespace tn_reference {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// The turns as a walk over float planes in 4x4 blocks, on scratch that starts as zero.
+// The turns in 4x4 blocks, onto zeros.
 Bytes turnClockwise(const std::uint8_t* src, int w, int h, int c);
 Bytes turnAnticlockwise(const std::uint8_t* src, int w, int h, int c);
 

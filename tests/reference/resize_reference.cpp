@@ -68,14 +68,7 @@ Bytes cropResizeNearest(const std::uint8_t* src, int sw, int sh, Bytes backgroun
 }
 
 Bytes resizeNearest(const std::uint8_t* src, int sw, int sh, int dw, int dh, int c) {
-  Bytes dst;
-  for (long long y = 0; y < dh; ++y)
-    for (long long x = 0; x < dw; ++x) {
-      const std::uint8_t* const pixel =
-          src + at(std::min(sh - 1LL, y * sh / dh), std::min(sw - 1LL, x * sw / dw), sw, c);
-      dst.insert(dst.end(), pixel, pixel + c);
-    }
-  return dst;
+  return cropResizeNearest(src, sw, sh, Bytes(at(dh, 0, dw, c)), dw, dh, c, {0, 0, sw - 1, sh - 1});
 }
 
 }  // namespace tn_reference

@@ -1,4 +1,6 @@
 // Rows of the turns, mirrors and cuts.
+#include <type_traits>
+
 #include "tests/reference/geometry_reference.h"
 #include "tests/routines/routine.h"
 #include "tn_checked.h"
@@ -53,8 +55,10 @@ void addMirror(Table& table, const char* name, Call call, Checked form, Plain pl
   table.push_back(routine);
 }
 
-// Numbers: src_w, src_h, w, h, c, x0, y0. `element`: bytes of a channel's value.
-void addCut(Table& table, const char* name, bool planes) {
+// Numbers: src_w, src_h, w, h, c, x0, y0. Element: a channel's value, of floats in planes.
+template <class Element, class Call, class Checked>
+void addCut(Table& table, const char* name, Call call, Checked form) {
+  constexpr bool planes = std::is_same_v<Element, float>;
   Routine routine = {name, 5};
   for (const int c : {1, 2, 3, 4, 7})
     for (const Numbers& k : std::vector<Numbers>{{1, 1, 1, 1, c, 0, 0},
@@ -80,32 +84,24 @@ void addCut(Table& table, const char* name, bool planes) {
     return buffers;
   };
   routine.last_byte_counts = true;
-  if (planes) {
-    routine.call = [](const Numbers& n, const Memory& at) {
-      TN_CV::cut_sub_img_inchw_outchw(floats(at[0]), n[0], n[1], floats(at[1]), n[2], n[3], n[5], n[6],
-                                      n[4]);
-    };
-    routine.checked = [](const Numbers& n, const Views& v) {
-      checked::cut_sub_img_inchw_outchw(floatSource(v[0]), n[0], n[1], floats(v[1]), n[2], n[3], n[5],
-                                        n[6], n[4]);
-    };
-    // The floats of a plane move like pixels of four bytes.
-    routine.plain = [](const Numbers& n, const Memory& at) {
-      for (int plane = 0; plane < n[4]; ++plane)
-        put(at[1] + 4 * plane * n[2] * n[3],
-            tn_reference::cutPacked(at[0] + 4 * plane * n[0] * n[1], n[0], n[2], n[3], n[5], n[6], 4));
-    };
-  } else {
-    routine.call = [](const Numbers& n, const Memory& at) {
-      TN_CV::cut_sub_img_inhwc_outhwc(at[0], n[0], n[1], at[1], n[2], n[3], n[5], n[6], n[4]);
-    };
-    routine.checked = [](const Numbers& n, const Views& v) {
-      checked::cut_sub_img_inhwc_outhwc(source(v[0]), n[0], n[1], v[1], n[2], n[3], n[5], n[6], n[4]);
-    };
-    routine.plain = [](const Numbers& n, const Memory& at) {
-      put(at[1], tn_reference::cutPacked(at[0], n[0], n[2], n[3], n[5], n[6], n[4]));
-    };
-  }
+  routine.call = [=](const Numbers& n, const Memory& at) {
+    const auto start = [&](std::size_t k) { return reinterpret_cast<Element*>(at[k]); };
+    call(start(0), n[0], n[1], start(1), n[2], n[3], n[5], n[6], n[4]);
+  };
+  routine.checked = [=](const Numbers& n, const Views& v) {
+    if constexpr (planes)
+      form(floatSource(v[0]), n[0], n[1], floats(v[1]), n[2], n[3], n[5], n[6], n[4]);
+    else
+      form(source(v[0]), n[0], n[1], v[1], n[2], n[3], n[5], n[6], n[4]);
+  };
+  // The floats of a plane move like pixels of four bytes.
+  routine.plain = [](const Numbers& n, const Memory& at) {
+    const int count = planes ? n[4] : 1, bytes = planes ? 4 : n[4];
+    for (int plane = 0; plane < count; ++plane)
+      put(at[1] + bytes * plane * n[2] * n[3],
+          tn_reference::cutPacked(at[0] + bytes * plane * n[0] * n[1], n[0], n[2], n[3], n[5], n[6],
+                                  bytes));
+  };
   table.push_back(routine);
 }
 
@@ -128,8 +124,10 @@ void addGeometry(Table& table) {
             tn_reference::flipHorizontal);
   addMirror(table, "TarnCPU::TN_CV::flip_vertical", TN_CV::flip_vertical, checked::flip_vertical,
             tn_reference::flipVertical);
-  addCut(table, "TarnCPU::TN_CV::cut_sub_img_inhwc_outhwc", false);
-  addCut(table, "TarnCPU::TN_CV::cut_sub_img_inchw_outchw", true);
+  addCut<std::uint8_t>(table, "TarnCPU::TN_CV::cut_sub_img_inhwc_outhwc",
+                       TN_CV::cut_sub_img_inhwc_outhwc, checked::cut_sub_img_inhwc_outhwc);
+  addCut<float>(table, "TarnCPU::TN_CV::cut_sub_img_inchw_outchw", TN_CV::cut_sub_img_inchw_outchw,
+                checked::cut_sub_img_inchw_outchw);
 }
 
 }  // namespace tn_routines

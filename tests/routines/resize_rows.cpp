@@ -32,14 +32,13 @@ void addResizer(Table& table, const char* name, int c, Call call, Checked form, 
       routine.cases.push_back({23, sh, 18, dh});
   // Equal sizes are a copy. Far from the origin positions are rounded to few bits, and halves of a
   // weight are common. Three pixels to 2048 have weights of halves.
-  for (const Numbers& n : std::vector<Numbers>{{77, 9, 77, 9},
-                                               {5003, 2, 3001, 1},
-                                               {1, 1, 9, 7},
-                                               {2, 1, 40, 7},
-                                               {1, 11, 40, 7},
-                                               {9, 1, 9, 7},
-                                               {3, 3, 2048, 5}})
-    routine.cases.push_back(n);
+  routine.cases.insert(routine.cases.end(), {{77, 9, 77, 9},
+                                             {5003, 2, 3001, 1},
+                                             {1, 1, 9, 7},
+                                             {2, 1, 40, 7},
+                                             {1, 11, 40, 7},
+                                             {9, 1, 9, 7},
+                                             {3, 3, 2048, 5}});
   routine.draw = drawSizes;
   routine.buffers = [=](const Numbers& n) {
     return transfer(Tarn::resizeExtents(n[0], n[1], n[2], n[3], c));
