@@ -1,4 +1,4 @@
-// Network input preparation beside its table rows: padding, formats that are refused, failures, the
+// Network input preparation beside its table rows: formats that are refused, failures, the
 // tensor's memory, and boxes by hand.
 #include "tarnkit/src/cpu_x86/tn_networkinput_cpu_x86.h"
 
@@ -11,44 +11,13 @@
 #include <vector>
 
 #include "tests/support/log_lines.h"
-#include "tests/support/test_support.h"
 #include "tn_cnn.h"
 #include "tn_cv.h"
-#include "tn_extents.h"
 
 namespace {
 
 using TarnCPU::Mat;
 using TarnCPU::TN_CV;
-using tn_test::Guarded;
-
-const int kWithoutChromaPairs[] = {TN_PIX_FMT_YUVI420, TN_PIX_FMT_BGRA, TN_PIX_FMT_RGBA, TN_PIX_FMT_BGR,
-                                   TN_PIX_FMT_RGB};
-
-// By hand: what lies outside the frame is grey or black in all planes, whatever the format's colours.
-TEST(NetworkInput, PaddingIsGreyOrBlack) {
-  for (const int format : kWithoutChromaPairs) {
-    for (const bool grey : {true, false}) {
-      SCOPED_TRACE(testing::Message() << format << (grey ? ", grey" : ", black"));
-      Guarded bytes(Tarn::frameExtent(format, 8, 8).bytes, 200);
-      const _TN_Image image = {0, format, 8, 8, 0, bytes.data()};
-      unsigned char work_a[4 * 64], work_b[4 * 64];
-      Mat out;
-      int left = -8, top = 0, right = 7, bottom = 7;
-      TN_CV::getInMat_m1(&image, out, 0, 8, 8, work_a, work_b, left, top, right, bottom, grey);
-      EXPECT_TRUE(left == -8 && top == 0 && right == 7 && bottom == 7) << "corners are only read";
-      for (int c = 0; c < 3; ++c)
-        for (int y = 0; y < 8; ++y)
-          for (int x = 0; x < 8; ++x) {
-            const float value = out.channel(c).row(y)[x];
-            if (x < 4)
-              ASSERT_EQ(value, grey ? 128.0f : 0.0f) << c << " " << x << "," << y;
-            else
-              ASSERT_NE(value, grey ? 128.0f : 0.0f) << c << " " << x << "," << y;
-          }
-    }
-  }
-}
 
 using LogLines = tn_test::LogLines;
 using Lines = std::vector<std::string>;

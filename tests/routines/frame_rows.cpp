@@ -34,7 +34,10 @@ std::vector<Buffer> frameAndTensor(const Tarn::TransferExtents& extents) {
   return buffers;
 }
 
-// Numbers: src_w, src_h, dst_w, dst_h, src_uv_w.
+// Numbers: src_w, src_h, dst_w, dst_h, src_uv_w; with one more the matrix is of zeros.
+Tarn::_ConvertMatrixFromYUV matrixOf(const Numbers& n) {
+  return n.size() > 5 ? Tarn::_ConvertMatrixFromYUV{} : matrix();
+}
 Routine resample() {
   Routine routine = {"Tarn::TarnYUVToolKit::convert", 4};
   // clang-format off
@@ -71,7 +74,7 @@ Routine resample() {
   };
   routine.call = [](const Numbers& n, const Memory& at) {
     TarnYUVToolKit kit(n[0], n[1], n[4], n[1] / 2, n[2], n[3]);
-    kit.setCvtMat(matrix());
+    kit.setCvtMat(matrixOf(n));
     // Nothing of another frame before may show; the record's own sizes do not count.
     Bytes other(Tarn::resampleExtents(n[0], n[1], n[4], n[2], n[3]).src.bytes, 0xEE);
     for (std::uint8_t* const frame : {other.data(), at[0]})
@@ -87,9 +90,11 @@ Routine resample() {
                 {image(TN_PIX_FMT_CHW_F32, n[2], n[3], v[1].data), v[1].bytes});
   };
   routine.plain = [](const Numbers& n, const Memory& at) {
-    tn_test::referenceConvert(at[0], {n[0], n[1], n[4], n[2], n[3]}, matrix(), floats(at[1]));
+    tn_test::referenceConvert(at[0], {n[0], n[1], n[4], n[2], n[3]}, matrixOf(n), floats(at[1]));
   };
-  routine.large = {{90, 40, 1181, 903, 45}, {64, 48, 64, 48, 0}};
+  // Up-scaling makes negative luma, whose product with 0 is -0; the sum is 0.
+  routine.large = {
+      {90, 40, 1181, 903, 45}, {20, 10, 20, 10, 10, 0}, {20, 10, 64, 10, 10, 0}, {64, 48, 64, 48, 0}};
   return routine;
 }
 

@@ -20,6 +20,11 @@ constexpr int kAll = 7;
 const std::vector<int> kOrients = {0, 1,  2,  3,  4,  64, 7,  68, 8,  16, 24,
                                    9, 17, 10, 18, 12, 20, 72, 80, 27, -96};
 
+// From one pixel on.
+const Size kFrames[] = {{1, 1}, {1, 2}, {2, 1}, {2, 2}, {3, 2}, {2, 5}, {5, 3}, {7, 7}, {33, 18}};
+const Size kTensors[] = {{1, 1}, {1, 2}, {2, 1}, {1, 3}, {3, 1},  {2, 2},  {3, 2},  {2, 3},
+                         {3, 3}, {4, 4}, {5, 3}, {7, 2}, {64, 1}, {65, 3}, {17, 16}};
+
 int formatOf(const Numbers& n) {
   return n[4] >= 0 && n[4] < kAll ? kFormats[static_cast<std::size_t>(n[4])] : n[4];
 }
@@ -38,24 +43,8 @@ Routine routine(const char* name, bool cropped) {
     for (const int orient : kOrients)
       for (const Size to : std::vector<Size>{{16, 16}, {68, 68}, {18, 18}, {24, 12}, {9, 23}})
         add({50, 38, to.w, to.h, format, orient, to.w % 4 == 0 ? orient % 2 : -256}, {3, 5, 30, 20, 1});
-    // From one pixel on.
-    for (const Size from :
-         std::vector<Size>{{1, 1}, {1, 2}, {2, 1}, {2, 2}, {3, 2}, {2, 5}, {5, 3}, {7, 7}, {33, 18}})
-      for (const Size to : std::vector<Size>{{1, 1},
-                                             {1, 2},
-                                             {2, 1},
-                                             {1, 3},
-                                             {3, 1},
-                                             {2, 2},
-                                             {3, 2},
-                                             {2, 3},
-                                             {3, 3},
-                                             {4, 4},
-                                             {5, 3},
-                                             {7, 2},
-                                             {64, 1},
-                                             {65, 3},
-                                             {17, 16}})
+    for (const Size from : kFrames)
+      for (const Size to : kTensors)
         add({from.w, from.h, to.w, to.h, format, (from.w + to.w) % 5, 0}, {-1, 0, 2, 3, 1});
     if (!cropped) continue;
     // clang-format off
@@ -99,6 +88,8 @@ Routine routine(const char* name, bool cropped) {
       int left = n[7], top = n[8], right = n[9], bottom = n[10];
       TN_CV::getInMat_m1(&frame, out, n[6], n[2], n[3], at[1], at[2], left, top, right, bottom,
                          n[11] != 0);
+      // The corners are only read; if they are not, the tensor is not the plain one.
+      if (Numbers{left, top, right, bottom} != Numbers(n.begin() + 7, n.begin() + 11)) out = Mat();
     } else {
       TN_CV::getInMat(&frame, out, n[6], n[2], n[3], at[1], at[2]);
     }
