@@ -1,56 +1,71 @@
-// Properties of turns and cuts that can be said without their plain forms.
+// What the warps and the cut of pixels promise beyond their rows in the table of routines: tensors that
+// overlap or are shared, memory that cannot be had, and a start that wraps.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <vector>
 
+#include "tests/reference/affine_reference.h"
 #include "tests/support/test_support.h"
 #include "tn_cv.h"
 
 namespace {
 
-using TarnCPU::TN_CV;
-using tn_test::Guarded;
-using tn_test::RandomBytes;
+using TarnCPU::Mat;
+using TarnCPU::TensorShape;
+using tn_reference::Planes;
 
-using Bytes = std::vector<std::uint8_t>;
+Mat view(const float* data, const Planes& size) {
+  return Mat::from_float_array(data, size.w, size.h, size.c, TensorShape::CHW, nullptr);
+}
 
-using Turn = void (*)(const unsigned char*, int, int, unsigned char*);
-const Turn kTurns[] = {TN_CV::rotate90_intrinsics_3_channel, TN_CV::rotate90_intrinsics_4_channel,
-                       TN_CV::anti_rotate90_intrinsics_3_channel,
-                       TN_CV::anti_rotate90_intrinsics_4_channel};
-
-// Said without blocks: where each pixel of a picture with sides that are multiples of 4 goes.
-TEST(Turns, MultiplesOfFourTurnAndTurnBack) {
-  const int w = 24, h = 76;
-  for (int c : {3, 4}) {
-    const Turn right = kTurns[c - 3], left = kTurns[c - 1];
-    const Guarded src = RandomBytes(static_cast<std::size_t>(w * h * c), 7);
-    Guarded once(src.size()), back(src.size()), twice(src.size());
-    right(src.data(), w, h, once.data());
-    left(once.data(), h, w, back.data());
-    right(once.data(), h, w, twice.data());
-    const auto pixel = [&](const Guarded& image, int width, int y, int x) {
-      const std::uint8_t* const p = image.data() + (y * width + x) * c;
-      return Bytes(p, p + c);
-    };
-    for (int y = 0; y < h; ++y)
-      for (int x = 0; x < w; ++x) {
-        ASSERT_EQ(pixel(once, h, x, h - 1 - y), pixel(src, w, y, x)) << c << " " << y << " " << x;
-        ASSERT_EQ(pixel(twice, w, h - 1 - y, w - 1 - x), pixel(src, w, y, x))
-            << c << " " << y << " " << x;
-      }
-    EXPECT_EQ(std::memcmp(back.data(), src.data(), src.size()), 0) << c;
+TEST(Affine, KeepsNoReferenceToItsTensors) {
+  Mat src(4, 4, 3), dst(4, 4, 3);
+  const float identity[] = {1, 0, 0, 0, 1, 0};
+  for (const auto warp : {affine, affine_optimized, affine_sse, affine_sse_hwc}) {
+    warp(src, dst, identity);
+    EXPECT_TRUE(*src.refcount == 1 && *dst.refcount == 1);
   }
+}
+
+TEST(Affine, TheReplicatingWarpWorksInPlaceAndOnTensorsThatOverlap) {
+  const std::ptrdiff_t n = 45 * 30 * 3;
+  Planes source = {45, 30, 3, {}};
+  for (int i = 0; i < n; ++i) source.values.push_back(static_cast<float>(i) * 0.75f - 300.0f);
+  const float turn[] = {0.88f, -0.18f, 0.05f, 0.18f, 0.88f, -0.03f};
+  Planes expected = source;
+  tn_reference::warpReplicating(source, expected, turn);
+  tn_test::ForEachTarget([&] {
+    // Floats from the source to the destination.
+    for (const std::ptrdiff_t apart : {std::ptrdiff_t{0}, std::ptrdiff_t{50}, n - 1, 1 - n}) {
+      std::vector<float> memory(static_cast<std::size_t>(3 * n));
+      float* const src = memory.data() + n;
+      std::copy(source.values.begin(), source.values.end(), src);
+      affine_sse_hwc(view(src, source), view(src + apart, source), turn);
+      EXPECT_TRUE(std::equal(expected.values.begin(), expected.values.end(), src + apart)) << apart;
+    }
+  });
+}
+
+TEST(AffineDeathTest, MemoryForTheReplicatingWarpInPlaceThatCannotBeHadEndsTheProgram) {
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  // More bytes than half of what a size can count.
+  constexpr int kHuge = 1 << 30;
+  const float matrix[6] = {};
+  const Mat both = view(matrix, {kHuge, kHuge, 3, {}});
+  EXPECT_DEATH(affine_sse_hwc(both, both, matrix),
+               tn_test::FailedCheck("false && \"malloc failed\"", "platform/tn_cnn/src/tn_mat", 60));
 }
 
 // 65536 rows of 65536 pixels are 2^32 of them: the start comes round to the first row, before it too.
 TEST(Cuts, ThePackedStartWrapsAt32Bits) {
-  const Guarded src = RandomBytes(64);
+  const tn_test::Guarded src = tn_test::RandomBytes(64);
   std::uint8_t out[6] = {};
-  TN_CV::cut_sub_img_inhwc_outhwc(src.data(), 65536, 65537, out, 2, 1, 5, 65536, 3);
+  TarnCPU::TN_CV::cut_sub_img_inhwc_outhwc(src.data(), 65536, 65537, out, 2, 1, 5, 65536, 3);
   EXPECT_EQ(std::memcmp(out, src.data() + 15, 6), 0);
-  TN_CV::cut_sub_img_inhwc_outhwc(src.data() + 12, 65536, 65536, out, 2, 1, 65532, 65535, 3);
+  TarnCPU::TN_CV::cut_sub_img_inhwc_outhwc(src.data() + 12, 65536, 65536, out, 2, 1, 65532, 65535, 3);
   EXPECT_EQ(std::memcmp(out, src.data(), 6), 0);
 }
 

@@ -103,7 +103,9 @@ void addWarp(Table& table, const char* name, Call call, Checked form, PlainWarp 
     return buffersOf(Tarn::warpExtents(n[0], n[1], n[2], n[3], n[4]), n[6]);
   };
   routine.call = [=](const Numbers& n, const Memory& at) {
-    call(view(at[0], n[0], n[1], n[4] + n[5]), view(at[1], n[2], n[3], n[4]), floats(at[2]));
+    // Row 0 and column 0 do not count: of a source without others nothing is read.
+    std::uint8_t* const src = n[0] < 2 || n[1] < 2 ? nullptr : at[0];
+    call(view(src, n[0], n[1], n[4] + n[5]), view(at[1], n[2], n[3], n[4]), floats(at[2]));
   };
   routine.checked = [=](const Numbers& n, const Views& v) {
     Mat src = view(v[0], n[0], n[1], n[4]);
@@ -115,6 +117,8 @@ void addWarp(Table& table, const char* name, Call call, Checked form, PlainWarp 
   };
   routine.large = {
       {741, 737, 741, 737, 3, 0, 3}, {741, 737, 741, 737, 3, 0, 4}, {64, 64, 64, 64, 3, 0, kAtTheLimit}};
+  for (const Size none : std::vector<Size>{{1, 1}, {1, 9}, {9, 1}, {0, 0}, {0, 5}})
+    for (const int matrix : {0, 3, 5}) routine.large.push_back({none.w, none.h, 19, 5, 2, 0, matrix});
   table.push_back(routine);
 }
 
