@@ -92,9 +92,9 @@ Routine resample() {
   routine.plain = [](const Numbers& n, const Memory& at) {
     tn_test::referenceConvert(at[0], {n[0], n[1], n[4], n[2], n[3]}, matrixOf(n), floats(at[1]));
   };
-  // Up-scaling makes negative luma, whose product with 0 is -0; the sum is 0.
-  routine.large = {
-      {90, 40, 1181, 903, 45}, {20, 10, 20, 10, 10, 0}, {20, 10, 64, 10, 10, 0}, {64, 48, 64, 48, 0}};
+  // Up-scaling makes negative samples, whose products with 0 are -0; the sum is 0. The last has no
+  // chroma.
+  routine.large = {{90, 40, 1181, 903, 45}, {20, 2000, 64, 3000, 10, 0}, {64, 48, 64, 48, 0}};
   return routine;
 }
 
