@@ -144,7 +144,7 @@ TEST_P(Routines, EqualThePlainFormAndKeepToTheirExtents) {
 }
 
 // Any access would crash. Of one there is nothing to be done for warps that need two rows and columns.
-TEST_P(Routines, TouchNothingAtSizesBelowTheLeast) {
+TEST_P(Routines, TouchNothingAtSizesBelowOne) {
   for (int side = 0; side < routine().sides; ++side)
     for (const int none : {1, 0, -1, -8, std::numeric_limits<int>::min()}) {
       Numbers numbers = routine().cases.back();
