@@ -20,12 +20,12 @@ step() { printf '\n== %s (%s s)\n' "$1" "$SECONDS"; }
 build() { cmake --preset "$1" >/dev/null && cmake --build --preset "$1" -j "$jobs" ${2+--target "${@:2}"}; }
 
 # logged FILE COMMAND...: the output goes into the file, whose end is shown when the command fails.
-logged() { "${@:2}" >"$1" 2>&1 || { tail -n 60 "$1" >&2; return 1; }; }
+logged() { mkdir -p "$(dirname "$1")" && "${@:2}" >"$1" 2>&1 || { tail -n 60 "$1" >&2; return 1; }; }
 
 # run_stages STAGE ... -- [WANTED ...]: calls stage_STAGE for all stages, or for those wanted, in the order given first,
 # and prints the time of each. The first that fails ends the script.
 run_stages() {
-  local all=() wanted stage times=
+  local all=() wanted times=
   while [ "$1" != -- ]; do all+=("$1") && shift; done
   shift
   for stage in "$@"; do
@@ -35,8 +35,9 @@ run_stages() {
   for stage in "${all[@]}"; do
     [[ "$wanted" = *" $stage "* ]] || continue
     printf '\n== %s\n' "$stage"
-    local start=$SECONDS
-    trap 'echo "== $stage FAILED after $((SECONDS - start)) s" >&2' EXIT
+    # Not local: the trap runs when the function has gone.
+    start=$SECONDS
+    trap 'status=$? && echo "== $stage FAILED after $((SECONDS - start)) s" >&2 && exit $status' EXIT
     "stage_$stage"
     trap - EXIT
     times+=$(printf '%-11s %5s s' "$stage" $((SECONDS - start)))$'\n'

@@ -40,11 +40,14 @@ changed() {
 
 # Of the sources those that changed, and one for each changed header that none of them includes.
 sources_of_changes() {
-  ninja -C "$build" -t deps | awk -v root="$PWD/" '
-    FILENAME != "-" { changed[$0]; next }
+  ninja -C "$build" -t deps >"$build/deps.txt"
+  grep -q . "$build/deps.txt" || refuse "build the release preset first"
+  awk -v root="$PWD/" '
+    NR == FNR { changed[$0]; next }
     /^[^ ]/ { source = ""; next }
     {
-      sub(root, "", $1); sub("^[.][.]/[.][.]/", "", $1)
+      if (index($1, root) == 1) $1 = substr($1, length(root) + 1)
+      sub("^[.][.]/[.][.]/", "", $1)
       if (source == "") source = $1
       if ($1 in changed) includes[source] = includes[source] " " $1
     }
@@ -59,12 +62,14 @@ sources_of_changes() {
       print source
       count = split(includes[source], headers, " ")
       for (i = 1; i <= count; ++i) linted[headers[i]]
-    }' "$build/changed.txt" - | sort -u | grep -Fx -f <(printf '%s\n' "${sources[@]}") || true
+    }' "$build/changed.txt" "$build/deps.txt" >"$build/lint.txt"
+  printf '%s\n' "${sources[@]}" | grep -Fx -f <(cat "$build/lint.txt" "$build/changed.txt") || true
 }
 
 what="all ${#sources[@]} files"
 if [ "$1" = --check ] && changed; then
-  mapfile -t sources < <(sources_of_changes)
+  wanted=$(sources_of_changes)
+  mapfile -t sources <<<"$wanted"
   what="${#sources[@]} files for what changed since the last release"
 fi
 # The analyzer stops in a function after this many states. With its default it spends two thirds of the whole

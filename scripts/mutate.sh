@@ -7,8 +7,11 @@
 . "$(dirname "$0")/common.sh"
 
 [ $# -gt 0 ] || refuse "name the source files to plant errors in"
+files=()
 for file in "$@"; do
-  git ls-files --error-unmatch -- "$file" >/dev/null 2>&1 || refuse "'$file' is not a file of the project"
+  [ -f "$file" ] && name=$(git ls-files --full-name --error-unmatch -- "$file" 2>/dev/null) ||
+    refuse "'$file' is not a file of the project"
+  files+=("$name")
 done
 
 scripts/setup.sh build test
@@ -22,4 +25,4 @@ cmake -S "$tree" -B "$tree/build" -G Ninja -D CMAKE_BUILD_TYPE=Release -D CMAKE_
 step "build"
 logged build/mutate/build.log cmake --build "$tree/build" -j "$jobs"
 step "tests, first without an error"
-/usr/bin/python3 scripts/mutations.py "$tree" "$tree/build" "${TN_MUTATE_SEED:-1}" "${TN_MUTATE_COUNT:-10}" "$@"
+/usr/bin/python3 scripts/mutations.py "$tree" "$tree/build" "${TN_MUTATE_SEED:-1}" "${TN_MUTATE_COUNT:-10}" "${files[@]}"

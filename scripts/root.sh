@@ -5,9 +5,9 @@
 
 # open_root FOLDER SUITE: a root of that release in FOLDER; one that is there already is used again.
 open_root() {
-  root=$1
-  mkdir -p "$root"
-  root=$(cd "$root" && pwd -P)
+  mkdir -p "$1"
+  root=$(cd "$1" && pwd -P)
+  [ "$root" != / ] || refuse "/ is this machine's own root"
   if [ ! -e "$root/etc/fresh-root" ]; then
     scripts/setup.sh package
     [ -z "$(ls -A "$root")" ] || refuse "$root is neither empty nor a root that was finished"
@@ -27,6 +27,8 @@ open_root() {
 # close_root: ends what still runs in the root and takes off what is mounted there. Fails where something stays.
 close_root() {
   local process folder
+  # Never this machine's own processes and mounts.
+  [ -e "${root:-/nowhere}/etc/fresh-root" ] && [ "$root" != / ] || return 0
   for process in /proc/[0-9]*; do
     [ "$(readlink "$process/root")" != "$root" ] || kill -KILL "${process#/proc/}" 2>/dev/null || true
   done

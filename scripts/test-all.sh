@@ -6,6 +6,8 @@
 #        (TN_FUZZ_SECONDS: for each fuzz target, default 30)
 . "$(dirname "$0")/common.sh"
 
+[ "$(id -u)" -eq 0 ] || [ $# -gt 0 ] || refuse "only root can enter another root; name the stages but debian13"
+
 stage_quick() { scripts/test.sh; }
 stage_lint() { scripts/format.sh --check-all; }
 stage_threads() {

@@ -4,6 +4,7 @@
 # usage: scripts/test-debian13.sh [--keep | --root FOLDER] [STAGE...]
 #   --keep         leave the root for a look
 #   --root FOLDER  use the root in FOLDER, or make it there, and leave it: the next run builds what changed only
+#                  (from the project's folder where it is relative)
 #   STAGE...       run scripts/test.sh with these arguments, without the demo
 # Environment: SUITE (trixie), MIRROR (http://deb.debian.org/debian), TN_*: passed on
 . "$(dirname "$0")/common.sh"
