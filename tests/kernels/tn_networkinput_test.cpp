@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "common/tn_sanitizers.h"
 #include "tests/support/log_lines.h"
 #include "tn_cnn.h"
 #include "tn_cv.h"
@@ -74,10 +75,13 @@ TEST(NetworkInput, TheOldTensorIsDroppedBeforeTheNewOneIsMade) {
     TN_CV::getInMat(&image, out, 0, kSide, kSide, work_a.data(), work_b.data());
     return out.data;
   };
-  const void* const first = fill(9);
-  EXPECT_EQ(fill(17), first);
+  [[maybe_unused]] const void* const first = fill(9);
+  const void* const second = fill(17);
+#if !defined(TN_ADDRESS_SANITIZER)  // under which no dropped block is kept
+  EXPECT_EQ(second, first);
+#endif
   const Mat kept = out;
-  EXPECT_NE(fill(33), first);
+  EXPECT_NE(fill(33), second);
   EXPECT_EQ(kept.row(0)[0], 17.0f);
   EXPECT_EQ(out.row(0)[0], 33.0f);
   EXPECT_EQ(*out.refcount, 1);
