@@ -31,7 +31,9 @@ RULES = (
     ("constant", re.compile(r"(?<![\w.\"])(\d+)(?![\w.\"])"), lambda match: str(int(match[1]) + 1)),
     ("limit", re.compile(r"\b(min|max|floor|ceil)(?=[(<])"), swapped),
     ("flag", re.compile(r"\b(true|false)\b"), swapped),
-    ("arguments", re.compile(r"(?<=[\w>]\()([\w.]+), ([\w.]+)(?=[,)])"), r"\2, \1"),
+    # Not of calls in which their order does not matter.
+    ("arguments", re.compile(r"(?<!swap\()(?<!min\()(?<!max\()(?<=[\w>]\()([\w.]+), ([\w.]+)(?=[,)])"),
+     r"\2, \1"),
     ("dropped check", re.compile(r"^ +if \(.*\) [^{]*;$|^ +TN_CHECK\w*\(.*\);$"), ";"),
     ("dropped call", re.compile(r"^ +[\w.:]+(?:->\w+)*\(.*\);$"), ";"),
     ("dropped assignment", re.compile(r"^ +[\w.\[\]]+(?:->\w+)* [-+*/|&]?= .*;$"), ";"),
