@@ -15,7 +15,7 @@ struct ClippedRect {
   std::size_t len;          // bytes in a luma row: even, since chroma pairs span two columns
 };
 
-// False when nothing of the rectangle lies inside.
+// False when nothing of the rectangle lies inside, or not one pair of columns: buffers may be null then.
 bool clip(const _TN_Image& in, int x0, int y0, int x1, int y1, ClippedRect& rect) {
   const int xs = std::max(x0, 0), xe = std::min(x1, in.width - 1);
   const int ys = std::max(y0, 0), ye = std::min(y1, in.height - 1);
@@ -26,7 +26,7 @@ bool clip(const _TN_Image& in, int x0, int y0, int x1, int y1, ClippedRect& rect
   rect.dx = x0 < 0 ? -std::int64_t{x0} : 0;
   rect.dy = y0 < 0 ? -std::int64_t{y0} : 0;
   rect.len = static_cast<std::size_t>(std::int64_t{xe} - xs + 1) & ~std::size_t{1};
-  return true;
+  return rect.len > 0;
 }
 
 // Copies the luma in row pairs and calls copy_chroma(source row, output row) after each pair. The second
