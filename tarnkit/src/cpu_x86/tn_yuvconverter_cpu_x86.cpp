@@ -23,9 +23,9 @@
 
 #include "common/tn_stores-inl.h"
 #include "common/tn_tail-inl.h"
-#include "common/tn_windows-inl.h"
 #include "hwy/cache_control.h"
 #include "hwy/highway.h"
+#include "tarnkit/src/cpu_x86/tn_wordfetch_cpu_x86-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace Tarn {
@@ -154,66 +154,6 @@ HWY_ATTR void ConvertSameSize(const YuvPlane& luma, const YuvPlane& chroma, std:
 
 // ---- resampling
 
-// The words of outputs [i, i + lanes) in a source row: each by a load of its own,
-HWY_INLINE HWY_ATTR VU LoadEachWord(const YuvFetch& fetch, const std::uint8_t* row, std::size_t i) {
-  if constexpr (hn::MaxLanes(DU()) >= 8) {
-    const auto offsets = hn::LoadU(DI(), fetch.word + i);
-    return hn::BitCast(DU(),
-                       hn::GatherOffset(DI(), reinterpret_cast<const std::int32_t*>(row), offsets));
-  } else {
-    HWY_ALIGN std::uint32_t words[hn::MaxLanes(DU())];
-    for (std::size_t lane = 0; lane < hn::Lanes(DU()); ++lane)
-      std::memcpy(&words[lane], row + fetch.word[i + lane], sizeof(std::uint32_t));
-    return hn::Load(DU(), words);
-  }
-}
-
-#if TN_BLOCKS
-// by windows,
-template <std::size_t kWindows>
-HWY_INLINE HWY_ATTR VU PickFromWindows(const YuvFetch& fetch, const std::uint8_t* row, std::size_t i) {
-  const hn::Repartition<std::uint8_t, DU> d8;
-  const auto pick = [&](std::size_t block) TN_INLINE_LAMBDA {
-    return hn::BitCast(DU(), TarnCPU::HWY_NAMESPACE::PickWindow(
-                                 d8, row, fetch.windows.offsets + block,
-                                 fetch.windows.shuffles + block * TarnCPU::kWindowBytes));
-  };
-  const std::size_t block = i / TarnCPU::WordSamples::kSamples;
-  const VU words = pick(block);
-  return kWindows == 1 ? words : hn::Or(words, pick(block + fetch.blocks));
-}
-
-// or out of spans, which only the longest vectors use.
-[[maybe_unused]] HWY_INLINE HWY_ATTR VU PickFromSpan(const YuvFetch& fetch, const std::uint8_t* row,
-                                                     std::size_t i) {
-  const DU d;
-  const DI di;
-  const hn::Repartition<std::uint8_t, DU> d8;
-  const hn::Vec<DI> lanes = hn::Set(di, static_cast<std::int32_t>(hn::MaxLanes(DI())));
-  const hn::Vec<DI> lane = hn::LoadU(di, fetch.lane + i);
-  const VU shift = hn::BitCast(d, hn::LoadU(di, fetch.shift + i));
-  const auto in_first = hn::RebindMask(d, hn::Lt(lane, lanes));
-  // A lookup takes the low bits of its index, so that one index serves both halves of a span.
-  const auto index = hn::IndicesFromVec(d, hn::And(lane, hn::Sub(lanes, hn::Set(di, 1))));
-  const std::uint8_t* const start = row + fetch.word[i];
-  const VU first = hn::BitCast(d, hn::LoadU(d8, start));
-  const VU second = hn::BitCast(d, hn::LoadU(d8, start + hn::Lanes(d8)));
-  return hn::Shr(
-      hn::IfThenElse(in_first, hn::TableLookupLanes(first, index), hn::TableLookupLanes(second, index)),
-      shift);
-}
-#endif
-
-template <YuvFetchMode kMode>
-HWY_INLINE HWY_ATTR VU FetchWords(const YuvFetch& fetch, const std::uint8_t* row, std::size_t i) {
-#if TN_BLOCKS
-  if constexpr (kMode == YuvFetchMode::kOneWindow) return PickFromWindows<1>(fetch, row, i);
-  if constexpr (kMode == YuvFetchMode::kTwoWindows) return PickFromWindows<2>(fetch, row, i);
-  if constexpr (kMode == YuvFetchMode::kSpans) return PickFromSpan(fetch, row, i);
-#endif
-  if constexpr (kMode == YuvFetchMode::kWords) return LoadEachWord(fetch, row, i);
-}
-
 template <int kByte>
 HWY_INLINE HWY_ATTR VF ByteOf(VU words) {
   const DU du;
@@ -266,7 +206,7 @@ HWY_INLINE HWY_ATTR void StoreTwice(VF v, float* dst) {
 
 // A row of luma, into out[0], or of chroma: C1 into out[0] and C2 into out[1], every value twice. Writes
 // up to the padding.
-template <bool kChroma, YuvFetchMode kMode, Along kAlong>
+template <bool kChroma, WordFetchMode kMode, Along kAlong>
 HWY_ATTR void SampleRow(const YuvPlan& plan, const std::uint8_t* const rows[2], RowWeights f,
                         float* const out[2]) {
   const DF d;
@@ -301,7 +241,7 @@ HWY_ATTR void SampleRow(const YuvPlan& plan, const std::uint8_t* const rows[2], 
 using SampleFunction = void (*)(const YuvPlan& plan, const std::uint8_t* const rows[2], RowWeights f,
                                 float* const out[2]);
 
-template <bool kChroma, YuvFetchMode kMode>
+template <bool kChroma, WordFetchMode kMode>
 SampleFunction ChooseAlong(const YuvAxis& x) {
   if (x.on_samples) return SampleRow<kChroma, kMode, Along::kOnSamples>;
   if (x.uniform) return SampleRow<kChroma, kMode, Along::kUniform>;
@@ -312,19 +252,19 @@ template <bool kChroma>
 SampleFunction ChooseSampleRow(const YuvPlan& plan) {
 #if TN_BLOCKS
   switch ((kChroma ? plan.chroma : plan.luma).mode) {
-    case YuvFetchMode::kOneWindow:
-      return ChooseAlong<kChroma, YuvFetchMode::kOneWindow>(plan.x);
-    case YuvFetchMode::kSpans:
-      if constexpr (hn::MaxLanes(DF()) == kYuvMaxLanes)
-        return ChooseAlong<kChroma, YuvFetchMode::kSpans>(plan.x);
+    case WordFetchMode::kOneWindow:
+      return ChooseAlong<kChroma, WordFetchMode::kOneWindow>(plan.x);
+    case WordFetchMode::kSpans:
+      if constexpr (hn::MaxLanes(DF()) == kFetchLanes)
+        return ChooseAlong<kChroma, WordFetchMode::kSpans>(plan.x);
       [[fallthrough]];
-    case YuvFetchMode::kTwoWindows:
-      return ChooseAlong<kChroma, YuvFetchMode::kTwoWindows>(plan.x);
-    case YuvFetchMode::kWords:
+    case WordFetchMode::kTwoWindows:
+      return ChooseAlong<kChroma, WordFetchMode::kTwoWindows>(plan.x);
+    case WordFetchMode::kWords:
       break;
   }
 #endif
-  return ChooseAlong<kChroma, YuvFetchMode::kWords>(plan.x);
+  return ChooseAlong<kChroma, WordFetchMode::kWords>(plan.x);
 }
 
 // The bytes that a fetch may touch of a row that starts at byte `start` of a plane: in place where they
@@ -444,8 +384,9 @@ std::size_t chromaIndices(std::size_t w, std::size_t h) { return 2 * (w / 2) * (
 // The plan follows the chroma's indices in their block, from the next cache line on.
 YuvPlan* planBehind(std::int32_t* index_uv, std::size_t indices) {
   void* place = index_uv + indices;
-  std::size_t space = 2 * kYuvLine;
-  return static_cast<YuvPlan*>(std::align(kYuvLine, kYuvLine, place, space));
+  std::size_t space = 2 * TarnCPU::kArrayAlignment;
+  return static_cast<YuvPlan*>(
+      std::align(TarnCPU::kArrayAlignment, TarnCPU::kArrayAlignment, place, space));
 }
 
 }  // namespace
@@ -463,8 +404,8 @@ TarnYUVToolKit::TarnYUVToolKit(const int& src_width, const int& src_height, cons
   // calloc refuses what does not fit a size_t; these counts do, below 2^31 by 2^31 pixels.
   Block<float> weights_y = allocate<float>(4 * w * h), weights_uv = allocate<float>(2 * indices);
   Block<std::int32_t> index_y = allocate<std::int32_t>(2 * w * h);
-  Block<std::int32_t> index_uv =
-      allocate<std::int32_t>(indices + (YuvPlan::bytesFor(sizes) + kYuvLine) / sizeof(std::int32_t));
+  Block<std::int32_t> index_uv = allocate<std::int32_t>(
+      indices + (YuvPlan::bytesFor(sizes) + TarnCPU::kArrayAlignment) / sizeof(std::int32_t));
   Block<float> buf_y = allocate<float>(w * h), buf_u = allocate<float>(w * h / 4),
                buf_v = allocate<float>(w * h / 4);
 

@@ -10,27 +10,10 @@
 namespace Tarn {
 namespace {
 
-constexpr std::int32_t kWordBytes = 4;
-constexpr std::int32_t kSpanBytes = 2 * kYuvMaxLanes * kWordBytes;
+using TarnCPU::Arrays;
+
 // Row offsets stay inside 32 bits whatever the sizes given; such rows are longer than any frame's.
 constexpr std::int64_t kMaxOffset = 0x7fffff00;
-
-// Hands out the arrays of a block one after the other. Without a block it only adds up their bytes.
-class Arrays {
- public:
-  explicit Arrays(std::uint8_t* block) : block_(block) {}
-  template <class T>
-  T* take(std::size_t count) {
-    T* const array = block_ == nullptr ? nullptr : reinterpret_cast<T*>(block_ + bytes_);
-    bytes_ += (count * sizeof(T) + kYuvLine - 1) / kYuvLine * kYuvLine;
-    return array;
-  }
-  std::size_t bytes() const { return bytes_; }
-
- private:
-  std::uint8_t* block_;
-  std::size_t bytes_ = 0;
-};
 
 // Where output i of an axis lies among its samples.
 struct Position {
@@ -51,24 +34,10 @@ std::int32_t wordAt(std::int64_t sample, std::int32_t step) {
 YuvAxis takeAxis(Arrays& arrays, std::size_t count) {
   YuvAxis axis = {};
   axis.count = count;
-  axis.index = arrays.take<std::int64_t>(yuvPadded(count));
-  axis.f0 = arrays.take<float>(yuvPadded(count));
-  axis.f1 = arrays.take<float>(yuvPadded(count));
+  axis.index = arrays.take<std::int64_t>(fetchPadded(count));
+  axis.f0 = arrays.take<float>(fetchPadded(count));
+  axis.f1 = arrays.take<float>(fetchPadded(count));
   return axis;
-}
-
-// The tables for `count` outputs.
-YuvFetch takeFetch(Arrays& arrays, std::size_t count) {
-  const std::size_t padded = yuvPadded(count);
-  YuvFetch fetch = {};
-  fetch.count = count;
-  fetch.word = arrays.take<std::int32_t>(padded);
-  fetch.blocks = padded / TarnCPU::WordSamples::kSamples;
-  fetch.windows.offsets = arrays.take<std::int32_t>(2 * fetch.blocks);
-  fetch.windows.shuffles = arrays.take<std::uint8_t>(2 * fetch.blocks * TarnCPU::kWindowBytes);
-  fetch.lane = arrays.take<std::int32_t>(padded);
-  fetch.shift = arrays.take<std::int32_t>(padded);
-  return fetch;
 }
 
 // The arrays of a plan; no tables are filled yet.
@@ -80,26 +49,26 @@ YuvPlan takePlan(Arrays& arrays, const YuvPlanSizes& s) {
   YuvPlan plan = {};
   plan.x = takeAxis(arrays, w);
   plan.y = takeAxis(arrays, h);
-  plan.luma = takeFetch(arrays, w);
-  plan.chroma = takeFetch(arrays, w / 2);
+  plan.luma = {takeWordFetch(arrays, w), {}};
+  plan.chroma = {takeWordFetch(arrays, w / 2), {}};
   // The last words are the farthest, and the longest loads are spans.
   const auto reach = [&](std::size_t count, std::int32_t step) {
     if (count == 0) return std::size_t{0};
     const Position last(static_cast<int>(count) - 1, s.src_width, s.dst_width);
-    return static_cast<std::size_t>(wordAt(last.i0, step)) + kSpanBytes;
+    return static_cast<std::size_t>(wordAt(last.i0, step)) + kFetchReach;
   };
   for (int i = 0; i < 2; ++i) {
     plan.luma.copies[i] = arrays.take<std::uint8_t>(reach(w, 1));
     plan.chroma.copies[i] = arrays.take<std::uint8_t>(reach(w / 2, 2));
-    plan.luma_out[i] = arrays.take<float>(yuvPadded(w));
-    plan.chroma_out[i] = arrays.take<float>(2 * yuvPadded(w / 2));
+    plan.luma_out[i] = arrays.take<float>(fetchPadded(w));
+    plan.chroma_out[i] = arrays.take<float>(2 * fetchPadded(w / 2));
   }
   return plan;
 }
 
 void fillAxis(YuvAxis& axis, int src, int dst) {
   axis.on_samples = axis.uniform = axis.identity = true;
-  for (std::size_t i = 0; i < yuvPadded(axis.count); ++i) {
+  for (std::size_t i = 0; i < fetchPadded(axis.count); ++i) {
     const Position at(static_cast<int>(std::min(i, axis.count - 1)), src, dst);
     axis.index[i] = at.i0;
     axis.f0[i] = static_cast<float>(at.i0 + 1) - at.p;
@@ -111,45 +80,11 @@ void fillAxis(YuvAxis& axis, int src, int dst) {
   axis.identity = axis.identity && axis.on_samples;
 }
 
-// Whether spans serve all outputs.
-bool fillSpans(YuvFetch& fetch, std::size_t padded, std::int32_t bytes) {
-  for (std::size_t i = 0; i < padded; ++i) {
-    const std::int32_t at = fetch.word[i] - fetch.word[i / kYuvMaxLanes * kYuvMaxLanes];
-    if (at % kWordBytes + bytes > kWordBytes || at + bytes > kSpanBytes) return false;
-    fetch.lane[i] = at / kWordBytes;
-    fetch.shift[i] = 8 * (at % kWordBytes);
-  }
-  return true;
-}
-
 // For the first outputs of `axis`, whose samples are `step` bytes apart and which need `bytes` bytes
 // each.
 void fillFetch(YuvFetch& fetch, const YuvAxis& axis, std::int32_t step, std::int32_t bytes) {
-  if (fetch.count == 0) return;
-  const std::size_t padded = yuvPadded(fetch.count);
-  for (std::size_t i = 0; i < padded; ++i)
-    fetch.word[i] = wordAt(axis.index[std::min(i, fetch.count - 1)], step);
-  const std::int32_t last = fetch.word[padded - 1];
-  const std::int32_t window_end = last + static_cast<std::int32_t>(TarnCPU::kWindowBytes);
-
-  const TarnCPU::WordSamples words = {bytes};
-  const TarnCPU::BlockLayout layout = {fetch.blocks};
-  std::int32_t reach = window_end;
-  if (TarnCPU::windowsHold<1>(words, fetch.word, padded)) {
-    fetch.mode = YuvFetchMode::kOneWindow;
-    TarnCPU::fillWindows<1>(words, layout, fetch.word, padded, window_end, fetch.windows);
-  } else if (TarnCPU::windowsHold<2>(words, fetch.word, padded)) {
-    fetch.mode = YuvFetchMode::kTwoWindows;
-    TarnCPU::fillWindows<2>(words, layout, fetch.word, padded, window_end, fetch.windows);
-    if (fillSpans(fetch, padded, bytes)) {
-      fetch.mode = YuvFetchMode::kSpans;
-      reach = std::max(reach, fetch.word[padded - kYuvMaxLanes] + kSpanBytes);
-    }
-  } else {
-    fetch.mode = YuvFetchMode::kWords;
-    reach = last + kWordBytes;
-  }
-  fetch.reach = static_cast<std::size_t>(reach);
+  for (std::size_t i = 0; i < fetch.count; ++i) fetch.word[i] = wordAt(axis.index[i], step);
+  fillWordFetch(fetch, bytes);
 }
 
 static_assert(std::is_trivially_destructible_v<YuvPlan>, "its owner frees the memory, nothing else");
@@ -164,7 +99,7 @@ std::size_t YuvPlan::bytesFor(const YuvPlanSizes& sizes) {
 }
 
 YuvPlan& YuvPlan::makeAt(void* memory, const YuvPlanSizes& s) {
-  TN_CHECK(reinterpret_cast<std::uintptr_t>(memory) % kYuvLine == 0);
+  TN_CHECK(reinterpret_cast<std::uintptr_t>(memory) % TarnCPU::kArrayAlignment == 0);
   Arrays arrays(static_cast<std::uint8_t*>(memory));
   void* const place = arrays.take<YuvPlan>(1);
   YuvPlan& plan = *new (place) YuvPlan(takePlan(arrays, s));

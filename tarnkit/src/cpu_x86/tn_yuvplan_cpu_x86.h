@@ -7,19 +7,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "common/tn_windows.h"
+#include "tarnkit/src/cpu_x86/tn_wordfetch_cpu_x86.h"
 
 namespace Tarn {
-
-// Floats in the widest vector: arrays along x are padded to a multiple of it.
-constexpr std::size_t kYuvMaxLanes = 16;
-// A plan and each of its arrays start at a cache line: the widest loads fill a line, and every one
-// across two lines costs double.
-constexpr std::size_t kYuvLine = 64;
-
-constexpr std::size_t yuvPadded(std::size_t count) {
-  return (count + kYuvMaxLanes - 1) / kYuvMaxLanes * kYuvMaxLanes;
-}
 
 struct YuvPlanSizes {
   int src_width, src_height, dst_width, dst_height;
@@ -36,33 +26,16 @@ struct YuvAxis {
   bool uniform;     // every output has the same f0 and the same f1
 };
 
-enum class YuvFetchMode {
-  kOneWindow,   // four outputs from one window of 16 bytes (common/tn_windows.h)
-  kTwoWindows,  // two outputs from a window
-  kSpans,       // as below, or kTwoWindows where vectors are shorter than 64 bytes
-  kWords,       // each output by a load of its own: they are too far apart
-};
-
-// How the outputs of a row fetch their bytes: each a 32-bit word whose lowest byte is the one at the
-// output's position, followed by as many as the job needs.
-struct YuvFetch {
-  YuvFetchMode mode;
-  std::size_t count;
-  std::int32_t* word;             // for each output, the first byte of its word
-  TarnCPU::WindowTables windows;  // in BlockLayout
-  std::size_t blocks;             // of four outputs, for that layout
-  // Spans serve kYuvMaxLanes outputs whose words lie within two vectors of 64 bytes from the first one's
-  // on, none of them across 32 bits as counted from there, as with even whole scales.
-  std::int32_t *lane, *shift;  // for each output, the 32 bits with its word, and its lowest bit
-  std::size_t reach;           // bytes from the row's start that any of these loads may touch
-  std::uint8_t* copies[2];     // scratch for source rows of which these loads pass the frame's end
+struct YuvFetch : WordFetch {
+  std::uint8_t* copies[2];  // scratch for source rows of which its loads pass the frame's end
 };
 
 // Lives in memory of its owner, which just frees it: nothing in it has a destructor.
 struct YuvPlan {
   // Bytes that a plan and its arrays take.
   static std::size_t bytesFor(const YuvPlanSizes& sizes);
-  // A plan at `memory`, which is a multiple of kYuvLine and holds bytesFor(sizes) zeroed bytes.
+  // A plan at `memory`, which is a multiple of TarnCPU::kArrayAlignment and holds bytesFor(sizes) zeroed
+  // bytes.
   static YuvPlan& makeAt(void* memory, const YuvPlanSizes& sizes);
 
   YuvAxis x, y;           // of luma; chroma takes the first halves
