@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # Builds the library with ThreadSanitizer and runs the tests that have threads: every routine on eight of
-# them, tensors, logging, networks.
+# them, preprocessors, tensors, logging, networks.
 # usage: scripts/tsan.sh [all]     (all: every test of the library, most of which have one thread)
 . "$(dirname "$0")/common.sh"
 
 case "${1:-}" in
   '') pattern='^(Threads|Mat|Logging|Net\.)'
-    targets=(tn_threads_test tn_mat_test tn_core_test tn_net_test) ;;
+    targets=(tn_threads_test tn_mat_test tn_core_test tn_net_test tn_preprocess_test) ;;
   all) pattern=. targets=(all) ;;
   *) refuse "'$1' is not 'all'" ;;
 esac

@@ -44,8 +44,8 @@ void addTo(tn_test::Digest& digest, const Buffer& buffer, Bytes bytes) {
 const Table& allRoutines() {
   static const Table table = [] {
     Table all;
-    for (const auto add :
-         {addColour, addGeometry, addResizers, addWarps, addFrames, addNetworkInput, addTensors})
+    for (const auto add : {addColour, addGeometry, addResizers, addWarps, addFrames, addNetworkInput,
+                           addTensors, addPreprocessing})
       add(all);
     // The same for every instruction set and system.
     for (Routine& routine : all) {

@@ -90,6 +90,7 @@ void addWarps(Table& table);
 void addFrames(Table& table);
 void addNetworkInput(Table& table);
 void addTensors(Table& table);
+void addPreprocessing(Table& table);
 
 // Numbers that the C++ standard fixes to the bit, so that every system draws the same cases.
 class SeededDice : public Dice {

@@ -270,7 +270,7 @@ const char* const kWithoutRow[] = {
     "TarnCPU::TarnNetExtractor::input", "Tarn::TarnKalmanFilterBoxTracker2D::predict",
     "Tarn::TarnKalmanFilterBoxTracker2D::track", "Tarn::TarnOneEuroFilterBoxTracker2D::predict",
     "Tarn::TarnOneEuroFilterBoxTracker2D::track", "Tarn::_LogError", "Tarn::_LogVerbose",
-    "Tarn::setLogSink",
+    "Tarn::frameView", "Tarn::setLogSink",
 };
 // clang-format on
 
