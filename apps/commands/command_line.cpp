@@ -54,11 +54,16 @@ template Option Options::add(const std::string&, std::uint32_t&, const std::stri
 template Option Options::add(const std::string&, float&, const std::string&);
 template Option Options::add(const std::string&, double&, const std::string&);
 template Option Options::add(const std::string&, std::optional<std::int64_t>&, const std::string&);
+template Option Options::add(const std::string&, std::optional<int>&, const std::string&);
 
 // An empty text is 0 for a float; an optional float of the parser's own would be left without a value.
 Option Options::add(const std::string& name, std::optional<float>& value, const std::string& help) {
   return finished(command_->add_option_function<float>(
       name, [&value](const float& given) { value = given; }, help));
+}
+
+Option Options::addFlag(const std::string& name, bool& value, const std::string& help) {
+  return finished(command_->add_flag(name, value, help));
 }
 
 Option Options::addFloats(const std::string& name, std::vector<float>& values, int count,

@@ -61,10 +61,14 @@ class Options {
   // Options added through what this returns are listed under a heading of their own.
   Options group(const std::string& heading) const { return Options(command_, heading); }
 
-  // Value: std::string, int, std::int64_t, std::uint32_t, float, double or std::optional<std::int64_t>.
+  // Value: std::string, int, std::int64_t, std::uint32_t, float, double or an optional int or
+  // std::int64_t.
   template <class Value>
   Option add(const std::string& name, Value& value, const std::string& help);
   Option add(const std::string& name, std::optional<float>& value, const std::string& help);
+
+  // True when it is there; it takes no value.
+  Option addFlag(const std::string& name, bool& value, const std::string& help);
 
   // As many numbers, with commas between them.
   Option addFloats(const std::string& name, std::vector<float>& values, int count,

@@ -24,27 +24,99 @@ std::vector<int> parseIntegers(const std::string& option, const std::string& tex
   return values;
 }
 
-void addColourOptions(Options tensor, ColourChoice& choice, const std::string& default_scale) {
-  using Tarn::ChannelOrder, Tarn::YuvRange, Tarn::YuvStandard;
-  static const std::map<std::string, YuvStandard> standards = {
-      {"bt601", YuvStandard::kBt601}, {"bt709", YuvStandard::kBt709}, {"bt2020", YuvStandard::kBt2020}};
-  static const std::map<std::string, YuvRange> ranges = {{"full", YuvRange::kFull},
-                                                         {"limited", YuvRange::kLimited}};
-  static const std::map<std::string, ChannelOrder> orders = {{"rgb", ChannelOrder::kRgb},
-                                                             {"bgr", ChannelOrder::kBgr}};
-  tensor.addChoice("--matrix", choice.standard, standards,
-                   "Standard of the video's colours (default: as the video says, else bt601 for fewer "
-                   "than 720 lines and bt709 from there on)");
-  tensor.addChoice("--range", choice.range, ranges,
-                   "Range of the video's samples (default: as the video says, else limited)");
-  tensor.addChoice("--order", choice.order, orders, "Order of the tensor's planes (default: rgb)");
+void addTensorOptions(Options options, TensorOptions& values, TensorReader reader) {
+  using namespace Tarn;
+  const bool is_file = reader == TensorReader::kFile;
+  Options tensor = options.group("Tensor");
+  addSize(tensor, "--size", values.size,
+          is_file ? "Size of the tensor (default: 640x640)"
+                  : "Size of the tensors (default: the network's, else 640x640)");
+  tensor.addChoice(
+      "--fit", values.fit,
+      std::map<std::string, Fit>{{"stretch", Fit::kStretch},
+                                 {"letterbox", Fit::kLetterbox},
+                                 {"letterbox-top-left", Fit::kLetterboxTopLeft},
+                                 {"crop", Fit::kCrop}},
+      std::string("stretch each axis by itself; keep the shape, between bars in the middle "
+                  "or before them; keep it and cut off the longer side (default: letterbox") +
+          (is_file ? ")" : "; without a network stretch)"));
+  tensor.addFlag("--never-enlarge", values.never_enlarge, "Letterboxes: a small frame keeps its pixels");
   tensor
-      .addFloats("--mean", choice.mean, 3,
-                 "The tensor holds (colour - mean) * scale, with colours from 0 to 255, in the order of "
-                 "its planes (default: 0,0,0)")
-      .typeName("R,G,B");
-  tensor.addFloats("--scale", choice.scale, 3, "See --mean (default: " + default_scale + ")")
-      .typeName("R,G,B");
+      .add("--short-side", values.short_side,
+           "Crops: scale the shorter side to this before the cut (default: what just covers)")
+      .typeName("N");
+  const auto add_colours = [&](const char* name, std::vector<float>& colours, const char* help) {
+    tensor.addFloats(name, colours, 3, help).typeName("A,B,C");
+  };
+  add_colours("--bar", values.bar,
+              "Colour of what the frame does not cover, 0 to 255 (default: 114,114,114)");
+  tensor.addChoice(
+      "--resampling", values.resampling,
+      std::map<std::string, Resampling>{{"nearest", Resampling::kNearest},
+                                        {"bilinear", Resampling::kBilinear},
+                                        {"antialiased", Resampling::kAntialiased},
+                                        {"opencv-linear", Resampling::kOpencvLinear},
+                                        {"pillow-bilinear", Resampling::kPillowBilinear},
+                                        {"pillow-bicubic", Resampling::kPillowBicubic},
+                                        {"pillow-box", Resampling::kPillowBox}},
+      "How pixels between pixels are found; opencv-... and pillow-... give the bytes of those libraries "
+      "(default: bilinear)");
+  tensor.addChoice("--pillow", values.pillow, std::map<std::string, int>{{"12", 12}, {"13", 13}},
+                   "Whose order of passes pillow-... has: versions to 12 or from 13 on (default: 12)");
+  if (is_file) {
+    tensor.addChoice("--layout", values.layout,
+                     std::map<std::string, TensorLayout>{{"nchw", TensorLayout::kNchw},
+                                                         {"nhwc", TensorLayout::kNhwc}},
+                     "Channel by channel or pixel by pixel (default: nchw)");
+    tensor.addChoice("--type", values.type,
+                     std::map<std::string, ElementType>{{"f32", ElementType::kFloat32},
+                                                        {"f16", ElementType::kFloat16},
+                                                        {"bf16", ElementType::kBfloat16},
+                                                        {"u8", ElementType::kUint8},
+                                                        {"i8", ElementType::kInt8}},
+                     "Type of the elements; NumPy sees bf16 as uint16 (default: f32)");
+    tensor.add("--step", values.step,
+               "u8 and i8 hold element / step + zero point, rounded; u8 without it keeps 0 to 255");
+    tensor.add("--zero-point", values.zero_point, "See --step (default: 0)");
+  }
+  tensor.addChoice(
+      "--order", values.order,
+      std::map<std::string, TensorColour>{
+          {"rgb", TensorColour::kRgb}, {"bgr", TensorColour::kBgr}, {"gray", TensorColour::kGray}},
+      "The tensor's channels (default: rgb)");
+  tensor
+      .add(
+          "--divisor", values.divisor,
+          std::string("An element is ((colour / divisor - mean) / deviation) * scale, with colours from "
+                      "0 to 255 (default: 1") +
+              (is_file ? ")" : "; for a network 255, unless a part of this is given)"))
+      .typeName("D");
+  add_colours("--mean", values.mean, "See --divisor; in the order of channels (default: 0,0,0)");
+  add_colours("--deviation", values.deviation, "See --divisor (default: 1,1,1)");
+  add_colours("--scale", values.scale, "See --divisor (default: 1,1,1)");
+  const auto take_region = [&values](const std::string& text) {
+    const std::vector<int> at = parseIntegers("--region", text, 4, ",", "X,Y,WIDTH,HEIGHT");
+    values.region = {at[0], at[1], at[2], at[3]};
+    if (at[2] == 0 && at[3] == 0) throw Failure("--region", text + ": has no pixels");
+  };
+  tensor
+      .addText("--region", take_region,
+               "Only this part of the frame, in pixels of the upright picture; what reaches outside is "
+               "cut off")
+      .typeName("X,Y,W,H");
+  tensor.add("--orientation", values.orientation,
+             "What turns the stored picture upright, by EXIF's number, 1 to 8 (default: what the file "
+             "says)");
+  tensor.addChoice("--matrix", values.colour.standard,
+                   std::map<std::string, YuvStandard>{{"bt601", YuvStandard::kBt601},
+                                                      {"bt709", YuvStandard::kBt709},
+                                                      {"bt2020", YuvStandard::kBt2020}},
+                   "Standard of YUV colours (default: as the video says, else bt601 for fewer than 720 "
+                   "lines and bt709 from there on)");
+  tensor.addChoice(
+      "--range", values.colour.range,
+      std::map<std::string, YuvRange>{{"full", YuvRange::kFull}, {"limited", YuvRange::kLimited}},
+      "Range of YUV samples (default: as the video says, else limited)");
 }
 
 void addTrackerOptions(Options options, TrackerOptions& values, const std::string& fps_help) {
@@ -80,6 +152,12 @@ void requireSize(const std::string& option, const Size& size, int largest, Sides
                   sizeText(size) + ": width and height must be from 1 to " + std::to_string(largest));
   if (sides == Sides::kEven && (size.width % 2 != 0 || size.height % 2 != 0))
     throw Failure(option, sizeText(size) + ": width and height must be even");
+}
+
+void checkTensorOptions(const TensorOptions& options) {
+  if (options.size) requireSize("--size", *options.size, kLargestTensor, Sides::kAny);
+  if (options.orientation && (*options.orientation < 1 || *options.orientation > 8))
+    throw Failure("--orientation", std::to_string(*options.orientation) + ": must be from 1 to 8");
 }
 
 void requireShare(const std::string& option, double value) {

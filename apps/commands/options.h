@@ -11,8 +11,7 @@
 
 #include "apps/commands/command_line.h"
 #include "apps/support/size.h"
-#include "apps/tensor/colour_choice.h"
-#include "apps/tensor/placement.h"
+#include "apps/tensor/tensor_options.h"
 #include "apps/tracking/frame_tracker.h"
 
 namespace tarnkit {
@@ -32,13 +31,17 @@ Option addSize(Options options, const std::string& name, Target& size, const std
   return options.addText(name, take, help).typeName("WxH");
 }
 
-// For tensors of a video's frames. default_scale: what the help says it is.
-void addColourOptions(Options tensor, ColourChoice& choice, const std::string& default_scale = "1,1,1");
+// Who reads a tensor: networks fix its type and layout.
+enum class TensorReader { kFile, kDetector };
+// Under a heading of their own.
+void addTensorOptions(Options options, TensorOptions& values, TensorReader reader);
 
 // For --filter, --fps and the trackers' parameters, under a heading of their own.
 void addTrackerOptions(Options options, TrackerOptions& values, const std::string& fps_help);
 
 enum class Sides { kAny, kEven };
+// Throws Failure for a size or an orientation that no tensor has.
+void checkTensorOptions(const TensorOptions& options);
 // Throws Failure unless both sides are from 1 to `largest`, and even if asked for.
 void requireSize(const std::string& option, const Size& size, int largest, Sides sides);
 

@@ -21,20 +21,23 @@ void addPictureInput(Options options, PictureInput& input) {
   frame.needs(format);
 }
 
-std::vector<std::uint8_t> readRawInput(const PictureInput& input) {
-  const auto [width, height] = input.frame;
-  requireSize("--frame", input.frame, kLargestPictureSide, Sides::kEven);
-  const std::size_t expected = rawFrameBytes(width, height);
+std::vector<std::uint8_t> readRawBytes(const std::string& path, std::size_t expected,
+                                       const Size& frame) {
   // One byte more shows that there are more.
-  std::vector<std::uint8_t> bytes = readFile(input.path, expected + 1);
+  std::vector<std::uint8_t> bytes = readFile(path, expected + 1);
   if (bytes.size() != expected)
-    throw Failure(inputName(input.path),
+    throw Failure(inputName(path),
                   "has " +
                       (bytes.size() < expected ? "only " + std::to_string(bytes.size()) + " of"
                                                : std::string("more than")) +
-                      " the " + std::to_string(expected) + " bytes of one frame of " +
-                      sizeText(input.frame));
+                      " the " + std::to_string(expected) + " bytes of one frame of " + sizeText(frame));
   return bytes;
+}
+
+std::vector<std::uint8_t> readRawInput(const PictureInput& input) {
+  const auto [width, height] = input.frame;
+  requireSize("--frame", input.frame, kLargestPictureSide, Sides::kEven);
+  return readRawBytes(input.path, rawFrameBytes(width, height), input.frame);
 }
 
 Picture readInput(const PictureInput& input) {

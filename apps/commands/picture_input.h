@@ -2,6 +2,7 @@
 #ifndef TN_KITS_APPS_COMMANDS_PICTURE_INPUT_H_
 #define TN_KITS_APPS_COMMANDS_PICTURE_INPUT_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -26,6 +27,9 @@ Picture readInput(const PictureInput& input);
 
 // The bytes of the raw frame that `input` names: all that such a frame has. Throws Failure.
 std::vector<std::uint8_t> readRawInput(const PictureInput& input);
+
+// The bytes of a file that holds one raw frame of such a size and nothing else. Throws Failure.
+std::vector<std::uint8_t> readRawBytes(const std::string& path, std::size_t expected, const Size& frame);
 
 }  // namespace tarnkit
 

@@ -1,7 +1,6 @@
 // tarnkit run: a video through the whole pipeline, from the decoder to the annotated video.
 #include <cstdio>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "apps/commands/command.h"
@@ -21,10 +20,10 @@ namespace {
 
 struct RunOptions {
   std::string video, detector = "hog";
-  std::optional<Size> size;  // of the tensors
   HogOptions hog;
   NetworkOptions network;
-  PipelineOptions pipeline;  // all but its size
+  TensorOptions tensor;
+  PipelineOptions pipeline;  // all but what comes of `tensor`
 };
 
 // FILE of "kind:FILE", empty for everything else.
@@ -52,7 +51,7 @@ std::unique_ptr<Detector> makeDetector(const RunOptions& options) {
 }
 
 void checkOptions(const RunOptions& options) {
-  if (options.size) requireSize("--size", *options.size, kLargestTensor, Sides::kEven);
+  checkTensorOptions(options.tensor);
   const PipelineOptions& pipeline = options.pipeline;
   if (pipeline.frames) requirePositive("--frames", *pipeline.frames);
   if (options.hog.smallest_person < 24 || options.hog.smallest_person > 2000)
@@ -79,7 +78,10 @@ int run(const RunOptions& options) {
   checkOptions(options);
   const std::unique_ptr<Detector> detector = makeDetector(options);
   PipelineOptions settings = options.pipeline;
-  settings.size = tensorSize(options.size, *detector);
+  settings.spec = tensorSpec(options.tensor, *detector);
+  settings.region = options.tensor.region;
+  settings.orientation = options.tensor.orientation;
+  settings.colour = options.tensor.colour;
   catchInterrupts();
   VideoReader video(options.video);
   Pipeline pipeline(video, *detector, settings);
@@ -145,10 +147,7 @@ void addRunCommand(CommandLine& tool) {
       .add("--tensors", values.pipeline.tensors,
            "Folder for each frame's tensor as a NumPy file: 000001.npy, 000002.npy, ...")
       .typeName("DIR");
-  Options tensor = options.group("Tensor");
-  addSize(tensor, "--size", values.size,
-          "Size of the tensors, both even (default: the network's, else 640x640)");
-  addColourOptions(tensor, values.pipeline.colour, "1,1,1, with --detector onnx 1/255 each");
+  addTensorOptions(options, values.tensor, TensorReader::kDetector);
   Options hog = options.group("Detector hog");
   hog.add("--hog-threshold", values.hog.threshold,
           "Least score of a person; lower finds more, and more that are none")

@@ -107,15 +107,29 @@ std::vector<TarnBoundingBox2D> suppressDuplicates(std::vector<TarnBoundingBox2D>
 }
 
 std::vector<TarnBoundingBox2D> ontoPicture(const std::vector<TarnBoundingBox2D>& boxes,
-                                           const Placement& picture) {
-  const float left = static_cast<float>(picture.left), top = static_cast<float>(picture.top);
-  const float width = static_cast<float>(picture.width), height = static_cast<float>(picture.height);
-  const auto inside = [](float fraction) { return std::clamp(fraction, 0.0f, 1.0f); };
+                                           const Tarn::Placement& placement,
+                                           const Tarn::FrameView& frame) {
+  const int o = frame.orientation;
+  const bool mirror_x = o == 2 || o == 3 || o == 7 || o == 8,
+             mirror_y = o == 3 || o == 4 || o == 6 || o == 7;
+  struct Span {
+    float low, high;
+  };
+  // An odd last column or row is no part of the frames that boxes are drawn on.
+  const auto span = [](double low, double size, int pixels, bool mirror) {
+    const double all = pixels & ~1;
+    if (mirror) low = pixels - low - size;
+    return Span{static_cast<float>(std::clamp(low / all, 0.0, 1.0)),
+                static_cast<float>(std::clamp((low + size) / all, 0.0, 1.0))};
+  };
   std::vector<TarnBoundingBox2D> fractions;
   for (const TarnBoundingBox2D& box : boxes) {
-    const float x0 = inside((box.x - left) / width), x1 = inside((box.x + box.w - left) / width);
-    const float y0 = inside((box.y - top) / height), y1 = inside((box.y + box.h - top) / height);
-    if (x1 > x0 && y1 > y0) fractions.push_back({x0, y0, x1 - x0, y1 - y0, box.score, box.label});
+    Tarn::Rectangle shown = placement.toFrame({box.x, box.y, box.w, box.h}, true);
+    if (o >= 5) shown = {shown.y, shown.x, shown.height, shown.width};
+    const Span x = span(shown.x, shown.width, frame.width, mirror_x),
+               y = span(shown.y, shown.height, frame.height, mirror_y);
+    if (x.high > x.low && y.high > y.low)
+      fractions.push_back({x.low, y.low, x.high - x.low, y.high - y.low, box.score, box.label});
   }
   return fractions;
 }

@@ -6,8 +6,8 @@
 #include <optional>
 #include <vector>
 
-#include "apps/tensor/placement.h"
 #include "tn_boxtracker.h"
+#include "tn_preprocess.h"
 
 namespace tarnkit {
 
@@ -39,10 +39,11 @@ std::vector<Tarn::TarnBoundingBox2D> decodeBoxes(const BoxOutput& output, float 
 std::vector<Tarn::TarnBoundingBox2D> suppressDuplicates(std::vector<Tarn::TarnBoundingBox2D> boxes,
                                                         float most_overlap);
 
-// From pixels of a tensor to fractions of the picture that lies in it, cut off at the picture's edges.
-// Boxes wholly beside the picture are left out.
+// From pixels of a tensor to fractions of the stored frame, cut off at the edges of what the tensor
+// shows of it. Boxes wholly beside that are left out.
 std::vector<Tarn::TarnBoundingBox2D> ontoPicture(const std::vector<Tarn::TarnBoundingBox2D>& boxes,
-                                                 const Placement& picture);
+                                                 const Tarn::Placement& placement,
+                                                 const Tarn::FrameView& frame);
 
 }  // namespace tarnkit
 

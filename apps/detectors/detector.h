@@ -7,17 +7,18 @@
 #include <string>
 #include <vector>
 
-#include "apps/tensor/placement.h"
 #include "tn_boxtracker.h"
 #include "tn_image.h"
+#include "tn_preprocess.h"
 
 namespace tarnkit {
 
 struct DetectorInput {
-  std::int64_t number;      // frames are counted from 1
-  const _TN_Image& frame;   // packed NV12
-  const _TN_Image& tensor;  // the same picture as TN_PIX_FMT_CHW_F32
-  Placement picture;        // where in the tensor
+  std::int64_t number;          // frames are counted from 1
+  const _TN_Image& frame;       // packed NV12
+  _TN_Image tensor;             // the same picture as TN_PIX_FMT_CHW_F32, with one channel or three
+  Tarn::Placement placement;    // where in the tensor
+  const Tarn::FrameView& view;  // that the tensor was made of
 };
 
 // The tensor that a detector reads; 0 leaves a side to the caller.

@@ -88,7 +88,7 @@ std::vector<Tarn::TarnBoundingBox2D> NetworkDetector::detect(const DetectorInput
                                        std::to_string(boxes->classes) + " classes of " + name_);
   return ontoPicture(suppressDuplicates(decodeBoxes(*boxes, static_cast<float>(options_.score)),
                                         static_cast<float>(options_.nms)),
-                     input.picture);
+                     input.placement, input.view);
 }
 
 void NetworkDetector::refuseOutput() {

@@ -1,14 +1,15 @@
-// NumPy's array file, format version 1.0, for float tensors.
+// NumPy's array file, format version 1.0.
 #ifndef TN_KITS_APPS_OUTPUT_NPY_H_
 #define TN_KITS_APPS_OUTPUT_NPY_H_
 
 #include <string>
+#include <vector>
 
 namespace tarnkit {
 
-// Writes a C-ordered little-endian float32 array of shape (channels, height, width) that numpy.load
-// opens. values: channels * height * width floats. Throws Failure.
-void writeNpy(const std::string& path, const float* values, int channels, int height, int width);
+// Header of a C-ordered array that numpy.load opens; its elements come right behind it. type: NumPy's
+// name of them, "<f4" for float32.
+std::string npyHeader(const std::string& type, const std::vector<int>& shape);
 
 }  // namespace tarnkit
 

@@ -3,9 +3,11 @@
 
 #include <algorithm>
 #include <array>
+#include <filesystem>
 #include <opencv2/core.hpp>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
+#include <system_error>
 #include <vector>
 
 #include "apps/output/output_file.h"
@@ -98,6 +100,13 @@ Picture readPicture(const std::string& path, JpegTurn turn) {
     throw Failure(inputName(path),
                   "has more than " + std::to_string(kLargestPictureSide) + " pixels on a side");
   return fromMat(decoded);
+}
+
+bool isPictureFile(const std::string& path) {
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(path, error)) return false;
+  const Bytes begin = readFile(path, 8);
+  return isPng(begin) || isJpeg(begin);
 }
 
 void writePng(const std::string& path, const cv::Mat& picture) {

@@ -18,6 +18,9 @@ enum class JpegTurn {
 // always as stored. "-" is standard input. Throws Failure.
 Picture readPicture(const std::string& path, JpegTurn turn = JpegTurn::kUpright);
 
+// Whether a regular file begins as PNG or JPEG do.
+bool isPictureFile(const std::string& path);
+
 // The planes of a planar picture come below one another, in grey. "-" is standard output. Throws
 // Failure.
 void writePicture(const std::string& path, const Picture& picture);

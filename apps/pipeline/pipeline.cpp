@@ -1,12 +1,12 @@
 // A video through the whole pipeline, frame by frame.
 #include "apps/pipeline/pipeline.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
 
 #include "apps/detections/mot_text.h"
-#include "apps/output/npy.h"
 #include "apps/support/failure.h"
 #include "apps/support/interrupt.h"
 
@@ -14,9 +14,6 @@ namespace tarnkit {
 namespace {
 
 enum Stage : std::size_t { kDecode, kTensor, kNetwork, kDetect, kTrack, kDraw };
-
-// Networks mostly take colours from 0 to 1.
-constexpr float kUnitScale = 1.0f / 255.0f;
 
 void makeFolder(const std::string& folder) {
   std::error_code error;
@@ -26,20 +23,26 @@ void makeFolder(const std::string& folder) {
 
 }  // namespace
 
-Size tensorSize(const std::optional<Size>& wanted, const Detector& detector) {
-  Size size = wanted.value_or(PipelineOptions().size);
+Tarn::TensorSpec tensorSpec(const TensorOptions& wanted, const Detector& detector) {
+  Tarn::TensorSpec base;
   const std::optional<TensorNeed> need = detector.tensorNeed();
-  if (!need) return size;
-  if (need->width > 0) size.width = need->width;
-  if (need->height > 0) size.height = need->height;
-  if (wanted && sizeText(*wanted) != sizeText(size))
-    throw Failure("--size", "the network takes " + sizeText(size));
-  if (size.width > kLargestTensor || size.height > kLargestTensor || size.width % 2 != 0 ||
-      size.height % 2 != 0)
-    throw Failure("--detector", "the network takes " + sizeText(size) +
-                                    ", and sides must be even, at most " +
+  if (!need) {
+    base.fit = Tarn::Fit::kStretch;
+    return specOf(wanted, base);
+  }
+  base.divisor = 255;  // networks mostly take colours from 0 to 1
+  Tarn::TensorSpec spec = specOf(wanted, base);
+  if (spec.colour == Tarn::TensorColour::kGray)
+    throw Failure("--order", "the network takes three channels");
+  if (need->width > 0) spec.width = need->width;
+  if (need->height > 0) spec.height = need->height;
+  const std::string size = sizeText({spec.width, spec.height});
+  if (wanted.size && sizeText(*wanted.size) != size)
+    throw Failure("--size", "the network takes " + size);
+  if (spec.width > kLargestTensor || spec.height > kLargestTensor)
+    throw Failure("--detector", "the network takes " + size + ", and sides must be at most " +
                                     std::to_string(kLargestTensor));
-  return size;
+  return spec;
 }
 
 Pipeline::Pipeline(FrameSource& frames, Detector& detector, const PipelineOptions& options)
@@ -51,9 +54,7 @@ Pipeline::Pipeline(FrameSource& frames, Detector& detector, const PipelineOption
       has_frame_(takeFrame()),
       info_(frames.info()) {
   applyTrackerParams(options_.tracker, static_cast<float>(info_.fps()));
-  tensor_maker_.emplace(info_.width, info_.height, options_.size.width, options_.size.height,
-                        resolveColour(options_.colour, info_.colour, has_network_ ? kUnitScale : 1.0f),
-                        has_network_ ? Fit::kLetterbox : Fit::kStretch);
+  preprocessor_ = makePreprocessor(options_.spec);
   if (!options_.tensors.empty()) makeFolder(options_.tensors);
   if (!options_.tracks.empty()) track_file_.emplace(options_.tracks);
   if (options_.pictures.any())
@@ -70,11 +71,11 @@ bool Pipeline::takeFrame() {
   return true;
 }
 
-void Pipeline::writeTensor(const _TN_Image& tensor) const {
+void Pipeline::writeTensor() const {
   char name[32];
   std::snprintf(name, sizeof(name), "%06lld.npy", static_cast<long long>(done_));
-  writeNpy((std::filesystem::path(options_.tensors) / name).string(),
-           static_cast<const float*>(tensor.data), 3, tensor.height, tensor.width);
+  writeFile((std::filesystem::path(options_.tensors) / name).string(), npyHeaderOf(options_.spec),
+            tensor_.data(), tensor_.size());
 }
 
 bool Pipeline::step() {
@@ -82,11 +83,20 @@ bool Pipeline::step() {
   has_frame_ = false;
   ++done_;
   times_.start();
-  const _TN_Image& tensor = tensor_maker_->make({frame_, frames_.frameBytes()});
+  Tarn::FrameView view = frames_.view();
+  options_.colour.applyTo(view);
+  view.orientation = options_.orientation.value_or(std::max(info_.orientation, 1));
+  const Tarn::Placement placement =
+      preprocess(*preprocessor_, view, options_.region, tensor_, "frame " + std::to_string(done_));
   times_.finish(kTensor);
-  if (!options_.tensors.empty()) writeTensor(tensor);
+  if (!options_.tensors.empty()) writeTensor();
 
-  const DetectorInput input = {done_, frame_, tensor, tensor_maker_->placement()};
+  const DetectorInput input = {
+      done_,
+      frame_,
+      {0, TN_PIX_FMT_CHW_F32, options_.spec.width, options_.spec.height, 0, tensor_.data()},
+      placement,
+      view};
   times_.start();
   if (has_network_) {
     detector_.runNetwork(input);

@@ -13,8 +13,7 @@
 #include "apps/output/output_file.h"
 #include "apps/output/stage_times.h"
 #include "apps/support/size.h"
-#include "apps/tensor/colour_choice.h"
-#include "apps/tensor/tensor_maker.h"
+#include "apps/tensor/tensor_options.h"
 #include "apps/tracking/frame_tracker.h"
 #include "apps/video/frame_source.h"
 #include "tn_boxtracker.h"
@@ -23,7 +22,9 @@ namespace tarnkit {
 
 struct PipelineOptions {
   std::optional<std::int64_t> frames;  // stop after this many
-  Size size = {640, 640};              // of the tensors
+  Tarn::TensorSpec spec;               // of the tensors: three or one channels of floats, NCHW
+  Tarn::Region region;                 // of the frames
+  std::optional<int> orientation;      // of the tensors' frames; what is drawn is as stored
   ColourChoice colour;
   TrackerOptions tracker;
   // Outputs; those without a name are not made.
@@ -32,9 +33,11 @@ struct PipelineOptions {
   PicturePaths pictures;
 };
 
-// The size of the tensors: what the detector's network takes, else what was asked for, else 640x640.
-// Throws Failure if the two differ, and if no tensor can have such a size.
-Size tensorSize(const std::optional<Size>& wanted, const Detector& detector);
+// The tensors: of the size that the detector's network takes, else of the one that was asked for, else
+// 640x640. Networks see colours / 255 and the frame in its own shape between bars, other detectors'
+// tensors are stretched, unless something else was asked for. Throws Failure if the network takes
+// another size or not as many channels, and if no tensor can have such a size.
+Tarn::TensorSpec tensorSpec(const TensorOptions& wanted, const Detector& detector);
 
 // One at a time: the trackers' parameters and clock are the process's.
 //
@@ -66,7 +69,7 @@ class Pipeline {
 
  private:
   bool takeFrame();
-  void writeTensor(const _TN_Image& tensor) const;
+  void writeTensor() const;
   std::string networkShare() const;
 
   FrameSource& frames_;
@@ -79,7 +82,8 @@ class Pipeline {
   _TN_Image frame_ = {};
   bool has_frame_;  // `frame_` waits for step()
   const VideoInfo& info_;
-  std::optional<TensorMaker> tensor_maker_;
+  std::unique_ptr<Tarn::Preprocessor> preprocessor_;
+  std::vector<unsigned char> tensor_;
   std::optional<OutputFile> track_file_;
   std::optional<PictureOutputs> pictures_;
   std::unique_ptr<FrameTracker> tracker_;

@@ -1,11 +1,10 @@
-// How a tensor's values come from a video's samples: what the user chose, and what the video says.
+// What the samples of a YUV frame mean: what the user chose, and what the video says.
 #ifndef TN_KITS_APPS_TENSOR_COLOUR_CHOICE_H_
 #define TN_KITS_APPS_TENSOR_COLOUR_CHOICE_H_
 
 #include <optional>
-#include <vector>
 
-#include "tn_colormatrix.h"
+#include "tn_preprocess.h"
 
 namespace tarnkit {
 
@@ -18,15 +17,20 @@ struct YuvColour {
 struct ColourChoice {
   std::optional<Tarn::YuvStandard> standard;
   std::optional<Tarn::YuvRange> range;
-  Tarn::ChannelOrder order = Tarn::ChannelOrder::kRgb;
-  std::vector<float> mean = {0.0f, 0.0f, 0.0f};
-  std::vector<float> scale;  // empty if not given
+
+  bool any() const { return standard || range; }
+
+  // What was not given stays as the view has it.
+  void applyTo(Tarn::FrameView& view) const {
+    view.matrix = standard.value_or(view.matrix);
+    view.range = range.value_or(view.range);
+  }
 };
 
-// What was not given comes from the video's colour; a scale that was not is `default_scale`. Throws
-// Failure for a mean or scale that is not finite.
-Tarn::YuvToRgbOptions resolveColour(const ColourChoice& choice, const YuvColour& video,
-                                    float default_scale = 1.0f);
+// Whose colours a frame has that does not say so.
+inline Tarn::YuvStandard standardByRows(int rows) {
+  return rows < 720 ? Tarn::YuvStandard::kBt601 : Tarn::YuvStandard::kBt709;
+}
 
 }  // namespace tarnkit
 

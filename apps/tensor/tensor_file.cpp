@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "apps/output/npy.h"
+#include "apps/output/output_file.h"
 #include "apps/pictures/picture_file.h"
 
 namespace tarnkit {
@@ -42,7 +43,8 @@ void writeTensor(const std::string& path, const TarnCPU::Mat& tensor) {
   if (endsIn(path, ".png"))
     writePicture(path, toPicture(tensor));
   else
-    writeNpy(path, static_cast<const float*>(tensor.data), 3, tensor.h, tensor.w);
+    writeFile(path, npyHeader("<f4", {3, tensor.h, tensor.w}), tensor.data,
+              tensor.total() * sizeof(float));
 }
 
 }  // namespace tarnkit

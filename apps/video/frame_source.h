@@ -2,11 +2,11 @@
 #ifndef TN_KITS_APPS_VIDEO_FRAME_SOURCE_H_
 #define TN_KITS_APPS_VIDEO_FRAME_SOURCE_H_
 
-#include <cstddef>
 #include <cstdint>
 
 #include "apps/video/picture_converter.h"
 #include "tn_image.h"
+#include "tn_preprocess.h"
 
 namespace tarnkit {
 
@@ -15,6 +15,7 @@ struct VideoInfo {
   int rate_num, rate_den;        // frames a second as a fraction; 25 / 1 where the file does not say
   std::int64_t frames_expected;  // what the file claims, 0 if it does not
   YuvColour colour;              // of the frames handed out
+  int orientation = 1;           // what turns them upright, EXIF's number; 0: by no right angle
 
   double fps() const { return static_cast<double>(rate_num) / rate_den; }
 };
@@ -31,8 +32,8 @@ class FrameSource {
 
   // The next frame, packed TN_PIX_FMT_NV12, valid until the next call; false if there is none.
   virtual bool next(_TN_Image& frame) = 0;
-  // Bytes that may be read at that frame.
-  virtual std::size_t frameBytes() const = 0;
+  // The same frame as it was decoded where a view can show that, as stored, with its colour.
+  virtual Tarn::FrameView view() const = 0;
 };
 
 }  // namespace tarnkit

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <filesystem>
 #include <optional>
+#include <stdexcept>
 #include <vector>
 
 #include "apps/support/failure.h"
@@ -12,6 +13,7 @@
 #include "apps/video/next_picture.h"
 #include "apps/video/pipe_input.h"
 #include "tn_extents.h"
+#include "tn_preprocess_ffmpeg.h"
 
 namespace tarnkit {
 namespace {
@@ -45,7 +47,7 @@ YuvColour colourOf(const AVFrame& frame) {
   using Tarn::YuvRange;
   using Tarn::YuvStandard;
   YuvColour colour;
-  colour.standard = frame.height < 720 ? YuvStandard::kBt601 : YuvStandard::kBt709;
+  colour.standard = standardByRows(frame.height);
   const AVPixelFormat format = static_cast<AVPixelFormat>(frame.format);
   if (isRgb(format)) return colour;
   switch (frame.colorspace) {
@@ -65,6 +67,31 @@ YuvColour colourOf(const AVFrame& frame) {
   }
   if (frame.color_range == AVCOL_RANGE_JPEG || isFullRangeFormat(format)) colour.range = YuvRange::kFull;
   return colour;
+}
+
+// Of the frame's own display matrix, else its stream's; 0 for no right angle.
+int orientationOfVideo(const AVStream& stream, const AVFrame& frame) {
+  const std::uint8_t* matrix = nullptr;
+  if (const AVFrameSideData* const own = av_frame_get_side_data(&frame, AV_FRAME_DATA_DISPLAYMATRIX)) {
+    matrix = own->data;
+  } else {
+#if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(60, 31, 100)
+    const AVPacketSideData* const data =
+        av_packet_side_data_get(stream.codecpar->coded_side_data, stream.codecpar->nb_coded_side_data,
+                                AV_PKT_DATA_DISPLAYMATRIX);
+    if (data != nullptr) matrix = data->data;
+#else
+    matrix = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr);
+#endif
+  }
+  if (matrix == nullptr) return 1;
+  std::int32_t numbers[9];
+  std::memcpy(numbers, matrix, sizeof(numbers));
+  try {
+    return Tarn::orientationOf(numbers);
+  } catch (const std::invalid_argument&) {
+    return 0;
+  }
 }
 
 }  // namespace
@@ -98,6 +125,7 @@ struct VideoReader::Impl {
   [[noreturn]] void refuse(const std::string& fault) const;
   void requireWhole() const;
   void pack();
+  _TN_Image record() { return {0, TN_PIX_FMT_NV12, info.width, info.height, 0, packed.data()}; }
 };
 
 // Whatever FFmpeg makes of a file whose reading was interrupted is no fault of the file.
@@ -167,6 +195,7 @@ void VideoReader::Impl::describe() {
             ? std::llround(static_cast<double>(input->duration) / AV_TIME_BASE * info.fps())
             : 0;
   info.colour = colourOf(*decoded);
+  info.orientation = orientationOfVideo(*stream, *decoded);
 }
 
 // Gives the decoder one more packet, or tells it that there are none. False if it was told so before,
@@ -255,10 +284,21 @@ bool VideoReader::next(_TN_Image& frame) {
   if (!impl_->first_waits && !impl_->decodeNext()) return false;
   impl_->first_waits = false;
   impl_->pack();
-  frame = {0, TN_PIX_FMT_NV12, impl_->info.width, impl_->info.height, 0, impl_->packed.data()};
+  frame = impl_->record();
   return true;
 }
 
-std::size_t VideoReader::frameBytes() const { return impl_->packed.size(); }
+Tarn::FrameView VideoReader::view() const {
+  Tarn::FrameView view;
+  try {
+    view = Tarn::frameView(*impl_->decoded);
+  } catch (const std::invalid_argument&) {
+    view = Tarn::frameView(impl_->record());
+    view.matrix = impl_->info.colour.standard;
+    view.range = impl_->info.colour.range;
+  }
+  view.orientation = 1;
+  return view;
+}
 
 }  // namespace tarnkit

@@ -2,7 +2,6 @@
 #ifndef TN_KITS_APPS_VIDEO_VIDEO_READER_H_
 #define TN_KITS_APPS_VIDEO_VIDEO_READER_H_
 
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -34,7 +33,10 @@ class VideoReader final : public FrameSource {
   // are passed over. Throws Failure in place of the first frame if there is none that can be decoded or
   // an interrupt was noted before it.
   bool next(_TN_Image& frame) override;
-  std::size_t frameBytes() const override;
+
+  // The decoder's own frame, odd columns and rows included, where the library has its format and
+  // colours; else the packed one.
+  Tarn::FrameView view() const override;
 
   // Throws Failure if what looked like the end was a fault of reading: all frames up to it were handed
   // out, and may be made use of before.

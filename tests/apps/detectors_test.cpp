@@ -128,21 +128,45 @@ TEST(BoxDecoding, TheBestOfOverlappingBoxesOfAClassStays) {
 }
 
 TEST(BoxDecoding, BoxesAreCutOffAtThePicture) {
-  // A picture of 200 x 100, and x from its left edge on.
+  // A frame of 400 x 200, of which the left half is shown as 100 x 100 at (30, 50): x and y count from
+  // there on.
+  Tarn::Placement shown = {};
+  shown.region = {0, 0, 200, 200};
+  shown.content = {30, 50, 100, 100};
+  const double to_frame[6] = {2, 0, -60, 0, 2, -100};
+  std::copy_n(to_frame, 6, shown.to_frame);
+  Tarn::FrameView frame;
+  frame.width = 400;
+  frame.height = 200;
   const auto on_picture = [&](float x, float y, float w, float h) {
-    const auto boxes = ontoPicture({{30 + x, y, w, h, 1, 0}}, {30, 50, 200, 100});
+    const auto boxes = ontoPicture({{30 + x, 50 + y, w, h, 1, 0}}, shown, frame);
     return boxes.empty() ? std::vector<float>() : valuesOf(boxes.at(0));
   };
   using Values = std::vector<float>;
-  EXPECT_EQ(on_picture(50, 75, 100, 50), (Values{0.25f, 0.25f, 0.5f, 0.5f, 1}));
-  EXPECT_EQ(on_picture(-50, 0, 100, 100), (Values{0, 0, 0.25f, 0.5f, 1}));
-  EXPECT_EQ(on_picture(150, 125, 500, 500), (Values{0.75f, 0.75f, 0.25f, 0.25f, 1}));
-  EXPECT_EQ(on_picture(-10, -10, 1000, 1000), (Values{0, 0, 1, 1, 1}));
+  EXPECT_EQ(on_picture(50, 25, 50, 50), (Values{0.25f, 0.25f, 0.25f, 0.5f, 1}));
+  EXPECT_EQ(on_picture(-50, -50, 100, 100), (Values{0, 0, 0.25f, 0.5f, 1}));
+  EXPECT_EQ(on_picture(75, 75, 500, 500), (Values{0.375f, 0.75f, 0.125f, 0.25f, 1}));
+  EXPECT_EQ(on_picture(-10, -10, 1000, 1000), (Values{0, 0, 0.5f, 1, 1}));
   // Wholly above, below, left and right.
-  EXPECT_EQ(on_picture(50, 10, 100, 40), Values());
-  EXPECT_EQ(on_picture(50, 151, 100, 40), Values());
-  EXPECT_EQ(on_picture(-90, 75, 80, 50), Values());
-  EXPECT_EQ(on_picture(210, 75, 80, 50), Values());
+  EXPECT_EQ(on_picture(50, -40, 100, 40), Values());
+  EXPECT_EQ(on_picture(50, 101, 100, 40), Values());
+  EXPECT_EQ(on_picture(-90, 25, 80, 50), Values());
+  EXPECT_EQ(on_picture(110, 25, 80, 50), Values());
+  // The same place of frames that are stored otherwise.
+  static constexpr float kStored[][4] = {{0.5f, 0.25f, 0.25f, 0.5f},  {0.5f, 0.25f, 0.25f, 0.5f},
+                                         {0.25f, 0.25f, 0.25f, 0.5f}, {0.25f, 0.25f, 0.5f, 0.25f},
+                                         {0.25f, 0.5f, 0.5f, 0.25f},  {0.25f, 0.5f, 0.5f, 0.25f},
+                                         {0.25f, 0.25f, 0.5f, 0.25f}};
+  for (frame.orientation = 2; frame.orientation <= 8; ++frame.orientation) {
+    if (frame.orientation == 5) std::swap(frame.width, frame.height);
+    const auto& [x, y, w, h] = kStored[frame.orientation - 2];
+    EXPECT_EQ(on_picture(50, 25, 50, 50), (Values{x, y, w, h, 1})) << frame.orientation;
+  }
+  // An odd column is cut off the frames that are drawn on.
+  frame.width = 201;
+  frame.height = 200;
+  frame.orientation = 1;
+  EXPECT_EQ(on_picture(50, 0, 50, 100), (Values{0.5f, 0, 0.5f, 1, 1}));
 }
 
 TEST(HogDetector, KeepsTheBestOfBoxesThatShareAPerson) {
@@ -160,7 +184,7 @@ TEST(HogDetector, KeepsTheBestOfBoxesThatShareAPerson) {
   std::vector<std::uint8_t> pixels(40 * 300 * 3 / 2, 128);
   for (const auto& [width, height] : {std::pair(40, 300), {300, 40}}) {
     const _TN_Image frame = {0, TN_PIX_FMT_NV12, width, height, 0, pixels.data()};
-    EXPECT_TRUE(HogDetector{HogOptions()}.detect({1, frame, frame, {0, 0, width, height}}).empty());
+    EXPECT_TRUE(HogDetector{HogOptions()}.detect({1, frame, frame, {}, {}}).empty());
   }
 }
 
@@ -179,6 +203,21 @@ TEST_F(NetworkRun, FollowsTheColouredFigures) {
   EXPECT_GT(score.recall(), 0.9) << score.table();
   EXPECT_GT(score.precision(), 0.85) << score.table();
   EXPECT_LE(score.identity_switches, 6) << score.table();
+}
+
+// The network sees a turned video upright; its boxes come back in the frames as they are stored.
+TEST_F(NetworkRun, FindsFiguresInTurnedVideos) {
+  makeSample(8, "480x360", "figures");
+  write("turned.mp4", tn_test::videoWithMatrix(read("walk.mp4"), 0, 65536, -65536, 0));
+  run("run turned.mp4 --detector onnx --tracks tracks.txt");
+  EXPECT_GT(scoreOf("tracks.txt", 0.7).recall(), 0.9);
+  // Half of the frame, whose figures are where they are in the whole.
+  run("run turned.mp4 --detector onnx --tracks tracks.txt --orientation 1 --region 240,0,240,360");
+  const MotFrames tracks = readMotFrames(path("tracks.txt"));
+  ASSERT_FALSE(tracks.empty());
+  for (const auto& [number, boxes] : tracks)
+    for (const MotBox& box : boxes) EXPECT_GE(box.left, 235);
+  EXPECT_GT(scoreOf("tracks.txt", 0.7).precision(), 0.6);
 }
 
 // What the network's own config says is what holds without one.
@@ -226,7 +265,7 @@ TEST(NetworkDetector, NamesItsClassesAndATensorOfAnotherSize) {
   std::vector<float> values(3 * 64 * 32);
   const _TN_Image tensor = {0, TN_PIX_FMT_CHW_F32, 64, 32, 0, values.data()};
   const std::string said = tn_test::FaultOf<Failure>([&] {
-    detector.runNetwork({1, tensor, tensor, {0, 0, 64, 32}});
+    detector.runNetwork({1, tensor, tensor, {}, {}});
   });
   EXPECT_NE(said.find("; its tensor was 1x3x32x64"), std::string::npos) << said;
 }

@@ -1,5 +1,5 @@
 // Small parts of the tool, whose rules its commands show only in passing: unfinished files, interrupts,
-// times, letterboxing; pictures in memory, where every byte goes, for every layout and for sizes that
+// times; pictures in memory, where every byte goes, for every layout and for sizes that
 // the kernels do not like.
 #include <gtest/gtest.h>
 
@@ -17,8 +17,6 @@
 #include "apps/pictures/raw_frame.h"
 #include "apps/support/failure.h"
 #include "apps/support/interrupt.h"
-#include "apps/tensor/colour_choice.h"
-#include "apps/tensor/tensor_maker.h"
 #include "tests/apps/tool_test_support.h"
 #include "tests/reference/colour_reference.h"
 #include "tests/support/test_support.h"
@@ -116,48 +114,6 @@ TEST(StageTimes, CountedDurationsHaveThePercentilesOfTheirValues) {
   for (const double milliseconds : {-1.0, 0.0, 1e300}) odd.add(milliseconds);
   EXPECT_NEAR(odd.percentile(50.0), 1e-6, 1e-8);
   EXPECT_GT(odd.percentile(100.0), 1e9);
-}
-
-TEST(TensorMaker, PicturesKeepTheirShapeInEvenSizes) {
-  static const struct {
-    int frame_width, frame_height, width, height;
-    std::vector<int> wanted;  // left, top, width, height
-  } cases[] = {
-      {640, 480, 256, 256, {0, 32, 256, 192}}, {480, 640, 256, 256, {32, 0, 192, 256}},
-      {64, 48, 256, 128, {43, 0, 170, 128}},   {90, 50, 64, 64, {0, 14, 64, 36}},  // rounded, not cut
-      {2, 1000, 64, 64, {31, 0, 2, 64}},       {4000, 2, 64, 32, {0, 15, 64, 2}},
-  };
-  for (const auto& c : cases) {
-    const Placement got =
-        placePicture(Fit::kLetterbox, c.frame_width, c.frame_height, c.width, c.height);
-    EXPECT_EQ((std::vector<int>{got.left, got.top, got.width, got.height}), c.wanted);
-  }
-}
-
-TEST(TensorMaker, BarsAreGreyAndThePictureIsTheToolkitsBetweenThem) {
-  ColourChoice choice;
-  choice.order = Tarn::ChannelOrder::kBgr;
-  choice.mean = {0.0f, 10.0f, 20.0f};  // of the planes, whatever colours they hold
-  const Tarn::YuvToRgbOptions colour = resolveColour(choice, YuvColour(), 1.0f / 128.0f);
-  static constexpr int kSizes[][4] = {{40, 20, 32, 32}, {20, 40, 32, 32}, {40, 20, 32, 16}};
-  for (const auto& [frame_width, frame_height, width, height] : kSizes) {
-    auto bytes = tn_test::RandomBytes(static_cast<std::size_t>(frame_width * frame_height * 3 / 2));
-    const Tarn::checked::Image frame = {{0, TN_PIX_FMT_NV12, frame_width, frame_height, 0, bytes.data()},
-                                        bytes.size()};
-    TensorMaker letterbox(frame_width, frame_height, width, height, colour, Fit::kLetterbox);
-    const Placement at = letterbox.placement();
-    TensorMaker whole(frame_width, frame_height, at.width, at.height, colour);
-    const float* got = static_cast<const float*>(letterbox.make(frame).data);
-    const float* const picture = static_cast<const float*>(whole.make(frame).data);
-    for (int channel = 0; channel < 3; ++channel)
-      for (int y = -at.top; y < height - at.top; ++y)
-        for (int x = -at.left; x < width - at.left; ++x) {
-          const bool inside = x >= 0 && x < at.width && y >= 0 && y < at.height;
-          ASSERT_EQ(*got++, inside ? picture[(channel * at.height + y) * at.width + x]
-                                   : (114.0f - 10.0f * static_cast<float>(channel)) / 128.0f)
-              << "channel " << channel << " at " << x << "," << y << " of " << width << "x" << height;
-        }
-  }
 }
 
 constexpr PixelLayout kLayouts[] = {PixelLayout::kGray, PixelLayout::kRgb, PixelLayout::kRgba,

@@ -1,5 +1,5 @@
-// convert, warp and prepare: what comes out, pixel by pixel. The arithmetic is tested with the library
-// and in parts_test.cpp; here it is files, options and their order.
+// convert, warp, prepare and tensor: what comes out, pixel by pixel. The arithmetic is tested with the
+// library and in parts_test.cpp; here it is files, options and their order.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -251,6 +251,131 @@ TEST_F(PictureCommands, PrepareGivesTheLibrarysFloats) {
   expectMade("prepare in.png -o out.png --size 8192x1 --order bgr",
              cv::Mat(1, 8192, CV_8UC3, cv::Scalar(30, 20, 10)));
   EXPECT_EQ(parseNpy(run("prepare - -o - --size 1x1 <in.png")).values, std::vector<float>({30, 20, 10}));
+}
+
+// Shape, type and every element, by hand.
+TEST_F(PictureCommands, TensorsHoldThePicturesColours) {
+  cv::Mat picture(2, 4, CV_8UC3);
+  for (int i = 0; i < 24; ++i) picture.data[i] = static_cast<std::uint8_t>(100 + 3 * i);
+  cv::imwrite(path("in.png"), picture);
+  const auto colour = [&](int x, int y, int c) {  // c: 0 is red
+    return static_cast<float>(picture.at<cv::Vec3b>(y, x)[2 - c]);
+  };
+  const auto tensor_of = [&](const std::string& options) {
+    return parseNpy(run("tensor in.png -o - --size 4x4 " + options));
+  };
+  const tn_test::Npy boxed =
+      tensor_of("--bar 1,2,3 --divisor 2 --mean 4,5,6 --deviation 2,4,8 --scale 3,5,7");
+  EXPECT_EQ(boxed.header.rfind("{'descr': '<f4', 'fortran_order': False, 'shape': (1, 3, 4, 4), }", 0),
+            0u);
+  ASSERT_EQ(boxed.values.size(), 48u);
+  const float bar[] = {1, 2, 3}, mean[] = {4, 5, 6}, deviation[] = {2, 4, 8}, scale[] = {3, 5, 7};
+  for (int i = 0; i < 48; ++i) {
+    const int c = i / 16, y = i / 4 % 4, x = i % 4;
+    const float value = y == 0 || y == 3 ? bar[c] : colour(x, y - 1, c);
+    EXPECT_EQ(boxed.values[static_cast<std::size_t>(i)], (value / 2 - mean[c]) / deviation[c] * scale[c])
+        << i;
+  }
+  const std::string stored(picture.data, picture.data + 24), bars(12, 'r');  // 114
+  static const struct {
+    const char *options, *type, *shape;
+    std::string first;
+  } cases[] = {
+      {"--type u8 --layout nhwc --order bgr", "|u1", "1, 4, 4, 3", bars + stored + bars},
+      {"--type u8 --layout nhwc --order bgr --fit letterbox-top-left", "|u1", "1, 4, 4, 3",
+       stored + bars + bars},
+      // 114 is 1.78125 * 2^6.
+      {"--type f16", "<f2", "1, 3, 4, 4", std::string("\x20\x57\x20\x57", 4)},
+      {"--type bf16 --order gray", "<u2", "1, 1, 4, 4", std::string("\xE4\x42\xE4\x42", 4)},
+      {"--type i8 --step 4 --zero-point -3", "|i1", "1, 3, 4, 4", std::string("\x19\x19\x19\x19", 4)},
+      {"--type i8 --step 0.5", "|i1", "1, 3, 4, 4", std::string("\x7F\x7F\x7F\x7F", 4)},
+      // The two in the middle of the upper row, turned.
+      {"--type u8 --layout nhwc --order bgr --region 1,0,2,1 --orientation 3 --fit crop --resampling "
+       "nearest",
+       "|u1", "1, 4, 4, 3",
+       stored.substr(18, 3) + stored.substr(18, 3) + stored.substr(15, 3) + stored.substr(15, 3)},
+  };
+  for (const auto& c : cases) {
+    const tn_test::Npy npy = tensor_of(c.options);
+    EXPECT_EQ(npy.header.rfind(std::string("{'descr': '") + c.type +
+                                   "', 'fortran_order': False, 'shape': (" + c.shape + "), }",
+                               0),
+              0u)
+        << npy.header;
+    EXPECT_EQ(npy.bytes.substr(0, c.first.size()), c.first) << c.options;
+  }
+  // What a preset has goes where an option leaves no place for it.
+  EXPECT_EQ(parseNpy(run("tensor - -o - --preset clip224 <in.png")).values.size(), 3u * 224 * 224);
+  EXPECT_EQ(tensor_of("--preset imagenet224 --type u8 --layout nhwc --order bgr --fit letterbox "
+                      "--bar 114,114,114 --resampling nearest")
+                .bytes,
+            bars + stored + bars);
+  // A camera's note is heeded, unless the option says otherwise.
+  cv::imwrite(path("in.jpg"), picture);
+  write("turned.jpg", tn_test::jpegWithOrientation(read("in.jpg"), 6));
+  run("tensor turned.jpg -o by-note.npy --size 8x8");
+  run("tensor in.jpg -o by-option.npy --size 8x8 --orientation 6");
+  run("tensor turned.jpg -o as-stored.npy --size 8x8 --orientation 1");
+  run("tensor in.jpg -o plain.npy --size 8x8");
+  EXPECT_EQ(read("by-note.npy"), read("by-option.npy"));
+  EXPECT_EQ(read("as-stored.npy"), read("plain.npy"));
+  EXPECT_NE(read("plain.npy"), read("by-note.npy"));
+}
+
+// One colour, whatever holds it: BT.709, since the frame has 720 rows, or what --matrix says.
+TEST_F(PictureCommands, RawFramesOfEveryFormatGiveTheirColour) {
+  constexpr std::size_t kWidth = 3, kHeight = 721, kPixels = kWidth * kHeight, kHalf = 2, kRows = 361;
+  const auto times = [](const std::string& bytes, std::size_t count) {
+    std::string all;
+    while (count-- > 0) all += bytes;
+    return all;
+  };
+  // Luma 100, U 90, V 200; of ten bits four times that, in P010's high end.
+  const std::string y = times("\x64", kPixels), u(kHalf * kRows, '\x5A'), v(kHalf * kRows, '\xC8');
+  const std::string y10 = times(std::string("\x90\x01", 2), kPixels),
+                    u10 = times(std::string("\x68\x01", 2), kHalf * kRows),
+                    v10 = times(std::string("\x20\x03", 2), kHalf * kRows);
+  const std::string yp = times(std::string("\x00\x64", 2), kPixels);
+  const std::pair<const char*, std::string> cases[] = {
+      {"nv12", y + times("\x5A\xC8", kHalf * kRows)},
+      {"nv21", y + times("\xC8\x5A", kHalf * kRows)},
+      {"i420", y + u + v},
+      {"yv12", y + v + u},
+      {"i422", y + times("\x5A", kHalf * kHeight) + times("\xC8", kHalf * kHeight)},
+      {"i444", y + times("\x5A", kPixels) + times("\xC8", kPixels)},
+      {"i010", y10 + u10 + v10},
+      {"p010", yp + times(std::string("\x00\x5A\x00\xC8", 4), kHalf * kRows)},
+      {"yuyv", times("\x64\x5A\x64\xC8", kHalf * kHeight)},
+      {"uyvy", times("\x5A\x64\xC8\x64", kHalf * kHeight)},
+      {"gray", y},
+      {"rgb", times("\x0A\x14\x1E", kPixels)},
+      {"bgr", times("\x1E\x14\x0A", kPixels)},
+      {"rgba", times("\x0A\x14\x1E\xFF", kPixels)},
+      {"bgra", times("\x1E\x14\x0A\xFF", kPixels)},
+  };
+  const double luma = (100 - 16) * 255.0 / 219, cb = (90 - 128) * 255.0 / 224,
+               cr = (200 - 128) * 255.0 / 224;
+  const double bt709[] = {luma + 1.5748 * cr, luma - 0.187324 * cb - 0.468124 * cr, luma + 1.8556 * cb};
+  for (const auto& [format, bytes] : cases) {
+    write("in.yuv", bytes);
+    const auto values =
+        parseNpy(run(std::string("tensor in.yuv --raw 3x721 --size 2x1 --fit stretch -o - --format ") +
+                     format))
+            .values;
+    ASSERT_EQ(values.size(), 6u) << format;
+    const bool is_rgb = std::string(format).find('b') != std::string::npos;
+    for (std::size_t i = 0; i < 6; ++i)
+      EXPECT_NEAR(values[i],
+                  is_rgb       ? 10.0 + 10.0 * static_cast<double>(i / 2)
+                  : bytes == y ? 100
+                               : bt709[i / 2],
+                  0.01)
+          << format;
+  }
+  write("in.yuv", y + u + v);
+  const std::string options = "tensor in.yuv --raw 3x721 --size 1x1 --fit stretch --format i420 -o - ";
+  EXPECT_NEAR(parseNpy(run(options + "--matrix bt601")).values[0], luma + 1.402 * cr, 0.01);
+  EXPECT_NEAR(parseNpy(run(options + "--range full")).values[0], 100 + 1.5748 * 72, 0.01);
 }
 
 }  // namespace

@@ -32,15 +32,20 @@ class GreyFrames final : public FrameSource {
     if (taken_ == kFrames) return false;
     bytes_.assign(kWidth * kHeight * 3 / 2, 128);
     std::fill_n(bytes_.begin(), kWidth * kHeight, static_cast<std::uint8_t>(16 + 10 * ++taken_));
-    frame = {0, TN_PIX_FMT_NV12, kWidth, kHeight, 0, bytes_.data()};
+    frame = record_ = {0, TN_PIX_FMT_NV12, kWidth, kHeight, 0, bytes_.data()};
     return true;
   }
-  std::size_t frameBytes() const override { return bytes_.size(); }
+  Tarn::FrameView view() const override {
+    Tarn::FrameView view = Tarn::frameView(record_);
+    view.range = Tarn::YuvRange::kFull;
+    return view;
+  }
 
  private:
   VideoInfo info_ = {kWidth, kHeight, 30,
                      2,      kFrames, {Tarn::YuvStandard::kBt709, Tarn::YuvRange::kFull}};
   std::vector<std::uint8_t> bytes_;
+  _TN_Image record_ = {};
   int taken_ = 0;
 };
 
@@ -54,12 +59,9 @@ class OneBox final : public Detector {
   std::optional<TensorNeed> tensorNeed() const override { return need_; }
   std::vector<TarnBoundingBox2D> detect(const DetectorInput& input) override {
     before_(input.number);
-    picture = input.picture;
     return {{0.1f + 0.01f * static_cast<float>(input.number), 0.25f, 0.25f, 0.5f, 0.5f, 0}};
   }
   std::string labelName(int) const override { return "box"; }
-
-  Placement picture = {};  // of the last frame
 
  private:
   Before before_;
@@ -70,7 +72,9 @@ class PipelineTest : public tn_test::ToolTest {
  protected:
   PipelineTest() {
     av_log_set_level(AV_LOG_QUIET);
-    options_.size = {16, 8};
+    options_.spec.width = 16;
+    options_.spec.height = 8;
+    options_.spec.fit = Tarn::Fit::kStretch;
     options_.tracks = path("tracks.txt");
     options_.tensors = path("deep/tensors");
     options_.pictures = {path("out.mp4"), path("sheet.png"), ""};
@@ -132,15 +136,6 @@ TEST_F(PipelineTest, FramesBecomeTracksAndOutputs) {
   EXPECT_EQ(video.info().colour.range, Tarn::YuvRange::kFull);
   EXPECT_EQ(video.info().colour.standard, Tarn::YuvStandard::kBt709);
   EXPECT_EQ(video.info().fps(), 15.0);
-}
-
-TEST_F(PipelineTest, OnlyNetworksSeeTheFrameInItsOwnShape) {
-  options_ = PipelineOptions();
-  options_.size = {32, 32};
-  OneBox other, network([](std::int64_t) {}, TensorNeed{32, 32});
-  EXPECT_EQ(faultOf(other) + faultOf(network), "");
-  EXPECT_EQ(other.picture.height, 32);
-  EXPECT_EQ(network.picture.height, 24);
 }
 
 // Parameters belong to the process, and must not come from the run before; clock and identities start
@@ -234,30 +229,48 @@ TEST_F(PipelineTest, AnInterruptFinishesTheFrame) {
 }
 #endif
 
-TEST(TensorSize, IsTheNetworksElseTheOneAskedFor) {
+TEST(TensorSpec, IsTheNetworksElseTheOneAskedFor) {
   const struct {
     std::optional<TensorNeed> need;
     std::optional<Size> wanted;
     const char* size;  // or the fault
   } cases[] = {
-      {{}, Size{32, 16}, "32x16"},
+      {{}, Size{32, 15}, "32x15"},
       {TensorNeed{256, 128}, {}, "256x128"},
       {TensorNeed{0, 0}, Size{32, 16}, "32x16"},
-      {TensorNeed{0, 128}, {}, "640x128"},
+      {TensorNeed{0, 127}, {}, "640x127"},
       {TensorNeed{256, 128}, Size{128, 256}, "--size: the network takes 256x128"},
-      {TensorNeed{256, 127}, {}, "--detector: the network takes 256x127"},
-      {TensorNeed{2, 8194}, {}, "--detector: the network takes 2x8194"},
-      {TensorNeed{255, 128}, {}, "--detector: the network takes 255x128"},
+      {TensorNeed{2, 8193}, {}, "--detector: the network takes 2x8193"},
       {TensorNeed{8192, 2}, {}, "8192x2"},
-      {TensorNeed{2, 8192}, Size{2, 8192}, "2x8192"},
-      {TensorNeed{8194, 2}, {}, "--detector: the network takes 8194x2"},
+      {TensorNeed{1, 8192}, Size{1, 8192}, "1x8192"},
+      {TensorNeed{8193, 2}, {}, "--detector: the network takes 8193x2"},
   };
+  TensorOptions options;
   for (const auto& c : cases) {
     std::string size;
-    const std::string fault =
-        tn_test::FaultOf<Failure>([&] { size = sizeText(tensorSize(c.wanted, OneBox({}, c.need))); });
+    options.size = c.wanted;
+    const std::string fault = tn_test::FaultOf<Failure>([&] {
+      const Tarn::TensorSpec spec = tensorSpec(options, OneBox({}, c.need));
+      size = sizeText({spec.width, spec.height});
+      EXPECT_EQ(spec.fit, c.need ? Tarn::Fit::kLetterbox : Tarn::Fit::kStretch);
+      EXPECT_EQ(spec.divisor, c.need ? 255 : 1);
+    });
     EXPECT_EQ(size + fault.substr(0, fault.find(", and sides must")), c.size);
   }
+  // A part of the normalisation makes the rest neutral; other options do not.
+  options.size = {};
+  options.fit = Tarn::Fit::kCrop;
+  EXPECT_EQ(tensorSpec(options, OneBox({}, TensorNeed{0, 0})).divisor, 255);
+  options.mean = {1, 2, 3};
+  const Tarn::TensorSpec spec = tensorSpec(options, OneBox({}, TensorNeed{0, 0}));
+  EXPECT_EQ(spec.divisor, 1);
+  EXPECT_EQ(spec.mean[2], 3);
+  EXPECT_EQ(spec.fit, Tarn::Fit::kCrop);
+  options.order = Tarn::TensorColour::kGray;
+  EXPECT_EQ(tn_test::FaultOf<Failure>([&] {
+              tensorSpec(options, OneBox({}, TensorNeed{0, 0}));
+            }),
+            "--order: the network takes three channels");
 }
 
 }  // namespace

@@ -28,7 +28,9 @@ TEST_F(Refusals, WrongUsageIsStatusTwo) {
       {"", "det.txt -o out", "det.txt --frame 640x480", "det.txt --frame 640x480x3 -o out",
        "det.txt --frame 640x480 --filter median -o out", "det.txt --frame 640x480 --fps fast -o out"});
   expectWrongUsage("run walk.mp4 --detector ", {"cat", "mot:", "onnx:"});
-  expectWrongUsage("tensor walk.mp4 --size 64x64 -o out ", {"--mean 1,2", "--matrix bt000"});
+  expectWrongUsage("tensor walk.mp4 --size 64x64 -o out ",
+                   {"--mean 1,2", "--matrix bt000", "--raw 8x8", "--format nv12", "--region 1,2,3",
+                    "--type f64", "--pillow 11", "--preset other", "--orientation up"});
   expectWrongUsage("sample ", {"out.mp4"});
   expectWrongUsage("layers ",
                    {"", "a.onnx --input 3x4", "a.onnx --input 3x4x5x6", "a.onnx --input axbxc"});
@@ -55,7 +57,7 @@ TEST_F(Refusals, HelpAndVersionAreNoFaults) {
       {"run -h", "--detector .*hog\\b", "--hog-threshold \\w+\\W+0\\.5\\b",
        "--hog-smallest \\w+\\W+64\\b", "--score \\w+\\W+0\\.25\\b", "--nms \\w+\\W+0\\.45\\b"},
       {"score --help", "--overlap \\w+\\W+0\\.5\\b"},
-      {"tensor --help", "--frame \\w+\\W+1\\b"},
+      {"tensor --help", "--frame \\w+", "pillow-bicubic", "p010"},
       {"sample --help", "--frames \\w+\\W+150\\b"},
       {"layers --help", "--runs \\w+\\W+10\\b"}};
   for (const std::vector<std::string>& c : cases) {
@@ -120,7 +122,11 @@ TEST_F(Refusals, Videos) {
   expectRefused(
       "run walk.mp4 ",
       {{"--size 64x0", "--size: 64x0: "},
-       {"--size 63x64", "--size: 63x64: width and height must be even"},
+       {"--size 63x8193", "--size: 63x8193: width and height must be from 1 to 8192"},
+       {"--detector onnx --order gray", "--order: the network takes three channels"},
+       {"--detector mot:walk.txt --region 320,0,9,9", "--region: "},
+       {"--detector mot:walk.txt --divisor 0", "--divisor: "},
+       {"--orientation 0", "--orientation: 0: "},
        {"--frames 0", "--frames: 0: "},
        {"--fps -3", "tracker parameters: fps "},
        {"--hog-smallest 23", "--hog-smallest: "},
@@ -139,10 +145,22 @@ TEST_F(Refusals, Videos) {
        {"--detector onnx --config walk.txt --trajectories walk.txt", "walk.txt: is the input"},
        {"--detector onnx --labels - --config -", "standard input is given for more than one file"},
        {"--tensors walk.txt", "walk.txt: cannot be made: "}});
-  expectRefused("tensor walk.mp4 -o out ", {{"--frame 0 --size 64x64", "--frame: 0: "},
-                                            {"--size 64x8194", "--size: 64x8194: "},
-                                            {"--size 64x64 --mean 1,nan,1", "--mean: "},
-                                            {"--size 64x64 --scale 1,inf,1", "--scale: "}});
+  expectRefused("tensor walk.mp4 -o out ",
+                {{"--frame 0 --size 64x64", "--frame: 0: "},
+                 {"--size 64x8193", "--size: 64x8193: "},
+                 {"--size 64x64 --mean 1,nan,1", "--mean: value 2 must be finite"},
+                 {"--size 64x64 --scale 1,inf,1", "--scale: "},
+                 {"--deviation 1,0,1", "--deviation: "},
+                 {"--bar 0,0,256", "--bar: value 3 is not from 0 to 255"},
+                 {"--type i8", "--step: "},
+                 {"--type u8 --step 1 --zero-point 256", "--zero-point: "},
+                 {"--fit crop --short-side -1", "--short-side: "},
+                 {"--region 0,0,0,0", "--region: 0,0,0,0: has no pixels"},
+                 {"--region 0,240,320,1", "--region: "},
+                 {"--region 1,1,5,0", "--region: "},
+                 {"--orientation 9", "--orientation: 9: must be from 1 to 8"},
+                 {"--placement ./out", "./out: is given for two outputs"},
+                 {"--placement no/where", "no/where: cannot be written: "}});
   expectRefused("tensor --size 64x64 ",
                 {{"walk.mp4 -o walk.mp4", "walk.mp4: is the input"},
                  {"- --frame 41 -o out <walk.mp4", "standard input: has 40 frames, no frame 41"},
@@ -199,6 +217,19 @@ TEST_F(Refusals, Pictures) {
                  {"in.yuv out --format nv21 --frame 8x5", "--frame: 8x5: width and height must be even"},
                  {"in.yuv out --format nv21 --frame 16386x2",
                   "--frame: 16386x2: width and height must be from 1 to 16384"}});
+  expectRefused("tensor in.yuv -o out.npy --placement out.json ",
+                {{"", "in.yuv: "},
+                 {"--format i422 --raw 8x6", "in.yuv: has only 72 of the 96 bytes of one frame of 8x6"},
+                 {"--format gray --raw 8x8", "in.yuv: has more than the 64 bytes of one frame of 8x8"},
+                 {"--format nv12 --raw 0x6", "--raw: 0x6: width and height must be from 1 to 16384"},
+                 {"--format nv12 --raw 8x6 --frame 1", "--frame: is for videos"},
+                 {"--format rgb --raw 6x4 --range full", "--range: in.yuv is not YUV"}});
+  expectRefused("tensor ", {{"in.png -o in.png", "in.png: is the input"},
+                            {"in.png -o out --placement ./in.png", "./in.png: is the input"},
+                            {"in.png -o out --matrix bt709", "--matrix: in.png is not YUV"},
+                            {"short.png -o out", "short.png: is damaged"},
+                            {"in.png --frame 2 -o out", "in.png: has 1 frames, no frame 2"},
+                            {"- -o out <notes.txt", "standard input: is neither PNG nor JPEG"}});
   expectRefused("prepare in.png -o out.npy ",
                 {{"--size 0x8", "--size: 0x8: width and height must be from 1 to 8192"},
                  {"--size 8x8193", "--size: 8x8193: width and height must be from 1 to"},

@@ -5,7 +5,7 @@
 
 #include "apps/video/video_reader.h"
 #include "tests/apps/tool_test_support.h"
-#include "tn_yuvconverter.h"
+#include "tn_preprocess.h"
 
 namespace {
 
@@ -87,48 +87,73 @@ TEST_F(RunCommand, FramesBeforeAReadErrorAreAllUsed) {
   EXPECT_TRUE(exists("out.png"));
 }
 
-TEST_F(RunCommand, TensorsAreTheToolkitsToTheBit) {
-  constexpr int kWidth = 96, kHeight = 64, kWanted = 4;
+// The decoder's three planes and the packed two hold the same samples, so they give the same tensor.
+TEST_F(RunCommand, TensorsAreTheLibrarysToTheBit) {
+  constexpr int kWanted = 4;
   makeSample(6);
   VideoReader video(path("walk.mp4"));
   _TN_Image frame;
   for (int i = 0; i < kWanted; ++i) ASSERT_TRUE(video.next(frame));
-  using Tarn::YuvRange;
-  using Tarn::YuvStandard;
-  constexpr auto kUFirst = Tarn::ChromaOrder::kUFirst;
-  static constexpr struct {
-    const char* given;
-    Tarn::YuvToRgbOptions colour;
-  } kCases[] = {
-      {"", {YuvStandard::kBt601}},  // by its size
-      // Whatever the video says.
-      {"--matrix bt709 --range full --scale 0.5,0.25,2 --mean 10,20,-30",
-       {YuvStandard::kBt709,
-        YuvRange::kFull,
-        kUFirst,
-        Tarn::ChannelOrder::kRgb,
-        {10, 20, -30},
-        {0.5f, 0.25f, 2}}},
-      {"--matrix bt2020 --range limited --order bgr",
-       {YuvStandard::kBt2020, YuvRange::kLimited, kUFirst, Tarn::ChannelOrder::kBgr}},
-  };
-  for (const auto& [given, colour] : kCases) {
+  Tarn::FrameView view = Tarn::frameView(frame);
+  view.matrix = Tarn::YuvMatrix::kBt601;  // by its size
+  Tarn::TensorSpec spec;
+  spec.width = 97;
+  spec.height = 63;
+  spec.fit = Tarn::Fit::kStretch;
+  const auto expect_tensor = [&](const std::string& given, const Tarn::Region& region) {
     SCOPED_TRACE(given);
-    std::vector<float> expected(3 * kWidth * kHeight);
-    const _TN_Image out = {0, TN_PIX_FMT_CHW_F32, kWidth, kHeight, 0, expected.data()};
-    Tarn::TarnYUVToolKit toolkit(320, 240, 160, 120, kWidth, kHeight);
-    toolkit.setCvtMat(Tarn::makeYuvToRgbMatrix(colour));
-    toolkit.convert(frame, out);
-
-    const std::string options = std::string(" --size 96x64 ") + given;
+    std::vector<float> expected(spec.bytes() / sizeof(float));
+    Tarn::Preprocessor(spec).run(view, expected.data(), spec.bytes(), region);
+    const std::string options = " --size 97x63 --fit stretch " + given;
     run("tensor walk.mp4 --frame 4 -o one.npy" + options);
     run("run walk.mp4 --detector mot:walk.txt --tensors deep/dir" + options);
     const tn_test::Npy npy = tn_test::parseNpy(read("one.npy"));
-    EXPECT_EQ(npy.header.rfind("{'descr': '<f4', 'fortran_order': False, 'shape': (3, 64, 96), }", 0),
+    EXPECT_EQ(npy.header.rfind("{'descr': '<f4', 'fortran_order': False, 'shape': (1, 3, 63, 97), }", 0),
               0u);
     EXPECT_EQ(npy.values, expected);
     EXPECT_EQ(read("deep/dir/000004.npy"), read("one.npy"));
+  };
+  expect_tensor("", {});
+  view.matrix = Tarn::YuvMatrix::kBt2020;  // whatever the video says
+  view.range = Tarn::YuvRange::kFull;
+  spec.resampling = Tarn::Resampling::kAntialiased;
+  spec.colour = Tarn::TensorColour::kBgr;
+  for (int i = 0; i < 3; ++i) {
+    spec.mean[i] = static_cast<float>(10 * i);
+    spec.scale[i] = 0.25f;
   }
+  expect_tensor(
+      "--matrix bt2020 --range full --resampling antialiased --order bgr --mean 0,10,20 "
+      "--scale 0.25,0.25,0.25 --region=-20,10,120,400",
+      {-20, 10, 120, 400});
+}
+
+// A phone held upright writes its frames lying down, with a matrix that turns them clockwise.
+TEST_F(RunCommand, TensorsOfTurnedVideosAreUpright) {
+  makeSample(2);
+  run("tensor walk.mp4 --size 60x80 --orientation 6 -o turned.npy --placement by-option.json");
+  write("turned.mp4", tn_test::videoWithMatrix(read("walk.mp4"), 0, 65536, -65536, 0));
+  write("tilted.mp4", tn_test::videoWithMatrix(read("walk.mp4"), 46341, 46341, -46341, 46341));
+  run("tensor turned.mp4 --size 60x80 -o by-file.npy --placement by-file.json");
+  EXPECT_EQ(read("by-file.npy"), read("turned.npy"));
+  EXPECT_EQ(read("by-file.json"), read("by-option.json"));
+  run("tensor turned.mp4 --size 60x80 --orientation 1 -o lying.npy");
+  EXPECT_NE(read("lying.npy"), read("turned.npy"));
+  expectRefused("tensor tilted.mp4 -o out ", {{"", "tilted.mp4: is turned by no right angle"}});
+  run("tensor tilted.mp4 --size 60x80 --orientation 6 -o tilted.npy");
+  EXPECT_EQ(read("tilted.npy"), read("turned.npy"));
+}
+
+TEST_F(RunCommand, ThePlacementSaysWhereTheFrameWent) {
+  makeSample(2);
+  run("tensor walk.mp4 --size 64x64 --placement where.json -o out.npy");
+  EXPECT_EQ(read("where.json"),
+            "{\n  \"frame\": [0, 0, 320, 240],\n  \"content\": [0, 8, 64, 48],\n"
+            "  \"to_tensor\": [0.2, 0, 0, 0, 0.2, 8],\n  \"to_frame\": [5, 0, 0, 0, 5, -40]\n}\n");
+  EXPECT_EQ(
+      tool("tensor walk.mp4 --placement - -o out.npy --region 300,200,40,40")
+          .out.rfind("{\n  \"frame\": [300, 200, 20, 40],\n  \"content\": [160, 0, 320, 640],\n", 0),
+      0u);
 }
 
 TEST_F(RunCommand, TheDetectorFindsFiguresOnFoot) {

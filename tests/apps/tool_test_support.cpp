@@ -123,6 +123,19 @@ std::int64_t countFrames(const std::string& video) {
 }
 #endif
 
+std::string videoWithMatrix(std::string video, int a, int b, int c, int d) {
+  const auto text = [](int a11, int a12, int a21, int a22) {
+    std::string bytes;
+    for (const int number : {a11, a12, 0, a21, a22})
+      for (int shift = 24; shift >= 0; shift -= 8)
+        bytes += static_cast<char>(static_cast<unsigned>(number) >> shift);
+    return bytes;
+  };
+  const std::size_t at = video.find("tkhd") + 44;
+  EXPECT_EQ(video.substr(at, 20), text(65536, 0, 0, 65536));
+  return video.replace(at, 20, text(a, b, c, d));
+}
+
 Npy parseNpy(const std::string& content) {
   constexpr std::size_t kPreamble = 10;
   EXPECT_EQ(content.substr(0, 8), std::string("\x93NUMPY\x01\x00", 8));
@@ -130,12 +143,13 @@ Npy parseNpy(const std::string& content) {
   const std::size_t length =
       static_cast<unsigned char>(content[8]) + 256u * static_cast<unsigned char>(content[9]);
   EXPECT_EQ((kPreamble + length) % 64, 0u);
-  Npy npy = {content.substr(kPreamble, length), {}};
+  Npy npy = {content.substr(kPreamble, length), {}, {}};
   EXPECT_EQ(npy.header.back(), '\n');
-  const std::string values = content.substr(std::min(kPreamble + length, content.size()));
-  EXPECT_EQ(values.size() % sizeof(float), 0u);
-  npy.values.resize(values.size() / sizeof(float));
-  std::memcpy(npy.values.data(), values.data(), npy.values.size() * sizeof(float));
+  npy.bytes = content.substr(std::min(kPreamble + length, content.size()));
+  if (npy.header.find("'<f4'") == std::string::npos) return npy;
+  EXPECT_EQ(npy.bytes.size() % sizeof(float), 0u);
+  npy.values.resize(npy.bytes.size() / sizeof(float));
+  std::memcpy(npy.values.data(), npy.bytes.data(), npy.values.size() * sizeof(float));
   return npy;
 }
 

@@ -68,9 +68,14 @@ std::int64_t countFrames(const std::string& video);
 // A JPEG file as a camera writes it that notes how it was held: orientation 1 to 8.
 std::string jpegWithOrientation(const std::string& jpeg, char orientation);
 
+// An MP4 file of the tool's own whose matrix turns its frames by x' = a x + c y, y' = b x + d y, each
+// number in parts of 65536.
+std::string videoWithMatrix(std::string video, int a, int b, int c, int d);
+
 struct Npy {
-  std::string header;  // the dictionary
-  std::vector<float> values;
+  std::string header;         // the dictionary
+  std::string bytes;          // of the elements
+  std::vector<float> values;  // those of float32
 };
 // Takes a NumPy file apart and checks its magic and lengths.
 Npy parseNpy(const std::string& content);

@@ -19,6 +19,7 @@ OUTPUTS = [
     ("w.mp4", "video", f"sample OUT --detections /dev/null {SAMPLE}"),
     ("w.txt", "frames", f"sample /dev/null --detections OUT {SAMPLE}"),
     ("t.npy", "nothing", "tensor walk.mp4 --size 128x128 -o OUT"),
+    ("t.json", "nothing", "tensor walk.mp4 --size 128x128 -o /dev/null --placement OUT"),
     ("q.npy", "nothing", "prepare noise.png --size 128x128 -o OUT"),
     ("q.png", "nothing", "prepare noise.png --size 256x256 -o OUT"),
     ("c.png", "nothing", "convert noise.png OUT --rotate 90"),

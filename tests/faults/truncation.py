@@ -38,6 +38,7 @@ KINDS = [
     ("model", "small.onnx", "layers CUT --runs 1 --input 3x6x6", MUST_FAIL),
     ("picture, PNG", "noise.png", "convert CUT c.png", MUST_FAIL),
     ("picture, JPEG", "demo.jpg", "convert CUT c.png", MUST_FAIL),
+    ("raw frame, tensor", "noise.yuv", "tensor CUT --format i420 --raw 64x64 --size 32x32 -o t.npy", MUST_FAIL),
     ("raw frame", "noise.yuv", "prepare CUT --format i420 --frame 64x64 --size 32x32 -o t.npy", MUST_FAIL),
 ]
 # Each line of a config that does not apply is reported, and the rest is used.
