@@ -11,8 +11,8 @@
 
 #include "tn_extents.h"
 
-// Registers the rows of one program, each as ROW/CONTESTANT. "tn_kits" is ours; "memcpy" is the limit
-// and no peer; all others are peers.
+// Registers the rows of one program, each as ROW/CONTESTANT. "tn_kits" is ours; "memcpy", or
+// "limit:NAME" for another job of ours, is a limit and no peer, one a row; all others are peers.
 void registerRows();
 
 // One contestant of a row: job runs once an iteration.

@@ -18,6 +18,9 @@ for benchmark in build/bench/benchmarks/*_benchmark; do
     --benchmark_enable_random_interleaving=true --benchmark_min_time="${MIN_TIME:-0.05}" \
     --benchmark_out="$results/$(basename "$benchmark").json" --benchmark_out_format=json >/dev/null
 done
+# A peer in Python runs in a process of its own.
+python3 benchmarks/pillow_beside.py --filter "${1:-.}" --repetitions "${REPETITIONS:-9}" --min-time "${MIN_TIME:-0.05}" \
+  --out "$results/preprocess_pillow.json" build/bench/benchmarks/preprocess_benchmark >/dev/null
 
 sets=$(cat "$results"/*.json | sed -n 's/.*"instruction_set": "\(.*\)".*/\1/p' | sort -u)
 processor=$(sed -n 's/^model name[^:]*: *//p' /proc/cpuinfo | head -n 1)

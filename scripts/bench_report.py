@@ -3,8 +3,9 @@
 usage: bench_report.py --title TEXT --table FILE.md --chart FILE.svg [--summary FILE.md] RESULT.json...
 
 A benchmark is named ROW/CONTESTANT: "tn_kits" is ours, "memcpy" is the time to copy the bytes that the job
-must move, and all others are peers. The ratio is the fastest peer's median time divided by ours: above 1,
-we are faster. --summary replaces what stands between the lines <!-- ratios --> and <!-- /ratios --> of a file
+must move, "limit:NAME" is another job of ours whose time this one can hardly go below, and all others are
+peers. The ratio is the fastest peer's median time divided by ours: above 1, we are faster. How near we are to
+the limit is our time divided by its. --summary replaces what stands between the lines <!-- ratios --> and <!-- /ratios --> of a file
 by one line for each family of rows.
 """
 import argparse
@@ -15,7 +16,7 @@ import re
 import statistics
 
 TO_MICROSECONDS = {"ns": 1e-3, "us": 1.0, "ms": 1e3, "s": 1e6}
-OURS, LIMIT = "tn_kits", "memcpy"
+OURS, COPY, LIMIT = "tn_kits", "memcpy", "limit:"
 # Counters worth a place in the table.
 NOTES = {"allocations": "allocations a frame", "allocations_per_frame": "allocations a frame",
          "toolkit_bytes": "bytes a toolkit"}
@@ -36,11 +37,12 @@ FAMILIES = [
     (r"(anti_)?rotate90", "quarter turns"),
     (r"flip", "mirrors"),
     (r"cut|Crop", "cuts and crops"),
+    (r"preprocess", "any frame into any tensor (`Preprocessor`)"),
     (r"kalman", "tracker with Kalman filters, 10 to 1,000 boxes"),
     (r"one_euro", "tracker with One-Euro filters, 10 to 1,000 boxes"),
 ]
 
-Row = collections.namedtuple("Row", "name ours peer peer_time limit notes")
+Row = collections.namedtuple("Row", "name ours peer peer_time limit limit_time notes")
 
 
 def read_times(paths):
@@ -65,17 +67,21 @@ def read(paths):
     times, order, notes = read_times(paths)
     for name in sorted(times, key=order.get):
         medians = {contestant: statistics.median(runs) for contestant, runs in times[name].items()}
-        ours, limit = medians.pop(OURS, None), medians.pop(LIMIT, None)
+        ours = medians.pop(OURS, None)
+        limit = next((name for name in medians if name == COPY or name.startswith(LIMIT)), None)
+        limit_time = medians.pop(limit, None)
         if ours is not None and medians:
             peer = min(medians, key=medians.get)
-            yield Row(name, ours, peer, medians[peer], limit, notes[name])
+            yield Row(name, ours, peer, medians[peer], limit, limit_time, notes[name])
 
 
 def table(title, rows):
-    lines = [title, "", "| row | ours, us | fastest peer | its, us | ratio | memcpy, us | |",
-             "|---|---:|---|---:|---:|---:|---|"]
+    lines = [title, "", "| row | ours, us | fastest peer | its, us | ratio | limit | its, us | ours / limit | |",
+             "|---|---:|---|---:|---:|---|---:|---:|---|"]
     for row in rows:
-        limit = "" if row.limit is None else f"{row.limit:.1f}"
+        limit = " | | "
+        if row.limit is not None:
+            limit = f"{row.limit.removeprefix(LIMIT)} | {row.limit_time:.1f} | {row.ours / row.limit_time:.2f}"
         notes = ", ".join(f"{value:,.0f} {text}" for text, value in row.notes.items())
         lines.append(f"| {row.name} | {row.ours:.1f} | {row.peer} | {row.peer_time:.1f} "
                      f"| {row.peer_time / row.ours:.2f} | {limit} | {notes} |")

@@ -21,7 +21,7 @@ lint=()
 [ "$llvm" != -14 ] || lint=(clang-format-14 clang-tidy-14)
 # The sanitizers' builds, the fuzz targets in one of them.
 fuzz=("clang$llvm" "libclang-rt$llvm-dev")
-bench=(libbenchmark-dev libyuv-dev python3 python3-onnx)
+bench=(libbenchmark-dev libyuv-dev python3 python3-onnx python3-venv)
 # On top of build, whose headers serve both systems. GoogleTest comes as sources.
 windows=("clang$llvm" "lld$llvm" "llvm$llvm" g++-mingw-w64-x86-64-posix googletest wine64 wine)
 package=(dpkg-dev file debootstrap)
