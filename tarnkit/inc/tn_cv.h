@@ -1,6 +1,7 @@
 /// \file
 /// Pixel kernels: colour conversions between camera bytes and network layouts, turns, mirrors, cuts, a
 /// resizer, and affine warps of float tensors; and network input preparation, which puts them together.
+/// For frames to tensors in new programs see tn_preprocess.h.
 ///
 /// All kernels are stateless and may run on several threads at once on separate destinations. They check
 /// neither pointers nor sizes and, but for network input preparation, report nothing. A buffer that is

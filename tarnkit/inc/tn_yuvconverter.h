@@ -1,5 +1,5 @@
 /// \file
-/// YUV 4:2:0 frames to network tensors, and crops of such frames.
+/// YUV 4:2:0 frames to network tensors, and crops of such frames. For new programs see tn_preprocess.h.
 #ifndef TN_YUVCONVERTER_H_
 #define TN_YUVCONVERTER_H_
 

@@ -28,6 +28,8 @@ library() { # OPTIONS...
 run_examples() { # DIRECTORY
   "$1/frame_to_tensor" | tee "$work/printed.txt"
   grep -qx 'centre pixel: 0.502 0.502 0.502' "$work/printed.txt"
+  "$1/preprocess" >"$work/printed.txt"
+  grep -qx 'in the frame 159 x 159 at 1200, 600' "$work/printed.txt"
   "$1/track_boxes" >"$work/printed.txt"
   [ "$(grep -c '^frame 5: box [12], class' "$work/printed.txt")" = 2 ]
 }
