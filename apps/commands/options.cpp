@@ -37,8 +37,9 @@ void addTensorOptions(Options options, TensorOptions& values, TensorReader reade
                                  {"letterbox", Fit::kLetterbox},
                                  {"letterbox-top-left", Fit::kLetterboxTopLeft},
                                  {"crop", Fit::kCrop}},
-      std::string("stretch each axis by itself; keep the shape, between bars in the middle "
-                  "or before them; keep it and cut off the longer side (default: letterbox") +
+      std::string(
+          "stretch: each axis by itself; letterbox: one scale, between bars; letterbox-top-left: bars "
+          "to the right and below; crop: one scale, the middle of it (default: letterbox") +
           (is_file ? ")" : "; without a network stretch)"));
   tensor.addFlag("--never-enlarge", values.never_enlarge, "Letterboxes: a small frame keeps its pixels");
   tensor

@@ -109,7 +109,7 @@ class Input {
       readPicture();
     else
       readVideo();
-    if (command.tensor.colour.any() && !isYuv(view_.format) && !video_)
+    if (command.tensor.colour.any() && !isYuv(view_.format))
       throw Failure(command.tensor.colour.standard ? "--matrix" : "--range",
                     inputName(command.input) + " is not YUV");
     if (isYuv(view_.format)) command.tensor.colour.applyTo(view_);
@@ -253,7 +253,7 @@ void addTensorCommand(CommandLine& tool) {
            "coordinates of the upright frame and of the tensor")
       .typeName("FILE.json");
   options.addChoice("--preset", values.preset, presets,
-                    "Where options begin: how a well-known network takes its input");
+                    "How a well-known network takes its input; other options replace parts of it");
   addTensorOptions(options, values.tensor, TensorReader::kFile);
 }
 

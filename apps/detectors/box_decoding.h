@@ -39,8 +39,8 @@ std::vector<Tarn::TarnBoundingBox2D> decodeBoxes(const BoxOutput& output, float 
 std::vector<Tarn::TarnBoundingBox2D> suppressDuplicates(std::vector<Tarn::TarnBoundingBox2D> boxes,
                                                         float most_overlap);
 
-// From pixels of a tensor to fractions of the stored frame, cut off at the edges of what the tensor
-// shows of it. Boxes wholly beside that are left out.
+// From pixels of a tensor to fractions of the stored frame, cut off at the edges of the region that it
+// comes from. Boxes wholly beside that are left out.
 std::vector<Tarn::TarnBoundingBox2D> ontoPicture(const std::vector<Tarn::TarnBoundingBox2D>& boxes,
                                                  const Tarn::Placement& placement,
                                                  const Tarn::FrameView& frame);

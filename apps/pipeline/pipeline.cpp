@@ -30,7 +30,8 @@ Tarn::TensorSpec tensorSpec(const TensorOptions& wanted, const Detector& detecto
     base.fit = Tarn::Fit::kStretch;
     return specOf(wanted, base);
   }
-  base.divisor = 255;  // networks mostly take colours from 0 to 1
+  // Networks mostly take colours from 0 to 1. Who says a part of it says all.
+  if (!wanted.normalises()) base.divisor = 255;
   Tarn::TensorSpec spec = specOf(wanted, base);
   if (spec.colour == Tarn::TensorColour::kGray)
     throw Failure("--order", "the network takes three channels");
@@ -53,6 +54,8 @@ Pipeline::Pipeline(FrameSource& frames, Detector& detector, const PipelineOption
       times_({"decode", "tensor", "network", "detect", "track", "draw and encode"}),
       has_frame_(takeFrame()),
       info_(frames.info()) {
+  if (has_network_ && info_.orientation == 0 && !options_.orientation)
+    throw Failure("--orientation", "is needed: the video is turned by no right angle");
   applyTrackerParams(options_.tracker, static_cast<float>(info_.fps()));
   preprocessor_ = makePreprocessor(options_.spec);
   if (!options_.tensors.empty()) makeFolder(options_.tensors);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
+#include <utility>
 
 #include "apps/output/npy.h"
 #include "apps/support/failure.h"
@@ -34,12 +35,32 @@ Failure faultOfOption(const std::string& message) {
   return Failure("--" + option, fault);
 }
 
+bool sameInAll(const float (&channels)[3]) {
+  return channels[0] == channels[1] && channels[1] == channels[2];
+}
+
+// The numbers of a preset follow its channels.
+void takeOrder(const TensorOptions& options, Tarn::TensorSpec& base) {
+  if (!options.order || *options.order == base.colour) return;
+  const bool known = (sameInAll(base.mean) || !options.mean.empty()) &&
+                     (sameInAll(base.deviation) || !options.deviation.empty());
+  if (*options.order == Tarn::TensorColour::kGray && !known)
+    throw Failure("--order",
+                  "the preset has no mean and deviation of grey; give --mean and --deviation");
+  if (*options.order == Tarn::TensorColour::kBgr) {
+    std::swap(base.mean[0], base.mean[2]);
+    std::swap(base.deviation[0], base.deviation[2]);
+  }
+  base.colour = *options.order;
+}
+
 }  // namespace
 
 Tarn::TensorSpec specOf(const TensorOptions& options, Tarn::TensorSpec base) {
   if (options.size) {
     base.width = options.size->width;
     base.height = options.size->height;
+    base.short_side = 0;
   }
   take(options.type, base.type);
   take(options.step, base.step);
@@ -47,7 +68,7 @@ Tarn::TensorSpec specOf(const TensorOptions& options, Tarn::TensorSpec base) {
   // What a preset has for other fits and types is not asked for any more.
   if (base.fit != Tarn::Fit::kCrop) base.short_side = 0;
   const bool keeps_bytes = base.type == Tarn::ElementType::kUint8 && base.step == 0.0f;
-  if (options.normalises() || keeps_bytes) {
+  if (keeps_bytes) {
     const Tarn::TensorSpec neutral;
     base.divisor = neutral.divisor;
     std::copy_n(neutral.mean, 3, base.mean);
@@ -55,7 +76,7 @@ Tarn::TensorSpec specOf(const TensorOptions& options, Tarn::TensorSpec base) {
     std::copy_n(neutral.scale, 3, base.scale);
   }
   take(options.layout, base.layout);
-  take(options.order, base.colour);
+  takeOrder(options, base);
   base.never_enlarge = base.never_enlarge || options.never_enlarge;
   take(options.short_side, base.short_side);
   take(options.bar, base.bar);

@@ -40,8 +40,8 @@ struct TensorOptions {
   bool normalises() const { return divisor || !mean.empty() || !deviation.empty() || !scale.empty(); }
 };
 
-// `base` with what was given in place of its own. Where a part of the normalisation was given, and where
-// bytes are kept, the rest of it is neutral. Nothing is checked: the Preprocessor does that.
+// `base` with what was given in place of its own; where bytes are kept the normalisation is neutral.
+// Nothing is checked: the Preprocessor does that.
 Tarn::TensorSpec specOf(const TensorOptions& options, Tarn::TensorSpec base);
 
 // Throws Failure, which names the option, for a spec that cannot work.

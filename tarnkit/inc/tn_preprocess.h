@@ -59,9 +59,8 @@
 ///   >> 20, clamped to a byte, and so on. With full range the first term is 2^20 * Y.
 /// - The factors are the floats of the float modes; for BT.601 limited range they are 1.164, 1.596,
 ///   -0.813, -0.391 and 2.018, as that function has them.
-/// - Grey is made of RGB before the resizing: (9798 R + 19235 G + 3735 B + 2^14) >> 15 for
-/// kOpencvLinear,
-///   (19595 R + 38470 G + 7471 B + 2^15) >> 16 for the others.
+/// - Grey is made of RGB before the resizing: (9798 R + 19235 G + 3735 B + 2^14) >> 15 as OpenCV does,
+///   (19595 R + 38470 G + 7471 B + 2^15) >> 16 as Pillow does.
 ///
 /// # Normalisation
 /// ((value / divisor - mean) / deviation) * scale in float32, each of the four operations rounded by
@@ -69,11 +68,11 @@
 /// - float16 and bfloat16 elements are then rounded to nearest, ties to even, with subnormals kept and
 ///   overflow to infinity.
 /// - Quantised elements are element / step in float32, rounded to nearest, ties to even, plus
-/// zero_point,
-///   saturated.
+///   zero_point, saturated.
 #ifndef TN_PREPROCESS_H_
 #define TN_PREPROCESS_H_
 
+#include <cmath>
 #include <cstddef>
 #include <memory>
 
@@ -231,8 +230,9 @@ struct TN_KITS_API TensorSpec {
 };
 
 /// The same letterbox in the smallest tensor whose sides are multiples of `multiple` and hold the
-/// content of that frame (or region): networks of open size need not work on bars. Errors:
-/// std::invalid_argument for another fit, a multiple below 1, or what `Preprocessor` refuses.
+/// content of that frame (or region): networks of open size need not work on bars. Where the content
+/// fills both sides, the fit may be kStretch, which is the same then. Errors: std::invalid_argument for
+/// another fit, a multiple below 1, sides that are not multiples of it, or what `Preprocessor` refuses.
 TN_KITS_API TensorSpec forContent(const TensorSpec& spec, const FrameView& frame, int multiple = 32,
                                   Region region = {});
 
@@ -247,11 +247,19 @@ struct Rectangle {
   double y;       ///< upper edge
   double width;   ///< to the right edge
   double height;  ///< to the lower edge
+
+  /// Its edges rounded to pixels, for `run`; exact for the rectangles of a Placement. A box that comes
+  /// back from a tensor is thereby a region for a second network.
+  operator Region() const {
+    const int left = static_cast<int>(std::lround(x)), top = static_cast<int>(std::lround(y));
+    return {left, top, static_cast<int>(std::lround(x + width)) - left,
+            static_cast<int>(std::lround(y + height)) - top};
+  }
 };
 
 /// Where a region of the upright picture went. Plain numbers: it outlives everything.
 struct TN_KITS_API Placement {
-  Rectangle region;   ///< what was shown, in pixels of the upright picture
+  Rectangle region;   ///< the region, before a crop's cut, in pixels of the upright picture
   Rectangle stored;   ///< the same part, in pixels of the stored picture
   Rectangle content;  ///< the part of the tensor that shows it; the rest is bars
   /// x' = m[0] x + m[1] y + m[2], y' = m[3] x + m[4] y + m[5], from edge coordinates of the upright
@@ -260,7 +268,8 @@ struct TN_KITS_API Placement {
   double to_tensor[6];
   double to_frame[6];  ///< see to_tensor
 
-  /// Pixel centres: + 0.5, the matrix, - 0.5.
+  /// Pixel centres: + 0.5, the matrix, - 0.5. Name the type, as braces alone may be a Point or a
+  /// Rectangle.
   Point toTensor(Point point) const;
   Point toFrame(Point point) const;               ///< see toTensor
   Rectangle toTensor(Rectangle rectangle) const;  ///< the matrix of its edges
@@ -289,7 +298,11 @@ class TN_KITS_API Preprocessor {
   /// tensor: spec().bytes() bytes at the alignment of an element (64 is fastest), all of them written;
   /// apart from the frame. bytes: what it has, at least that.
   /// Over-reach: none. Allocates only where a frame, region or tensor needs larger tables than any
-  /// before. Errors: std::invalid_argument, with nothing written; std::bad_alloc, likewise.
+  /// before. They take little but with orientations 5 to 8: there all modes but kNearest and kBilinear
+  /// first turn the region's samples, as many bytes as it has. The pillow modes keep rows between their
+  /// passes, about as many bytes as the region has in RGB, and many times that for pictures of very
+  /// unlike sides. Errors: std::invalid_argument, with nothing written, also where a crop's scaled
+  /// picture would have a side of over 2^30; std::bad_alloc, likewise.
   Placement run(const FrameView& frame, void* tensor, std::size_t bytes, Region region = {});
 
   /// `count` regions of one frame to as many tensors back to back: crops of all tracked boxes for a

@@ -111,12 +111,16 @@ TEST(Placement, ContentFitsInTheSmallestMultiples) {
   };
   EXPECT_EQ(sides(viewOf(1920, 1080), 32), "640x384");
   EXPECT_EQ(sides(viewOf(1920, 1080), 1), "640x360");
+  // A height that is rounded down to a multiple.
+  EXPECT_EQ(sides(viewOf(1920, 1153), 32), "640x384");
+  EXPECT_EQ(sides(viewOf(1153, 1920), 32), "384x640");
   EXPECT_EQ(sides(viewOf(1920, 1080, 8), 32), "384x640");
   EXPECT_EQ(sides(viewOf(1920, 1080), 32, {0, 0, 100, 1000}), "64x640");
   const auto fault = [&](const TensorSpec& s, int multiple) {
     return FaultOf([&] { Tarn::forContent(s, viewOf(64, 48), multiple); });
   };
   EXPECT_EQ(fault(spec, 0).rfind("multiple", 0), 0u);
+  EXPECT_EQ(fault(specOf(640, 650, Fit::kLetterbox), 32).rfind("height: 650", 0), 0u);
   EXPECT_EQ(fault(specOf(64, 64, Fit::kStretch), 32).rfind("fit", 0), 0u);
   EXPECT_EQ(fault(specOf(65536, 60000, Fit::kLetterbox), 65537).rfind("width", 0), 0u);
 }

@@ -129,8 +129,9 @@ std::size_t mostTaps(const PlaneAxis& axis) {
 // A power of two of rows that covers the taps of any output.
 int slotsFor(const Geometry& geometry) {
   const double step = static_cast<double>(geometry.y.size) / geometry.y.scaled;
+  const double rows = std::min(2.0 * std::max(step, 1.0) + 2.0, static_cast<double>(geometry.y.size));
   int slots = 2;
-  while (slots < 2.0 * std::max(step, 1.0) + 2.0) slots *= 2;
+  while (slots < rows) slots *= 2;
   return slots;
 }
 

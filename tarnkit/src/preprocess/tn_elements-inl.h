@@ -51,7 +51,7 @@ HWY_INLINE VF Normalised(const ChannelChain& c, VF v) {
   return v;
 }
 
-// To nearest, ties to even; there is no infinity or NaN on the way in, but there may be on the way out.
+// To nearest, ties to even. Values are finite; what is too large becomes infinity.
 HWY_INLINE hn::Vec<hn::Rebind<std::uint16_t, DF>> Bfloat16Of(VF v) {
   const hn::RebindToUnsigned<DF> du;
   const auto bits = hn::BitCast(du, v);

@@ -11,8 +11,7 @@ namespace Tarn {
 namespace preprocess {
 namespace {
 
-// Half to even, as the trainers' Python rounds: in every rounding mode but the default one this would be
-// another number, and no program here sets another.
+// Half to even, as Python rounds, in the processor's default rounding mode.
 int roundHalfEven(double value) { return static_cast<int>(std::nearbyint(value)); }
 
 struct Span {
@@ -26,7 +25,7 @@ Span clipSpan(int start, int size, int whole) {
   return {first, static_cast<int>(std::max<std::int64_t>(end - first, 0))};
 }
 
-// Scales never leave what 32 bits hold: far beyond any tensor only the middle counts.
+// At least a pixel, and what 32 bits hold with room for sums.
 int scaledSide(double exact) {
   constexpr double kMost = 1 << 30;
   if (exact > kMost)
@@ -160,6 +159,10 @@ TensorSpec forContent(const TensorSpec& spec, const FrameView& frame, int multip
     throw std::invalid_argument("fit: only a letterbox can be shrunk to its content");
   if (multiple < 1)
     throw std::invalid_argument("multiple: " + std::to_string(multiple) + " is not 1 or more");
+  for (const int side : {spec.width, spec.height})
+    if (side % multiple != 0)
+      throw std::invalid_argument((side == spec.width ? "width: " : "height: ") + std::to_string(side) +
+                                  " is not a multiple of " + std::to_string(multiple));
   checkFrame(frame);
   const Geometry g = makeGeometry(spec, frame, region);
   const auto up = [multiple](int side) {
@@ -168,7 +171,13 @@ TensorSpec forContent(const TensorSpec& spec, const FrameView& frame, int multip
   TensorSpec shrunk = spec;
   shrunk.width = up(g.x.shown);
   shrunk.height = up(g.y.shown);
-  checkSpec(shrunk);
+  // A content that was rounded down and fills its side would be scaled by less. Then it fills the other
+  // side as well, since that one set the scale.
+  const Geometry again = makeGeometry(shrunk, frame, region);
+  if (again.x.scaled != g.x.scaled || again.y.scaled != g.y.scaled) {
+    shrunk.fit = Fit::kStretch;
+    shrunk.never_enlarge = false;
+  }
   return shrunk;
 }
 

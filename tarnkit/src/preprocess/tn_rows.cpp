@@ -70,7 +70,8 @@ void Rows::aim(const FrameView& frame) {
     if (reach > frame.bytes[plane]) continue;
     in_place_[c].first =
         (turn_.flip_y ? top + last_row : top) + static_cast<std::size_t>(columns(c).first) * unit;
-    in_place_[c].step = turn_.flip_y ? -stride : stride;
+    // A single row may have any stride.
+    in_place_[c].step = rows == 1 ? 0 : turn_.flip_y ? -stride : stride;
     in_place_[c].last = reinterpret_cast<std::uintptr_t>(lowest) + (frame.bytes[plane] - reach);
   }
 }

@@ -241,11 +241,18 @@ Conversion conversionOf(const TensorSpec& spec) {
   return Conversion::kQuantisedSigned;
 }
 
+// Whether quotients stay far below what a float holds, so that products by reciprocals do too.
+bool fastSize(const TensorSpec& spec, int c) {
+  const double largest = 255.0 / std::fabs(spec.divisor) + std::fabs(spec.mean[c]);
+  return largest / std::fabs(spec.deviation[c]) < 1e30;
+}
+
 ChannelChain chainOf(const TensorSpec& spec, int c) {
   const float mean = spec.mean[c], deviation = spec.deviation[c], scale = spec.scale[c];
   ChannelChain chain = {Chain::kWhole,       spec.divisor,    mean, deviation, scale,
                         1.0f / spec.divisor, 1.0f / deviation};
-  const bool exact = fastDivisor(spec.divisor) && fastDivisor(deviation) && fastMean(mean);
+  const bool exact =
+      fastDivisor(spec.divisor) && fastDivisor(deviation) && fastMean(mean) && fastSize(spec, c);
   if (!exact)
     chain.chain = Chain::kWholePlainly;
   else if (mean == 0.0f && deviation == 1.0f && scale == 1.0f)

@@ -62,7 +62,7 @@ class TensorWriter {
   // Bars above and below, counted from the top without the content; and left and right of a row.
   void fillBars(std::size_t first, std::size_t last);
   void fillSides(std::size_t y);
-  void putRow(std::size_t y, const float* const colours[3]);
+  void putRow(std::size_t k, const float* const colours[3]);
   void putBand(std::size_t first, std::size_t count);
 
   std::size_t width_, height_, channels_, element_;
