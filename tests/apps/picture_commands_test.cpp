@@ -316,7 +316,8 @@ TEST_F(PictureCommands, TensorsHoldThePicturesColours) {
   constexpr std::size_t kPlane = 224 * 224 * sizeof(float);
   EXPECT_EQ(bgr.substr(bgr.size() - kPlane), rgb.substr(rgb.size() - 3 * kPlane, kPlane));
   EXPECT_EQ(run("tensor - -o - --preset imagenet224 --short-side 230 --scale 1,1,1 <in.png"), rgb);
-  expectRefused("tensor - <in.png -o out --preset imagenet224 ", {{"--order gray", "--order: the preset"}});
+  expectRefused("tensor - <in.png -o out --preset imagenet224 ",
+                {{"--order gray", "--order: the preset"}});
   // A camera's note is heeded, unless the option says otherwise.
   cv::imwrite(path("in.jpg"), picture);
   write("turned.jpg", tn_test::jpegWithOrientation(read("in.jpg"), 6));

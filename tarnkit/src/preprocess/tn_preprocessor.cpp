@@ -76,7 +76,7 @@ struct AlignedDelete {
   }
 };
 
-// What a resampler's tables depend on, besides the spec.
+// What a resampler's tables depend on, besides its TensorSpec.
 struct Job {
   FrameFormat format;
   int width, height, orientation;
