@@ -250,7 +250,7 @@ struct Rectangle {
 
   /// Its edges rounded to pixels, for `run`; exact for the rectangles of a Placement. A box that comes
   /// back from a tensor is thereby a region for a second network.
-  operator Region() const {
+  operator Region() const {  // NOLINT(google-explicit-constructor): callers pass boxes on
     const int left = static_cast<int>(std::lround(x)), top = static_cast<int>(std::lround(y));
     return {left, top, static_cast<int>(std::lround(x + width)) - left,
             static_cast<int>(std::lround(y + height)) - top};
