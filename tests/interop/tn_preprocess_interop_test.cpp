@@ -113,7 +113,8 @@ TEST(PreprocessFfmpeg, EachFormatIsCroppedWithoutACopy) {
                                        {0, 1, -1, 0},
                                        {0, -1, -1, 0},
                                        {0, -1, 1, 0}}) {
-        setMatrix(*frame, a << 16, b << 16, c << 16, d << 16);
+        constexpr int kOne = 1 << 16;
+        setMatrix(*frame, a * kOne, b * kOne, c * kOne, d * kOne);
         const FrameView turned = frameView(*frame, &region);
         FrameView first = whole;
         first.orientation = turned.orientation;

@@ -46,7 +46,8 @@ Tarn::FrameView viewOf(const Numbers& n, const std::uint8_t* bytes, std::size_t*
   *end = 0;
   for (std::size_t plane = 0; plane < packing.planes.size(); ++plane) {
     const tn_test::PlaneShape shape = tn_test::planeShape(packing, plane, n[0], n[1]);
-    view.planes[plane] = bytes + *end;
+    // Where only sizes are asked for there are no bytes.
+    if (bytes != nullptr) view.planes[plane] = bytes + *end;
     view.strides[plane] = static_cast<std::ptrdiff_t>(shape.row_bytes);
     view.bytes[plane] = shape.row_bytes * static_cast<std::size_t>(shape.rows);
     *end += view.bytes[plane];
