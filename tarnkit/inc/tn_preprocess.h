@@ -286,8 +286,8 @@ class TN_KITS_API Preprocessor {
   /// What was moved from can only be assigned to or destroyed.
   Preprocessor(Preprocessor&& other) noexcept;
   Preprocessor& operator=(Preprocessor&& other) noexcept;  ///< likewise
-  Preprocessor(const Preprocessor&) = delete;
-  Preprocessor& operator=(const Preprocessor&) = delete;
+  Preprocessor(const Preprocessor&) = delete;              ///< moved, not copied
+  Preprocessor& operator=(const Preprocessor&) = delete;   ///< moved, not copied
 
   const TensorSpec& spec() const;  ///< what it was made with
 
