@@ -73,6 +73,27 @@ HWY_INLINE void StoreFirstOfFour(hn::Vec128<float> v, int count, float* to) {
 HWY_AFTER_NAMESPACE();
 #endif
 
+// The same function where processors do not have it, on the oldest target of newer versions of Highway.
+#if HWY_ARCH_X86 && HWY_TARGET > HWY_SSSE3 && HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
+HWY_BEFORE_NAMESPACE();
+namespace TarnCPU::HWY_NAMESPACE {
+namespace {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+HWY_INLINE hn::Vec128<std::int16_t> MulAddBytes(hn::Vec128<std::uint8_t> a, hn::Vec128<std::uint8_t> b) {
+  const hn::Full128<std::int16_t> d;
+  const auto a16 = hn::BitCast(d, a), b16 = hn::BitCast(d, b);
+  const auto even = hn::Mul(hn::And(a16, hn::Set(d, 0xFF)), hn::ShiftRight<8>(hn::ShiftLeft<8>(b16)));
+  const auto odd_a = hn::And(hn::ShiftRight<8>(a16), hn::Set(d, 0xFF));
+  return hn::SaturatedAdd(even, hn::Mul(odd_a, hn::ShiftRight<8>(b16)));
+}
+
+}  // namespace
+}  // namespace TarnCPU::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+#endif
+
 // A function for processors that TN_FOUR_PRODUCTS is true on (those since Ice Lake), to be called
 // between TN_BEFORE_FOUR_PRODUCTS and TN_AFTER_FOUR_PRODUCTS alone. Highway's own target for them allows
 // compilers instructions that the first of them lack, and its question takes tens of microseconds where
