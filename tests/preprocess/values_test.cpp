@@ -283,7 +283,9 @@ TEST(Preprocess, NormalisationIsTheNaiveChain) {
        {Chain{255, 0, 1, 1}, Chain{127.5f, 1, 1, 1}, Chain{1, 123.675f, 58.395f, 1},
         Chain{255, 0.485f, 0.229f, 1}, Chain{255, 0.456f, 0.224f, 1}, Chain{255, 0.406f, 0.225f, 1},
         Chain{1, 0, 1, 1 / 255.0f}, Chain{3, -7, 1e-3f, -0.1f}, Chain{1e-30f, 1e30f, 3e7f, 0.3f},
-        Chain{1e30f, 0, 1e10f, 1}, Chain{1, 127.5f, 1e38f, -3}}) {
+        Chain{1e30f, 0, 1e10f, 1}, Chain{1, 127.5f, 1e38f, -3},
+        // Near the largest float, where a product by a reciprocal would be infinite.
+        Chain{1, -0x1.d0a27p+125f, 0x1.d0a272p-3f, 1}}) {
     spec.divisor = c.divisor;
     spec.mean[0] = c.mean;
     spec.deviation[0] = c.deviation;
